@@ -1,0 +1,20 @@
+#pragma once
+
+/** \file Everything that the library offers. */
+
+#include "db/DBMgr.h"
+#include "db/SqlStatement.h"
+#include "db/db_common_funcs.h"
+#include "db/db_error.h"
+#include "export.h"
+#include "item/Address.h"
+#include "item/Content.h"
+#include "item/Conversation.h"
+#include "item/FolderType.h"
+#include "item/ListCondition.h"
+#include "item/Message.h"
+#include "item/NmsContentMeta.h"
+#include "item/NmsMsgMeta.h"
+#include "item/SimInfo.h"
+#include "item/Thread.h"
+#include "utility/common_util_funcs.h"

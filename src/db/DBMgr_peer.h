@@ -1,0 +1,41 @@
+#pragma once
+
+// What the unit tests see of the private members of DBMgr and SqlStatement.
+
+#include <cstddef>
+
+#include "msg-tarvel-common/db/DBMgr.h"
+
+namespace msg_tarvel::db {
+
+class DBMgrPeer {
+ public:
+  explicit DBMgrPeer(DBMgr* manager = DBMgr::getInstance()) : _manager(manager) {}
+
+  static std::size_t instanceCount() {
+    const std::lock_guard<std::mutex> lock(DBMgr::_mutex);
+    return DBMgr::_instances.size();
+  }
+  static int onBusyHandler(int count) { return DBMgr::_onBusyHandler(nullptr, count); }
+  static void onDestroyed() { DBMgr::_onDestroyed(); }
+
+  sqlite3* handle() const { return _manager->_db; }
+  int transactionDepth() const { return _manager->_transactionDepth; }
+  int refCount() const { return _manager->_refCount; }
+  int openDb() { return _manager->_openDb(); }
+  int closeDb() { return _manager->_closeDb(); }
+  int createDbFiles() { return _manager->_createDbFiles(); }
+  int createDbTables() { return _manager->_createDbTables(); }
+  bool doesTableExist(const char* name) { return _manager->_doesTableExist(name); }
+
+ private:
+  DBMgr* _manager;
+};
+
+class SqlStatementPeer {
+ public:
+  static void finalize(SqlStatement& statement) { statement._finalize(); }
+  static sqlite3_stmt* handle(const SqlStatement& statement) { return statement._stmt; }
+};
+
+}  // namespace msg_tarvel::db

@@ -1,0 +1,66 @@
+#pragma once
+
+// Other processes and users, for what one process cannot show.
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace test_support {
+
+/** How a process ended and what it printed. */
+struct ProcessResult {
+  /** The exit status, or 128 + the signal that ended it. */
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+/**
+ * Runs a program to its end, with `environment` ("NAME=value"; "NAME" unsets it) on top of this
+ * process's own and `input` as its standard input.
+ */
+ProcessResult run_program(const std::vector<std::string>& command,
+                          const std::vector<std::string>& environment = {},
+                          const std::string& input = "");
+
+/**
+ * A forked child that runs `body` and exits with what it returns. The child must not use a
+ * connection that the parent opened. The destructor kills a child that is still there.
+ */
+class Child {
+ public:
+  explicit Child(const std::function<int()>& body);
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+  ~Child();
+
+  /** Waits for the child; its exit status, or 128 + the signal that ended it. */
+  int wait();
+  pid_t pid() const { return _pid; }
+
+ private:
+  pid_t _pid;
+};
+
+/** Gives up root for good: group 65534 and `groups`, user 65534. False when this is not allowed. */
+bool become_nobody(const std::vector<gid_t>& groups = {});
+
+/** One end signals, the other waits: for keeping a parent and its child in step. */
+class Signal {
+ public:
+  Signal();
+  Signal(const Signal&) = delete;
+  Signal& operator=(const Signal&) = delete;
+  ~Signal();
+
+  void send();
+  void wait();
+
+ private:
+  int _ends[2] = {-1, -1};
+};
+
+}  // namespace test_support
