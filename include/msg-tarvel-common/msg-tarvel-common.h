@@ -1,6 +1,9 @@
 #pragma once
 
-/** \file Everything that the library offers. */
+/**
+ * \file
+ * Everything that the library offers.
+ */
 
 #include "db/DBMgr.h"
 #include "db/SqlStatement.h"

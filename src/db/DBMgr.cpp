@@ -97,7 +97,7 @@ struct HandOverAtThreadEnd {
 
 /** Inserts the subscription row of a new SUBSCRIPTION_TABLE; 0 or a result code. */
 int insert_subscription_row(log::CallSite site = log::CallSite::here()) {
-  const auto statement = DBMgr::getInstance()->compileStatement(
+  auto statement = DBMgr::getInstance()->compileStatement(
       "INSERT INTO mssi_info_table (notiIdx, restartToken) VALUES (?, ?);");
   if (!statement) {
     MSG_TARVEL_ERROR_AT(site, "compileStatement() failed!");
@@ -106,6 +106,7 @@ int insert_subscription_row(log::CallSite site = log::CallSite::here()) {
   statement->bind(1, 0);
   statement->bind(2, "");
   const int ret = statement->step();
+  statement.reset();
   if (ret != DB_SUCCESS) MSG_TARVEL_ERROR_AT(site, "step() failed: (%d)", ret);
   return ret;
 }

@@ -148,7 +148,7 @@ int append_rows(SqlStatement& statement, int (*readRow)(SqlStatement&, Item&),
     Item item;
     const int readRet = readRow(statement, item);
     if (readRet != DB_SUCCESS) {
-      MSG_TARVEL_ERROR_AT(site, "%s() failed!", failures.reader);
+      if (failures.reader) MSG_TARVEL_ERROR_AT(site, "%s() failed!", failures.reader);
       return readRet;
     }
     items.push_back(std::move(item));
