@@ -349,8 +349,11 @@ int DBMgr::_createDbFiles() {
 
   int ret = _openDb();
   if (ret == DB_SUCCESS) {
-    _keepJournal();
+    // A lock that stayed busy is not waited for a second time.
+    const bool stillLocked = !_keepJournal();
+    if (stillLocked) sqlite3_busy_handler(_db, nullptr, nullptr);
     ret = beginTransaction();
+    if (stillLocked) sqlite3_busy_handler(_db, &DBMgr::_onBusyHandler, nullptr);
   }
   if (ret != DB_SUCCESS) {
     MSG_TARVEL_ERROR("beginTransaction() failed!");
@@ -378,17 +381,16 @@ int DBMgr::_createDbFiles() {
  * transaction would come too late, and the first commit would delete the journal file together with
  * its group and mode. Set beforehand, the mode holds, and the pragma inside merely repeats it.
  *
- * Whatever goes wrong here goes wrong in the transaction too and is reported there; so this step is
- * silent, and without a busy handler it leaves all waiting to the transaction as well.
+ * Whatever goes wrong here goes wrong in the transaction too and is reported there, so this step is
+ * silent. Only a lock is waited for here, as the transaction would have waited for it; false when
+ * it stays busy.
  */
-void DBMgr::_keepJournal() {
-  sqlite3_busy_handler(_db, nullptr, nullptr);
+bool DBMgr::_keepJournal() {
   sqlite3_stmt* pragma = nullptr;
-  if (sqlite3_prepare_v2(_db, PERSIST_JOURNAL, -1, &pragma, nullptr) == SQLITE_OK) {
-    sqlite3_step(pragma);
-  }
+  const int code = sqlite3_prepare_v2(_db, PERSIST_JOURNAL, -1, &pragma, nullptr);
+  if (code == SQLITE_OK) sqlite3_step(pragma);
   sqlite3_finalize(pragma);
-  sqlite3_busy_handler(_db, &DBMgr::_onBusyHandler, nullptr);
+  return code != SQLITE_BUSY;
 }
 
 bool DBMgr::_doesTableExist(const char* name) {
