@@ -1,0 +1,80 @@
+#pragma once
+
+// What the connection manager is expected to log, and the comparison of whole logs.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "support/fake_platform.h"
+
+namespace test_support {
+
+using Lines = std::vector<ExpectedLine>;
+
+/** Lines of the connection manager. */
+inline ExpectedLine manager_error(const std::string& function, const std::string& message) {
+  return error_line("DBMgr.cpp", function, "[ERROR] " + message);
+}
+inline ExpectedLine manager_warning(const std::string& function, const std::string& message) {
+  return warn_line("DBMgr.cpp", function, message);
+}
+
+inline ExpectedLine opening() { return info_line("DBMgr.cpp", "_openDb", "Trying to db open!!"); }
+inline ExpectedLine exec_failed(const std::string& what) {
+  return manager_error("execStatement", "sqlite3_exec() failed: " + what);
+}
+inline ExpectedLine gave_up_waiting() {
+  return manager_error("_onBusyHandler", "Busy Handler will be returned SQLITE_BUSY error : PID(" +
+                                             std::to_string(getpid()) + ") \n");
+}
+inline ExpectedLine creating_directories() {
+  return manager_warning("_createDbFiles", "No DB directory exists, Creating DB directories...");
+}
+inline ExpectedLine creating_files() {
+  return manager_warning("_createDbFiles", "No DB file exists, Creating DB files...");
+}
+inline ExpectedLine created() {
+  return manager_warning("_createDbTables", "Succeeded to create msg-tarvel DB!");
+}
+/** The last lines of a createDb whose tables could not be made. */
+inline Lines creation_failed(int code) {
+  const std::string text = "(" + std::to_string(code) + ")";
+  return {manager_warning("_createDbTables", "Failed to create msg-tarvel DB! reason: " + text),
+          manager_error("createDb", "_createDbTables() failed: " + text)};
+}
+
+inline Lines operator+(Lines lines, const Lines& more) {
+  lines.insert(lines.end(), more.begin(), more.end());
+  return lines;
+}
+
+/** Whether the log since the last call holds exactly `expected`, in this order. */
+inline ::testing::AssertionResult logged(const Lines& expected) {
+  const std::vector<LogLine> actual = FakePlatform::get().lines();
+  FakePlatform::get().clearLines();
+  if (std::equal(actual.begin(), actual.end(), expected.begin(), expected.end())) {
+    return ::testing::AssertionSuccess();
+  }
+  ::testing::AssertionResult result = ::testing::AssertionFailure();
+  result << "logged:\n";
+  for (const LogLine& line : actual) result << "  " << line;
+  result << "expected:\n";
+  for (const ExpectedLine& line : expected) result << "  " << line << "\n";
+  return result;
+}
+
+/** Calls `action` once, when the library is about to open the database file. */
+template <typename Action>
+void when_opening(Action action) {
+  FakePlatform::get().onLog([action](const LogLine& line) {
+    if (!(line == opening())) return;
+    FakePlatform::get().onLog(nullptr);
+    action();
+  });
+}
+
+}  // namespace test_support

@@ -1,0 +1,38 @@
+#pragma once
+
+// SQLite and the system as a test wants them to fail. Linked into a test program, the functions of
+// sqlite_faults.cpp stand in front of SQLite's own and of usleep and access: they record the calls
+// of the library, fail those that a test names, and pass on the rest.
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace test_support {
+
+class SqliteFaults {
+ public:
+  /**
+   * Makes the next `times` calls of `call` for `text` return `code`: "exec" and "prepare" with
+   * their SQL text, "step" with the statement's; "clear_bindings", "busy_handler" and "close"
+   * with "". A connection whose close fails stays open.
+   */
+  static void fail(const std::string& call, const std::string& text, int code, int times = 1);
+
+  /** Makes access() refuse to say that a file may be read. */
+  static void refuseReading();
+
+  /** The recorded calls since the last clear, as "exec TEXT", "step TEXT", "close", ... */
+  static std::vector<std::string> calls();
+  static void clearCalls();
+
+  /** How long the library wanted to sleep, in microseconds; it never does. */
+  static std::vector<unsigned int> sleeps();
+  /** Called in place of every sleep. */
+  static void onSleep(std::function<void()> action);
+
+  /** Called after every close of the library's that succeeds. */
+  static void onClose(std::function<void()> action);
+};
+
+}  // namespace test_support
