@@ -1,0 +1,160 @@
+#include "tool_support.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace test_support {
+
+namespace {
+
+/** `defaults` with the values of `changed` in their place, and what is new behind them. */
+Attributes merged(Attributes defaults, const Attributes& changed) {
+  for (const auto& [name, value] : changed) {
+    const std::string wanted = name;
+    const auto known = std::find_if(defaults.begin(), defaults.end(),
+                                    [&wanted](const auto& one) { return one.first == wanted; });
+    if (known == defaults.end()) {
+      defaults.emplace_back(name, value);
+    } else {
+      known->second = value;
+    }
+  }
+  return defaults;
+}
+
+}  // namespace
+
+std::string element(const std::string& name, const Attributes& attributes,
+                    const std::string& children) {
+  std::string text = "<" + name;
+  for (const auto& [attribute, value] : attributes) text += " " + attribute + "=\"" + value + "\"";
+  return children.empty() ? text + "/>\n" : text + ">\n" + children + "</" + name + ">\n";
+}
+
+std::string sms(const Attributes& changed) {
+  return element("sms", merged({{"address", "+14155550111"},
+                                {"date", "1740000000000"},
+                                {"type", "1"},
+                                {"subject", "null"},
+                                {"body", "Hello"},
+                                {"read", "1"}},
+                               changed));
+}
+
+std::string mms(const Attributes& changed, const std::string& parts, const std::string& addrs) {
+  return element("mms",
+                 merged({{"address", "+14155550111"},
+                         {"date", "1740000000000"},
+                         {"msg_box", "1"},
+                         {"sub", "null"},
+                         {"read", "1"},
+                         {"m_type", "132"}},
+                        changed),
+                 element("parts", {}, parts) + element("addrs", {}, addrs));
+}
+
+std::string text_part(const std::string& text) {
+  return element("part", {{"seq", "0"}, {"ct", "text/plain"}, {"cl", "text.txt"}, {"text", text}});
+}
+
+std::string data_part(const std::string& contentType, const std::string& data,
+                      const std::string& name) {
+  return element(
+      "part", {{"seq", "0"}, {"ct", contentType}, {"cl", name}, {"text", "null"}, {"data", data}});
+}
+
+std::string addrs(const std::vector<std::pair<int, std::string>>& typesAndAddresses) {
+  std::string elements;
+  for (const auto& [type, address] : typesAndAddresses) {
+    elements += element("addr", {{"address", address}, {"type", std::to_string(type)}});
+  }
+  return elements;
+}
+
+std::string backup(const std::string& elements) {
+  return "<?xml version='1.0' encoding='UTF-8' standalone='yes' ?>\n<smses count=\"1\">\n" +
+         elements + "</smses>\n";
+}
+
+std::vector<std::string> ToolTest::environment() const {
+  return {"MSG_TARVEL_DATA_DIR=" + dataDir(), "MSG_TARVEL_SETTINGS=" + folder() + "/settings.ini",
+          "TZ=UTC0", "COLUMNS=80"};
+}
+
+ProcessResult ToolTest::run(const std::vector<std::string>& arguments,
+                            const std::vector<std::string>& extraEnvironment) const {
+  std::vector<std::string> command = {TOOL_PROGRAM};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  std::vector<std::string> variables = environment();
+  variables.insert(variables.end(), extraEnvironment.begin(), extraEnvironment.end());
+  return run_program(command, variables);
+}
+
+nlohmann::json ToolTest::json(std::vector<std::string> arguments) const {
+  arguments.emplace_back("--json");
+  const ProcessResult result = run(arguments);
+  EXPECT_EQ(result.status, 0) << arguments.front() << ": " << result.err;
+  return nlohmann::json::parse(result.out, nullptr, false);
+}
+
+void ToolTest::create() const {
+  const ProcessResult result = run({"create"});
+  ASSERT_EQ(result.status, 0) << result.err;
+}
+
+std::string ToolTest::file(const std::string& name, const std::string& content) const {
+  std::string path = folder() + "/" + name;
+  std::ofstream(path, std::ios::binary) << content;
+  return path;
+}
+
+nlohmann::json ToolTest::import(const std::string& elements,
+                                const std::vector<std::string>& options) const {
+  std::vector<std::string> arguments = {"import", file("backup.xml", backup(elements))};
+  arguments.insert(arguments.end(), options.begin(), options.end());
+  return json(arguments);
+}
+
+std::string ToolTest::rows(const std::string& sql) const {
+  RawConnection connection(dbFile());
+  std::string text;
+  for (const std::string& value : connection.column(sql)) text += value + "\n";
+  return text;
+}
+
+std::vector<std::string> ToolTest::mediaFiles() const {
+  std::vector<std::string> names;
+  std::error_code missing;
+  for (const auto& entry : std::filesystem::directory_iterator(mediaDir(), missing)) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string ToolTest::everything() const {
+  std::string text;
+  for (const std::string table : {"msg_conversation_table", "msg_address_table",
+                                  "msg_message_table", "msg_mms_content_table"}) {
+    std::string columns;
+    RawConnection connection(dbFile());
+    for (const std::string& column :
+         connection.column("SELECT name FROM pragma_table_info('" + table + "');")) {
+      columns += (columns.empty() ? "quote(" : " || ',' || quote(") + column + ")";
+    }
+    text += table + "\n" + rows("SELECT " + columns + " FROM " + table + ";");
+  }
+  for (const std::string& name : mediaFiles()) text += name + "\n";
+  return text;
+}
+
+std::string content_of(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  std::stringstream text;
+  text << stream.rdbuf();
+  return text.str();
+}
+
+}  // namespace test_support

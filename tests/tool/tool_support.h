@@ -1,0 +1,70 @@
+#pragma once
+
+// The program msg-tarvel on a store of the test's own, and backups to feed it with.
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/processes.h"
+#include "support/store.h"
+
+namespace test_support {
+
+/** Attributes of an element, in order. Values go into the file as they are. */
+using Attributes = std::vector<std::pair<std::string, std::string>>;
+
+std::string element(const std::string& name, const Attributes& attributes,
+                    const std::string& children = "");
+
+/** A received, read message, but for what `changed` says. */
+std::string sms(const Attributes& changed);
+
+/** Attributes like those of sms; `parts` and `addrs` are elements. */
+std::string mms(const Attributes& changed, const std::string& parts, const std::string& addrs);
+std::string text_part(const std::string& text);
+std::string data_part(const std::string& contentType, const std::string& data,
+                      const std::string& name = "name");
+/** One <addr> per type and address. */
+std::string addrs(const std::vector<std::pair<int, std::string>>& typesAndAddresses);
+
+/** The elements as a whole file. */
+std::string backup(const std::string& elements);
+
+class ToolTest : public ::testing::Test {
+ protected:
+  std::string dataDir() const { return _folder.path() + "/data"; }
+  std::string mediaDir() const { return dataDir() + "/media"; }
+  std::string dbFile() const { return dataDir() + "/dbspace/.msg-tarvel-server.db"; }
+  const std::string& folder() const { return _folder.path(); }
+
+  /** The environment of the program: this store, UTC, 80 columns, factory settings. */
+  std::vector<std::string> environment() const;
+  ProcessResult run(const std::vector<std::string>& arguments,
+                    const std::vector<std::string>& extraEnvironment = {}) const;
+  /** What the command prints with --json, which must succeed. */
+  nlohmann::json json(std::vector<std::string> arguments) const;
+
+  void create() const;
+  /** Writes a file of the test's and returns its path. */
+  std::string file(const std::string& name, const std::string& content) const;
+  /** Imports a backup of these elements; returns the summary. */
+  nlohmann::json import(const std::string& elements,
+                        const std::vector<std::string>& options = {}) const;
+
+  /** The first column of every row, each followed by a newline. */
+  std::string rows(const std::string& sql) const;
+  std::vector<std::string> mediaFiles() const;
+  /** Every row of the tables that an import writes, and the media files. */
+  std::string everything() const;
+
+ private:
+  TemporaryFolder _folder;
+};
+
+std::string content_of(const std::string& path);
+
+}  // namespace test_support

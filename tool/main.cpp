@@ -1,0 +1,210 @@
+// The command line of msg-tarvel: what can be typed, and which exit status comes of it.
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <clocale>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <new>
+
+#include "commands.h"
+#include "failure.h"
+#include "interrupt.h"
+#include "log_sink.h"
+#include "table.h"
+
+namespace {
+
+using namespace msg_tarvel;        // NOLINT(google-build-using-namespace): the program itself
+using namespace msg_tarvel::tool;  // NOLINT(google-build-using-namespace): the program itself
+
+constexpr const char* DATA_DIR_VARIABLE = "MSG_TARVEL_DATA_DIR";
+
+/** What was typed. */
+struct Arguments {
+  std::string dataDir;
+  bool json = false;
+  bool verbose = false;
+  std::string file;
+  std::vector<std::string> ownNumbers;
+  int convId = 0;
+  std::vector<std::string> numbers;
+  std::string folderType;
+  ListCondition condition;
+};
+
+using Command = std::function<int(const Output&)>;
+
+class CommandLine {
+ public:
+  CommandLine();
+
+  /** Runs what `argv` asks for; its exit status. */
+  int run(int argc, char** argv);
+
+ private:
+  CLI::App* add(const std::string& name, const std::string& description, const std::string& example,
+                Command command);
+  void addImport();
+  void addMessages();
+  void useDataDir() const;
+  Output output() const;
+
+  CLI::App _app{"Makes, fills and asks a message store."};
+  Arguments _arguments;
+  std::map<CLI::App*, Command> _commands;
+};
+
+CommandLine::CommandLine() {
+  _app.name("msg-tarvel");
+  _app.set_version_flag("--version", MSG_TARVEL_VERSION);
+  _app.set_help_all_flag("--help-all", "Print the help of every command");
+  _app.require_subcommand(1);
+  _app.fallthrough();
+  _app.add_option("--data-dir", _arguments.dataDir,
+                  "The directory of the store (default: $MSG_TARVEL_DATA_DIR, else "
+                  "$XDG_DATA_HOME/msg-tarvel/)")
+      ->type_name("DIR");
+  _app.add_flag("--verbose", _arguments.verbose, "Print the library's log to standard error");
+  _app.footer(
+      "Example: msg-tarvel --data-dir /tmp/store threads\n"
+      "Exit status: 0 found or done, 1 nothing found, 2 usage, 3 store or file error");
+
+  add("create", "Makes the store, or what is missing of it", "msg-tarvel create",
+      [](const Output& out) { return create_store(out); });
+  addImport();
+  add("threads", "Lists the conversations, newest first", "msg-tarvel threads",
+      [](const Output& out) { return list_threads(out); });
+  CLI::App* const conversation =
+      add("conversation", "Shows the messages of a conversation, oldest first",
+          "msg-tarvel conversation 3",
+          [this](const Output& out) { return show_conversation(out, _arguments.convId); });
+  conversation->add_option("ID", _arguments.convId, "The conversation, as 'threads' lists it")
+      ->required()
+      ->check(CLI::NonNegativeNumber);
+  addMessages();
+  CLI::App* const find =
+      add("find-thread", "Finds the conversation with exactly these people",
+          "msg-tarvel find-thread \"(415) 555-0123\" +14155550145",
+          [this](const Output& out) { return find_thread(out, _arguments.numbers); });
+  find->add_option("NUMBER", _arguments.numbers,
+                   "A phone number in any form, an e-mail address or a name")
+      ->required();
+}
+
+CLI::App* CommandLine::add(const std::string& name, const std::string& description,
+                           const std::string& example, Command command) {
+  CLI::App* const sub = _app.add_subcommand(name, description);
+  sub->add_flag("--json", _arguments.json, "Print JSON, every field as it is stored");
+  sub->footer("Example: " + example);
+  _commands[sub] = std::move(command);
+  return sub;
+}
+
+void CommandLine::addImport() {
+  CLI::App* const sub = add(
+      "import", "Imports the XML that Android phones' SMS/MMS backup programs write",
+      "msg-tarvel import --own-number +14155550100 samples/backup.xml\n\n"
+      "Received messages become folder 1, sent ones 3, drafts 4; what is being sent, waits or\n"
+      "failed becomes folder 2 with network status 1, 1 or 3. Times stay milliseconds. mainText "
+      "is\n"
+      "the subject or else the text. Parts lie in the data directory's media/. What an earlier\n"
+      "import stored is skipped. All of the file is imported, or nothing of it.",
+      [this](const Output& out) {
+        return import_file(out, _arguments.file, _arguments.ownNumbers);
+      });
+  sub->add_option("FILE", _arguments.file, "The backup")->required();
+  sub->add_option("--own-number", _arguments.ownNumbers,
+                  "A number of the phone's owner, who is no participant of a conversation; may be "
+                  "repeated (default: what the store's SIM cards and the file itself show)")
+      ->type_name("NUMBER")
+      ->allow_extra_args(false);
+}
+
+void CommandLine::addMessages() {
+  ListCondition& condition = _arguments.condition;
+  CLI::App* const sub =
+      add("messages", "Lists messages, newest first",
+          "msg-tarvel messages --read-filter 0 --limit 20 --folder-type MAIN_FOLDER_1 "
+          "--conv-ids 1,2",
+          [this](const Output& out) { return list_messages(out, _arguments.condition); });
+  sub->add_option("--read-filter", condition.readFilter,
+                  "1: only read, another number: only unread, -1: all (the default); heeded in "
+                  "MAIN_FOLDER_1 and FOLDER_PAIR_1")
+      ->type_name("N");
+  sub->add_flag("--ascending", condition.ascending, "Oldest first");
+  sub->add_option("--limit", condition.limit, "At most so many; 0: all (the default)")
+      ->type_name("N");
+  sub->add_option("--folder-type", _arguments.folderType,
+                  "A number or name of FolderType (default: ALL_FOLDERS)")
+      ->type_name("FOLDER");
+  sub->add_option("--storage-id", condition.storageId, "Only of this storage, if above 0")
+      ->type_name("N");
+  sub->add_option("--msg-type", condition.msgType, "Only of this type, such as sms or mms")
+      ->type_name("TEXT");
+  sub->add_option("--conv-ids", condition.convIds, "Only of these conversations")
+      ->type_name("ID[,ID...]")
+      ->delimiter(',')
+      ->allow_extra_args(false);
+}
+
+/** The store names files by absolute paths, so its place must be one. */
+void CommandLine::useDataDir() const {
+  const char* const variable = std::getenv(DATA_DIR_VARIABLE);
+  const std::string dataDir =
+      _arguments.dataDir.empty() && variable ? variable : _arguments.dataDir;
+  if (dataDir.empty()) return;
+  setenv(DATA_DIR_VARIABLE, std::filesystem::absolute(dataDir).c_str(), 1);
+}
+
+Output CommandLine::output() const {
+  return {std::cout, _arguments.json, terminal_width(STDOUT_FILENO)};
+}
+
+int CommandLine::run(int argc, char** argv) {
+  try {
+    _app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return _app.exit(error) == 0 ? FOUND : USAGE_ERROR;
+  }
+  set_verbose(_arguments.verbose);
+  useDataDir();
+  ListCondition& condition = _arguments.condition;
+  if (!_arguments.folderType.empty()) condition.folderType = folder_type_of(_arguments.folderType);
+  // The query joins an id that repeats the last one with its neighbour.
+  std::sort(condition.convIds.begin(), condition.convIds.end());
+  condition.convIds.erase(std::unique(condition.convIds.begin(), condition.convIds.end()),
+                          condition.convIds.end());
+
+  const int status = _commands.at(_app.get_subcommands().front())(output());
+  if (!std::cout.flush()) throw Failure("cannot write the output");
+  return status;
+}
+
+int complain(const std::string& what, int status) {
+  std::cerr << "msg-tarvel: " << what << "\n";
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return CommandLine().run(argc, argv);
+  } catch (const UsageError& error) {
+    return complain(error.what(), USAGE_ERROR);
+  } catch (const Interrupted& interrupted) {
+    return complain("interrupted; nothing was imported", 128 + interrupted.signal);
+  } catch (const std::bad_alloc&) {
+    return complain("out of memory", FAILED);
+  } catch (const std::exception& error) {
+    return complain(error.what(), FAILED);
+  }
+}

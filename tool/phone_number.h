@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace msg_tarvel::tool {
+
+/** Whether `text` is a phone number as the library sees it; without its log line for nothing. */
+bool is_phone_number(const std::string& text);
+
+/**
+ * An address as it is stored and searched: a phone number without the blanks, dashes, dots and
+ * parentheses that people put into it; any other text as it is, but for blanks around it.
+ */
+std::string normalised_address(const std::string& text);
+
+/**
+ * Whether two normalised addresses are one person's: the same text, or numbers in different forms
+ * (national, international) that end in the same digits, as many as the device compares.
+ */
+bool is_same_address(const std::string& a, const std::string& b);
+
+/** Addresses, found again by is_same_address. */
+class AddressSet {
+ public:
+  /** False when it was there already. */
+  bool add(const std::string& address);
+  bool contains(const std::string& address) const { return find(address) != nullptr; }
+  /** The address that is the same; null for none. */
+  const std::string* find(const std::string& address) const;
+  bool empty() const { return _byEnding.empty(); }
+
+ private:
+  std::unordered_map<std::string, std::vector<std::string>> _byEnding;
+};
+
+}  // namespace msg_tarvel::tool
