@@ -39,7 +39,10 @@ bool is_found(int result, const std::string& what) {
 
 Transaction::Transaction() {
   forget_log_errors();
-  if (db::DBMgr::getInstance()->beginTransaction() != db::DB_SUCCESS) {
+  db::DBMgr* const store = db::DBMgr::getInstance();
+  // As the store's maker does: the journal keeps its file, and with it group and mode.
+  if (store->execStatement("PRAGMA journal_mode = PERSIST;") != db::DB_SUCCESS ||
+      store->beginTransaction() != db::DB_SUCCESS) {
     fail_with_log("cannot write the message store");
   }
   _open = true;

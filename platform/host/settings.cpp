@@ -83,8 +83,15 @@ GText read_setting(const char* key) {
   if (!settings) return nullptr;
 
   const std::string group(key, slash);
-  GText value(g_key_file_get_string(settings.get(), group.c_str(), slash + 1, nullptr));
+  Error failure;
+  GText value(g_key_file_get_string(settings.get(), group.c_str(), slash + 1, &failure.error));
   if (value) return value;
+  if (!g_error_matches(failure.error, G_KEY_FILE_ERROR, G_KEY_FILE_ERROR_KEY_NOT_FOUND) &&
+      !g_error_matches(failure.error, G_KEY_FILE_ERROR, G_KEY_FILE_ERROR_GROUP_NOT_FOUND)) {
+    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, LOG_TAG, "The setting %s cannot be read: %s", key,
+                 failure.error->message);
+    return nullptr;
+  }
   for (const FactoryValue& factory : FACTORY_VALUES) {
     if (std::strcmp(factory.key, key) == 0) return GText(g_strdup(factory.value));
   }

@@ -9,11 +9,13 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "db/DBMgr_peer.h"
 #include "db_log.h"
+#include "held_file.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "support/processes.h"
@@ -30,6 +32,7 @@ using test_support::creating_directories;
 using test_support::creating_files;
 using test_support::DataDirTest;
 using test_support::FakePlatform;
+using test_support::HeldFile;
 using test_support::logged;
 using test_support::LogLine;
 using test_support::manager_error;
@@ -239,18 +242,18 @@ TEST_F(FilesTest, FilesHaveGroupAndModeBeforeSqliteSeesThem) {
 }
 
 TEST_F(FilesTest, TheJournalOfTheCreatorStaysInPlace) {
-  ino_t first = 0;
-  when_opening([&] { first = status_of(journalFile()).st_ino; });
+  std::optional<HeldFile> journal;
+  when_opening([&] { journal.emplace(journalFile()); });
   DBMgr* const manager = DBMgr::getInstance();
   ASSERT_EQ(manager->createDb(), 0);
-  EXPECT_EQ(status_of(journalFile()).st_ino, first);
+  EXPECT_TRUE(journal->isAt(journalFile()));
   expectStoreFiles();
 
   for (const bool commit : {true, false, true}) {
     ASSERT_EQ(manager->beginTransaction(), 0);
     ASSERT_EQ(manager->execStatement("INSERT INTO temp_log(data1) VALUES ('a');"), 0);
     ASSERT_EQ(manager->endTransaction(commit), 0);
-    EXPECT_EQ(status_of(journalFile()).st_ino, first);
+    EXPECT_TRUE(journal->isAt(journalFile()));
     expectStoreFiles();
   }
   const auto mode = manager->compileStatement("PRAGMA journal_mode;");
@@ -262,12 +265,12 @@ TEST_F(FilesTest, AnExistingJournalIsKeptAndGetsModeAndOwnerAgain) {
   makeDbDir();
   write_file(journalFile(), "left over", 0600);
   ASSERT_EQ(chown(journalFile().c_str(), NOBODY, NOBODY), 0);
-  const ino_t inode = status_of(journalFile()).st_ino;
+  const HeldFile journal(journalFile());
   bool looked = false;
   when_opening([&] {
     looked = true;
     expectStoreFile(journalFile());
-    EXPECT_EQ(status_of(journalFile()).st_ino, inode);
+    EXPECT_TRUE(journal.isAt(journalFile()));
     EXPECT_EQ(content_of(journalFile()), "left over");
   });
   EXPECT_EQ(createFiles(), 0);

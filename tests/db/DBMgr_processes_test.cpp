@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -158,6 +159,14 @@ TEST_F(ProcessesTest, AMissingFileIsNoQuestionOfPermission) {
   EXPECT_EQ(other.wait(), 0);
 }
 
+/**
+ * Rests several times as long as the work since `start` took, as users do: on a slow machine too,
+ * a lock must be free most of the time, or waiting for it rightly fails now and then.
+ */
+void rest_after(Clock::time_point start, Clock::duration atLeast) {
+  std::this_thread::sleep_for(std::max<Clock::duration>(atLeast, 4 * (Clock::now() - start)));
+}
+
 class ReadersAndWritersTest : public ProcessesTest {
  protected:
   ReadersAndWritersTest() { insert("msg_conversation_table", {{"convId", "1"}}); }
@@ -166,6 +175,7 @@ class ReadersAndWritersTest : public ProcessesTest {
   static int writeUntil(Clock::time_point end) {
     int written = 0;
     for (; Clock::now() < end; ++written) {
+      const Clock::time_point start = Clock::now();
       EXPECT_EQ(manager()->beginTransaction(), 0);
       EXPECT_EQ(manager()->execStatement(
                     "INSERT INTO msg_message_table(convId, storageFolder, displayTime, mainText)"
@@ -174,8 +184,7 @@ class ReadersAndWritersTest : public ProcessesTest {
                     " unreadCnt = msgCnt + 1, mainText = msgCnt + 1, displayTime = msgCnt + 1;"),
                 0);
       EXPECT_EQ(manager()->endTransaction(true), 0);
-      // The pace of a busy device; the lock must be free now and then for the others.
-      std::this_thread::sleep_for(100ms);
+      rest_after(start, 100ms);
     }
     return written;
   }
@@ -195,6 +204,7 @@ class ReadersAndWritersTest : public ProcessesTest {
   static int readUntil(Clock::time_point end) {
     int reads = 0;
     for (; Clock::now() < end; ++reads) {
+      const Clock::time_point start = Clock::now();
       const int before = consistentCount();
       std::vector<Conversation> messages;
       EXPECT_EQ(db_get_conversations(1, messages), before == 0 && messages.empty() ? -1101 : 0);
@@ -205,14 +215,14 @@ class ReadersAndWritersTest : public ProcessesTest {
       for (int i = 0; i < count; ++i) {
         EXPECT_EQ(messages[static_cast<std::size_t>(i)].displayTime, i + 1);
       }
-      std::this_thread::sleep_for(20ms);
+      rest_after(start, 20ms);
     }
     return reads;
   }
 
   static int endOf(const std::function<int(Clock::time_point)>& work, Clock::time_point end) {
     return expecting([&] {
-      EXPECT_GE(work(end), 10);
+      EXPECT_GE(work(end), 2);
       EXPECT_TRUE(logged({opening()}));
     });
   }

@@ -16,6 +16,7 @@ namespace msg_tarvel::db {
 namespace {
 
 using test_support::compiled_by;
+using test_support::DataDirTest;
 using test_support::each;
 using test_support::expect_only;
 using test_support::expect_same;
@@ -236,6 +237,13 @@ TEST_F(NmsQueries, IdsAreNotEscaped) {
   EXPECT_EQ(db_get_uncorrelated_nms_msg_metas("o'neil", BT, PRIMARY, true, out), DB_ERR_PREPARE);
   EXPECT_TRUE(logged(not_compiled(LIST_WORKER, R"(near "neil": syntax error)") +
                      Lines{reported("db_get_uncorrelated_nms_msg_metas", LIST_WORKER, -1004)}));
+}
+
+using NmsArguments = DataDirTest;
+
+TEST_F(NmsArguments, AreCheckedBeforeTheDatabaseIsTouched) {
+  EXPECT_EQ(db_has_download_required_message(nullptr), DB_ERR_INVALID_ARGUMENT);
+  EXPECT_TRUE(logged({}));
 }
 
 // ---- Rows --------------------------------------------------------------------------------------

@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -18,13 +19,16 @@ namespace msg_tarvel::db {
 
 namespace {
 
+using test_support::DataDirTest;
 using test_support::each;
 using test_support::FakePlatform;
 using test_support::Lines;
 using test_support::logged;
+using test_support::manager_error;
 using test_support::no_such_table;
 using test_support::not_finalized;
 using test_support::not_stepped;
+using test_support::opening;
 using test_support::query_error;
 using test_support::QueryTest;
 using test_support::reported;
@@ -511,6 +515,25 @@ TEST_P(FailingList, KeepsTheRowsBeforeTheStepThatFails) {
 
 INSTANTIATE_TEST_SUITE_P(Each, FailingList, ::testing::ValuesIn(queries_of_several_rows()),
                          &name_of);
+
+// ---- No store ----------------------------------------------------------------------------------
+
+class QueryWithoutStore : public DataDirTest, public ::testing::WithParamInterface<Failing> {};
+
+TEST_P(QueryWithoutStore, CannotBeCompiled) {
+  FakePlatform::get().setDataPath(std::nullopt);
+  const Failing& query = GetParam();
+  std::size_t kept = 0;
+  EXPECT_EQ(query.run(kept), DB_ERR_PREPARE);
+  EXPECT_EQ(kept, 0u);
+  Lines expected = {opening(), manager_error("fill_data_dir_path", "app_get_data_path() failed!"),
+                    manager_error("_openDb", "sqlite3_open() failed: (14)"),
+                    query_error(query.worker, "compileStatement() failed!")};
+  if (query.caller) expected.push_back(reported(query.caller, query.worker, DB_ERR_PREPARE));
+  EXPECT_TRUE(logged(expected));
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, QueryWithoutStore, ::testing::ValuesIn(failing_queries()), &name_of);
 
 // ---- Lists whose later rows cannot fail by themselves ------------------------------------------
 

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "db/DBMgr_peer.h"
 #include "db_log.h"
 #include "item/fields.h"
 #include "msg-tarvel-common/db/DBMgr.h"
@@ -78,6 +79,11 @@ class QueryTest : public StoreTest {
     msg_tarvel::common_util::is_linkdial_supported();
     msg_tarvel::common_util::get_min_match_digit();
     FakePlatform::get().clearLines();
+  }
+
+  void TearDown() override {
+    EXPECT_EQ(sqlite3_next_stmt(msg_tarvel::db::DBMgrPeer().handle(), nullptr), nullptr)
+        << "a statement was left behind";
   }
 
   /** Drops a table on the library's own connection, which so knows of it before it compiles. */

@@ -173,6 +173,13 @@ TEST_F(Settings, ThatAreNoSuchNumberCannotBeReadAsOne) {
   }
 }
 
+TEST_F(Settings, ThatAreNotTextCannotBeReadAsAny) {
+  write("[db/csc]\nsalescode=\xff\xfe\n");
+  const std::string log = standard_error_of([] { EXPECT_EQ(text(SALES_CODE), std::nullopt); });
+  expect_one_error(log, SALES_CODE);
+  EXPECT_EQ(text(COUNTRY), "US");
+}
+
 TEST_F(Settings, OfTheFactoryKeepTheirTypesToo) {
   EXPECT_EQ(text(MIN_MATCH), "8");
   expect_one_error(standard_error_of([] { EXPECT_EQ(number(SALES_CODE), std::nullopt); }),

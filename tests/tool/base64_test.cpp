@@ -10,7 +10,7 @@ namespace {
 
 struct Decoded {
   std::string bytes;
-  bool isWhole;
+  bool isWhole = false;
 };
 
 Decoded decode_in_pieces(const std::string& text, std::size_t pieceSize) {

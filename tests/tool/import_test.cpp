@@ -165,7 +165,7 @@ TEST_F(ImportTest, DamagedAndStrangePartsAreReportedAndTheMessageKept) {
 TEST_F(ImportTest, TheSummaryReadsWellForAPerson) {
   const ProcessResult result =
       run({"import", file("b.xml", backup(sms({{"type", "9"}}) + sms({{"date", "null"}}) +
-                                          mms({}, data_part("a\u202E/b", "Q"), "")))});
+                                          mms({}, data_part("a&#8238;/b", "Q"), "")))});
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(result.out,
             "read:    3\nstored:  1\nskipped: 2\n  1: no date\n  1: unknown message type 9\n"
@@ -216,6 +216,14 @@ TEST_F(ImportTest, ASecondImportDoublesNothing) {
   EXPECT_EQ(summary["stored"], 0);
   EXPECT_EQ(summary["skippedBecause"], nlohmann::json::parse(R"({"already in the store": 3})"));
   EXPECT_EQ(everything(), before);
+}
+
+TEST_F(ImportTest, TheJournalKeepsItsFile) {
+  import(sms({}));
+  struct stat journal = {};
+  ASSERT_EQ(stat((dbFile() + "-journal").c_str(), &journal), 0);
+  EXPECT_EQ(journal.st_mode & 07777, 0660U);
+  EXPECT_EQ(journal.st_gid, 5000U);
 }
 
 TEST_F(ImportTest, MessagesThatDifferInAnythingAreDifferent) {

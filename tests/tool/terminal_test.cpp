@@ -23,11 +23,13 @@ class Terminal : public ToolTest {
 
   /** A backup that takes a second or two. */
   std::string longBackup() const {
-    const std::string path = folder() + "/long.xml";
+    std::string picture;
+    picture.resize(40000000, 'Q');
+    std::string path = folder() + "/long.xml";
     std::ofstream out(path);
     out << "<smses>";
     for (int i = 1; i <= 60000; ++i) out << sms({{"date", std::to_string(i)}});
-    out << mms({}, data_part("image/png", std::string(40'000'000, 'Q')), "") << "</smses>";
+    out << mms({}, data_part("image/png", picture), "") << "</smses>";
     return path;
   }
 
@@ -44,6 +46,7 @@ class Terminal : public ToolTest {
       command.emplace_back(TOOL_PROGRAM);
       command.insert(command.end(), arguments.begin(), arguments.end());
       std::vector<char*> argv;
+      argv.reserve(command.size() + 1);
       for (std::string& word : command) argv.push_back(word.data());
       argv.push_back(nullptr);
       execvp(argv[0], argv.data());

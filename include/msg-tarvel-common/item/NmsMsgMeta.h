@@ -15,9 +15,13 @@ namespace msg_tarvel {
 class MSG_TARVEL_EXPORT NmsMsgMeta {
  public:
   /** The correlation flag that a search looks at; any value but 0 counts as MSSI_CORRELATION. */
-  enum CorrelationType { BT_CORRELATION = 0, MSSI_CORRELATION = 1 };
+  enum CorrelationType : int { BT_CORRELATION = 0, MSSI_CORRELATION = 1 };
   /** The id that a search compares; any value but 0 and 2 counts as SECONDARY_ID. */
-  enum CorrelationIdSearchType { PRIMARY_ID = 0, SECONDARY_ID = 1, PRIMARY_OR_SECONDARY_ID = 2 };
+  enum CorrelationIdSearchType : int {
+    PRIMARY_ID = 0,
+    SECONDARY_ID = 1,
+    PRIMARY_OR_SECONDARY_ID = 2
+  };
 
   NmsMsgMeta();
   NmsMsgMeta(const NmsMsgMeta& other);
