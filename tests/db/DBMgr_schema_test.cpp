@@ -175,10 +175,9 @@ TEST_F(SchemaTest, ExistingTablesAreNotTouched) {
 }
 
 TEST_F(SchemaTest, AnythingOfATablesNameCounts) {
-  const char* const standIns[] = {"CREATE VIEW msg_sim_table AS SELECT 1;",
-                                  "CREATE INDEX msg_sim_table ON temp_log(data1);",
-                                  "CREATE TRIGGER msg_sim_table AFTER INSERT ON temp_log BEGIN"
-                                  " SELECT 1; END;"};
+  const char* const standIns[] = {
+      "CREATE VIEW msg_sim_table AS SELECT 1;", "CREATE INDEX msg_sim_table ON temp_log(data1);",
+      "CREATE TRIGGER msg_sim_table DELETE ON temp_log BEGIN SELECT 1; END;"};
   const char* const kinds[] = {"view", "index", "trigger"};
   dropTable("msg_sim_table");
   for (std::size_t i = 0; i < 3; ++i) {
