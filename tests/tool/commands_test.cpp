@@ -96,6 +96,7 @@ TEST_F(Commands, FailOnAStoreThatIsLocked) {
 TEST_F(Commands, FailForAUserWhoMayNotReadTheStore) {
   create();
   ASSERT_EQ(chmod(dbFile().c_str(), 0600), 0);
+  useProgramForEveryone();
   Child child([this] {
     if (!become_nobody()) return 99;
     for (const auto& command : STORE_COMMANDS) {

@@ -57,6 +57,7 @@ TEST_F(ImportFaults, AFileThatMayNotBeRead) {
   const std::string path = file("secret.xml", backup(NEW_ELEMENTS));
   ASSERT_EQ(chmod(path.c_str(), 0600), 0);
   ASSERT_EQ(chmod(dbFile().c_str(), 0666), 0);
+  useProgramForEveryone();
   Child child([&] {
     if (!become_nobody()) return 99;
     const ProcessResult result = run({"import", path});

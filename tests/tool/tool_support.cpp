@@ -1,6 +1,7 @@
 #include "tool_support.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -83,9 +84,21 @@ std::vector<std::string> ToolTest::environment() const {
           "TZ=UTC0", "COLUMNS=80"};
 }
 
+void ToolTest::useProgramForEveryone() {
+  namespace fs = std::filesystem;
+  const std::string bin = folder() + "/bin";
+  fs::create_directory(bin);
+  _program = bin + "/msg-tarvel";
+  fs::copy_file(TOOL_PROGRAM, _program);
+  for (const fs::directory_entry& library : fs::directory_iterator(LIBRARY_DIR)) {
+    fs::copy_file(library.path(), bin + "/" + library.path().filename().string());
+  }
+  setenv("LD_LIBRARY_PATH", bin.c_str(), 1);
+}
+
 ProcessResult ToolTest::run(const std::vector<std::string>& arguments,
                             const std::vector<std::string>& extraEnvironment) const {
-  std::vector<std::string> command = {TOOL_PROGRAM};
+  std::vector<std::string> command = {_program};
   command.insert(command.end(), arguments.begin(), arguments.end());
   std::vector<std::string> variables = environment();
   variables.insert(variables.end(), extraEnvironment.begin(), extraEnvironment.end());

@@ -48,6 +48,12 @@ class ToolTest : public ::testing::Test {
   /** What the command prints with --json, which must succeed. */
   nlohmann::json json(std::vector<std::string> arguments) const;
 
+  /**
+   * Runs a copy of the program from now on, in a folder that every user may enter; the one that was
+   * built may lie in somebody's home.
+   */
+  void useProgramForEveryone();
+
   void create() const;
   /** Writes a file of the test's and returns its path. */
   std::string file(const std::string& name, const std::string& content) const;
@@ -63,6 +69,7 @@ class ToolTest : public ::testing::Test {
 
  private:
   TemporaryFolder _folder;
+  std::string _program = TOOL_PROGRAM;
 };
 
 std::string content_of(const std::string& path);
