@@ -58,3 +58,7 @@ struct CallSite {
 #define MSG_TARVEL_INFO(...)                                                           \
   MSG_TARVEL_LOG_(__func__, __LINE__, DLOG_INFO, MSG_TARVEL_COLOUR_GREEN, __VA_ARGS__, \
                   MSG_TARVEL_COLOUR_RESET)
+/** The same on behalf of the function that `site` names. */
+#define MSG_TARVEL_INFO_AT(site, ...)                                                            \
+  MSG_TARVEL_LOG_((site).function, (site).line, DLOG_INFO, MSG_TARVEL_COLOUR_GREEN, __VA_ARGS__, \
+                  MSG_TARVEL_COLOUR_RESET)

@@ -20,4 +20,6 @@
 #include "item/NmsMsgMeta.h"
 #include "item/SimInfo.h"
 #include "item/Thread.h"
+#include "msg-tarvel-serializer/msg-tarvel-serializer.h"
+#include "msg-tarvel-serializer/msg_records.h"
 #include "utility/common_util_funcs.h"

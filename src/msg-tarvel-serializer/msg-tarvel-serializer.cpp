@@ -1,0 +1,421 @@
+// The wire format of messages. Every record is a block: a marker byte (the size of its image), the
+// image, a count byte and that many strings (a 4-byte length and the text); what a record holds
+// besides its strings follows. Integers are little-endian and stand at any byte.
+
+#include "msg-tarvel-common/msg-tarvel-serializer/msg-tarvel-serializer.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "log.h"
+#include "msg-tarvel-serializer/record_shape.h"
+#include "msg-tarvel-serializer/serializer_inner.h"
+
+namespace {
+
+using msg_tarvel::log::CallSite;
+using msg_tarvel::wire::Shape;
+using msg_tarvel::wire::SLOT_SIZE;
+using msg_tarvel::wire::STRING_COUNT;
+
+constexpr std::size_t LENGTH_SIZE = 4;
+constexpr int STRING_SIZE_WITHOUT_REPORT = 1048574;
+
+/** Marker, image, string count and the length of each string. */
+template <typename Record>
+constexpr std::size_t FIXED_SIZE =
+    1 + Shape<Record>::IMAGE_SIZE + 1 + LENGTH_SIZE* STRING_COUNT<Record>;
+
+/** What a message has besides its strings: two counts and a presence byte. */
+constexpr std::size_t MESSAGE_FIXED_SIZE = FIXED_SIZE<msg_message_item_t> + 3;
+
+template <typename Record>
+std::size_t size_with_strings(const Record& item) {
+  std::size_t size = FIXED_SIZE<Record>;
+  for (const auto string : Shape<Record>::STRINGS) {
+    if (item.*string) size += std::strlen(item.*string);
+  }
+  return size;
+}
+
+std::size_t size_of(const msg_address_item_t& item) { return size_with_strings(item); }
+std::size_t size_of(const msg_nms_msg_meta_data_t& item) { return size_with_strings(item); }
+std::size_t size_of(const msg_nms_content_meta_data_t& item) { return size_with_strings(item); }
+std::size_t size_of(const msg_content_item_t& item) {
+  const std::size_t metaSize = item.nmsContentMetaData ? size_of(*item.nmsContentMetaData) : 0;
+  return size_with_strings(item) + 1 + metaSize;
+}
+
+/** Writes blocks one behind the other; `end` is where the room for them ends. */
+class Writer {
+ public:
+  Writer(char* begin, std::size_t size) : _begin(begin), _at(begin), _end(begin + size) {}
+
+  std::size_t written() const { return static_cast<std::size_t>(_at - _begin); }
+
+  void byte(std::size_t value) { *_at++ = static_cast<char>(value); }
+
+  /**
+   * The text is copied up to its end, without asking for its length again: that was taken when the
+   * room was measured. What memccpy writes for the terminator is overwritten by what follows.
+   */
+  void string(const char* text) {
+    char* const start = _at + LENGTH_SIZE;
+    char* stop = start;
+    if (text) {
+      const auto room = static_cast<std::size_t>(_end - start);
+      const void* const behind = memccpy(start, text, '\0', room);
+      stop = behind ? start + (static_cast<const char*>(behind) - start) - 1 : _end;
+    }
+    const auto length = static_cast<std::uint32_t>(stop - start);
+    std::memcpy(_at, &length, LENGTH_SIZE);
+    _at = stop;
+  }
+
+  /** Marker, image and strings of any record. */
+  template <typename Record>
+  void head(const Record& item) {
+    byte(Shape<Record>::IMAGE_SIZE);
+    Shape<Record>::slots(item, [this](const auto& slot) { this->slot(slot); });
+    byte(STRING_COUNT<Record>);
+    for (const auto member : Shape<Record>::STRINGS) string(item.*member);
+  }
+
+  void block(const msg_address_item_t& item) { head(item); }
+  void block(const msg_nms_msg_meta_data_t& item) { head(item); }
+  void block(const msg_nms_content_meta_data_t& item) { head(item); }
+  void block(const msg_content_item_t& item) {
+    head(item);
+    optional(item.nmsContentMetaData);
+  }
+
+  template <typename Record>
+  void optional(const Record* item) {
+    byte(item ? 1 : 0);
+    if (item) block(*item);
+  }
+
+ private:
+  void slot(const std::int32_t& value) {
+    std::memcpy(_at, &value, SLOT_SIZE);
+    _at += SLOT_SIZE;
+  }
+  template <std::size_t Count>
+  void slot(const std::int32_t (&values)[Count]) {
+    std::memcpy(_at, values, SLOT_SIZE * Count);
+    _at += SLOT_SIZE * Count;
+  }
+  /** Of a pointer the low 32 bits: the receiver has no use for it but to find the slot filled. */
+  template <typename Pointee>
+  void slot(Pointee* const& pointer) {
+    const auto value = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(pointer));
+    std::memcpy(_at, &value, SLOT_SIZE);
+    _at += SLOT_SIZE;
+  }
+
+  char* _begin;
+  char* _at;
+  char* _end;
+};
+
+/** Adds the block sizes of a list to `size`; false when an element is null. */
+template <typename Record>
+bool add_list_size(const GSList* list, std::size_t& size, CallSite site) {
+  for (const GSList* node = list; node; node = node->next) {
+    if (!node->data) {
+      MSG_TARVEL_ERROR_AT(site, "tmp_item is NULL");
+      return false;
+    }
+    size += size_of(*static_cast<const Record*>(node->data));
+  }
+  return true;
+}
+
+/** Writes a list: its length modulo 256 and every element. False when an element is null. */
+template <typename Record>
+bool write_list(Writer& writer, GSList* list, CallSite site) {
+  writer.byte(g_slist_length(list));
+  for (const GSList* node = list; node; node = node->next) {
+    if (!node->data) {
+      MSG_TARVEL_ERROR_AT(site, "tmp_item is NULL");
+      return false;
+    }
+    writer.block(*static_cast<const Record*>(node->data));
+  }
+  return true;
+}
+
+/** A zero-filled buffer; null, and a line in the log, when there is no memory for it. */
+char* allocate_buffer(std::size_t size, CallSite site) {
+  char* buffer = nullptr;
+  // The interface tells sizes as int.
+  if (size > INT_MAX) {
+    errno = ENOMEM;
+  } else {
+    buffer = static_cast<char*>(std::calloc(size, 1));
+  }
+  if (!buffer) {
+    MSG_TARVEL_ERROR_AT(site, "calloc is failed!! buff_size:(%d)(%s)", static_cast<int>(size),
+                        std::strerror(errno));
+  }
+  return buffer;
+}
+
+void report_if_different(std::size_t size, std::size_t written, CallSite site) {
+  if (written == size) return;
+  MSG_TARVEL_INFO_AT(site, "size is different. buff_size:%d, offset:%d", static_cast<int>(size),
+                     static_cast<int>(written));
+}
+
+/** The size of the buffer now in `*out`; 0 on failure, with whatever `*out` then holds. */
+std::size_t serialize_message(const msg_message_item_t& item, char** out, CallSite site) {
+  std::size_t size = MESSAGE_FIXED_SIZE + size_with_strings(item) - FIXED_SIZE<msg_message_item_t>;
+  if (!add_list_size<msg_address_item_t>(item.addressList, size, site)) return 0;
+  if (!add_list_size<msg_content_item_t>(item.contentList, size, site)) return 0;
+  if (item.nmsMsgMetaData) size += size_of(*item.nmsMsgMetaData);
+
+  *out = allocate_buffer(size, site);
+  if (!*out) return 0;
+
+  Writer writer(*out, size);
+  writer.head(item);
+  if (!write_list<msg_address_item_t>(writer, item.addressList, site)) return 0;
+  if (!write_list<msg_content_item_t>(writer, item.contentList, site)) return 0;
+  writer.optional(item.nmsMsgMetaData);
+  report_if_different(size, writer.written(), site);
+  return size;
+}
+
+/** Writes one block at `buf`, whose room is what the block needs. */
+template <typename Record>
+int serialize_block(const Record* item, char* buf) {
+  if (!item || !buf) return 0;
+  const std::size_t size = size_of(*item);
+  Writer writer(buf, size);
+  writer.block(*item);
+  return static_cast<int>(writer.written());
+}
+
+template <typename Record>
+int calculate_block(const Record* item) {
+  return item ? static_cast<int>(size_of(*item)) : 0;
+}
+
+unsigned char byte_at(const char* buf) { return static_cast<unsigned char>(*buf); }
+
+/** Copies the image at `at` over the record, slot by slot. */
+class ImageReader {
+ public:
+  explicit ImageReader(const char* at) : _at(at) {}
+
+  void operator()(std::int32_t& value) { read(&value, SLOT_SIZE); }
+  template <std::size_t Count>
+  void operator()(std::int32_t (&values)[Count]) {
+    read(values, SLOT_SIZE * Count);
+  }
+  /** The sender's pointer, widened; the caller replaces it. */
+  template <typename Pointee>
+  void operator()(Pointee*& pointer) {
+    std::uint32_t value = 0;
+    read(&value, SLOT_SIZE);
+    // The format has numbers where this record has pointers.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
+    pointer = reinterpret_cast<Pointee*>(static_cast<std::uintptr_t>(value));
+  }
+
+ private:
+  void read(void* target, std::size_t size) {
+    std::memcpy(target, _at, size);
+    _at += size;
+  }
+
+  const char* _at;
+};
+
+/** Whether the reader clears a string slot before it reads strings. */
+template <typename Record>
+bool is_cleared(char* Record::*) {
+  return true;
+}
+
+// Content metadata keeps the sender's value in the slot of text2 until a string takes its place.
+template <>
+bool is_cleared(char* msg_nms_content_meta_data_t::*member) {
+  return member != &msg_nms_content_meta_data_t::text2;
+}
+
+/** Reads marker, image and strings of any record; the number of bytes read. */
+template <typename Record>
+int read_head(const char* buf, Record& item, CallSite site) {
+  if (byte_at(buf) == 0) MSG_TARVEL_INFO_AT(site, "Check struct size!!!");
+  int offset = 1;
+  Shape<Record>::slots(item, ImageReader(buf + offset));
+  offset += static_cast<int>(Shape<Record>::IMAGE_SIZE);
+  for (const auto member : Shape<Record>::STRINGS) {
+    if (is_cleared(member)) item.*member = nullptr;
+  }
+
+  const std::size_t count = byte_at(buf + offset++);
+  for (std::size_t i = 0; i < count; ++i) {
+    char** const slot = i < STRING_COUNT<Record> ? &(item.*Shape<Record>::STRINGS[i]) : nullptr;
+    offset += __deserialize_string(buf + offset, slot);
+  }
+  return offset;
+}
+
+template <typename Record>
+Record* new_record() {
+  return static_cast<Record*>(std::calloc(1, sizeof(Record)));
+}
+
+/**
+ * Reads a presence byte and, behind it, a record of its own into `*item`; the number of bytes read.
+ * Without memory for the record, `*item` is null and its block is not passed over.
+ */
+template <typename Record>
+int read_optional(const char* buf, Record** item, int (*readBlock)(const char*, Record*)) {
+  *item = nullptr;
+  if (byte_at(buf) == 0) return 1;
+  *item = new_record<Record>();
+  return 1 + readBlock(buf + 1, *item);
+}
+
+/**
+ * Reads a count and that many records into a new list; the number of bytes read. Without memory for
+ * a record its entry is null and its block is not passed over.
+ */
+template <typename Record>
+int read_list(const char* buf, GSList** list, int (*readBlock)(const char*, Record*)) {
+  *list = nullptr;
+  const std::size_t count = byte_at(buf);
+  int offset = 1;
+  GSList* last = nullptr;
+  for (std::size_t i = 0; i < count; ++i) {
+    auto* const item = new_record<Record>();
+    offset += readBlock(buf + offset, item);
+    // Appending to the last node finds the end at once.
+    GSList* const appended = g_slist_append(last, item);
+    last = last ? last->next : (*list = appended);
+  }
+  return offset;
+}
+
+}  // namespace
+
+int __serialize_string(const char* text, char* buf) {
+  if (!buf) return 0;
+  const std::size_t length = text ? std::strlen(text) : 0;
+  Writer writer(buf, LENGTH_SIZE + length);
+  writer.string(text);
+  return static_cast<int>(writer.written());
+}
+
+int __calculate_msg_address_item(const msg_address_item_t* item) { return calculate_block(item); }
+
+int __calculate_msg_content_item(const msg_content_item_t* item) { return calculate_block(item); }
+
+int __calculate_nms_msg_meta_data_item(const msg_nms_msg_meta_data_t* item) {
+  return calculate_block(item);
+}
+
+int __calculate_nms_content_meta_data_item(const msg_nms_content_meta_data_t* item) {
+  return calculate_block(item);
+}
+
+int __serialize_msg_address_item(const msg_address_item_t* item, char* buf) {
+  return serialize_block(item, buf);
+}
+
+int __serialize_msg_content_item(const msg_content_item_t* item, char* buf) {
+  return serialize_block(item, buf);
+}
+
+int __serialize_nms_msg_meta_data_item(const msg_nms_msg_meta_data_t* item, char* buf) {
+  return serialize_block(item, buf);
+}
+
+int __serialize_nms_content_meta_data_item(const msg_nms_content_meta_data_t* item, char* buf) {
+  return serialize_block(item, buf);
+}
+
+int __deserialize_string(const char* buf, char** text) {
+  if (!buf) return 0;
+  std::int32_t length = 0;
+  std::memcpy(&length, buf, LENGTH_SIZE);
+  const int consumed = static_cast<int>(LENGTH_SIZE) + length;
+  if (length == 0 || !text) return consumed;
+
+  const auto size = static_cast<std::size_t>(static_cast<std::uint32_t>(length));
+  if (length > STRING_SIZE_WITHOUT_REPORT) {
+    // Only reported: the text is read all the same.
+    MSG_TARVEL_ERROR("Too big to alloc memory (%d MB)!!", static_cast<int>((size + 1) >> 20));
+  }
+  auto* const copy = static_cast<char*>(std::calloc(size + 1, 1));
+  if (!copy) return consumed;
+  std::memcpy(copy, buf + LENGTH_SIZE, size);
+  *text = copy;
+  return consumed;
+}
+
+int __deserialize_msg_address_item(const char* buf, msg_address_item_t* item) {
+  if (!buf || !item) return 0;
+  return read_head(buf, *item, CallSite::here());
+}
+
+int __deserialize_nms_msg_meta_data_item(const char* buf, msg_nms_msg_meta_data_t* item) {
+  if (!buf || !item) return 0;
+  return read_head(buf, *item, CallSite::here());
+}
+
+int __deserialize_nms_content_meta_data_item(const char* buf, msg_nms_content_meta_data_t* item) {
+  if (!buf || !item) return 0;
+  return read_head(buf, *item, CallSite::here());
+}
+
+int __deserialize_msg_content_item(const char* buf, msg_content_item_t* item) {
+  if (!buf || !item) return 0;
+  const int offset = read_head(buf, *item, CallSite::here());
+  return offset + read_optional(buf + offset, &item->nmsContentMetaData,
+                                &__deserialize_nms_content_meta_data_item);
+}
+
+int msg_serialize_message(const msg_message_item_t* item, char** out) {
+  if (!item || !out) return 0;
+  const std::size_t size = serialize_message(*item, out, CallSite::here());
+  if (size == 0) {
+    MSG_TARVEL_ERROR("msg_serialize_msg_message_item is failed");
+    // Also when nothing was allocated yet: what the caller handed in is given up.
+    std::free(*out);
+    *out = nullptr;
+  }
+  return static_cast<int>(size);
+}
+
+int msg_serialize_nms_msg_meta(const msg_nms_msg_meta_data_t* meta, char** out) {
+  if (!meta || !out) return 0;
+  const std::size_t size = size_of(*meta);
+  *out = allocate_buffer(size, CallSite::here());
+  if (!*out) {
+    MSG_TARVEL_ERROR("msg_serialize_msg_message_item is failed");
+    return 0;
+  }
+  Writer writer(*out, size);
+  writer.block(*meta);
+  report_if_different(size, writer.written(), CallSite::here());
+  return static_cast<int>(size);
+}
+
+void msg_deserialize_message(const char* buf, msg_message_item_t* item) {
+  if (!buf || !item) return;
+  int offset = read_head(buf, *item, CallSite::here());
+  offset += read_list(buf + offset, &item->addressList, &__deserialize_msg_address_item);
+  offset += read_list(buf + offset, &item->contentList, &__deserialize_msg_content_item);
+  read_optional(buf + offset, &item->nmsMsgMetaData, &__deserialize_nms_msg_meta_data_item);
+}
+
+void msg_deserialize_nms_msg_meta(const char* buf, msg_nms_msg_meta_data_t* meta) {
+  __deserialize_nms_msg_meta_data_item(buf, meta);
+}

@@ -1,0 +1,412 @@
+// Memory: how much is asked for, and what becomes of everything when there is none. A leak shows
+// under LeakSanitizer.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "msg-tarvel-serializer/bytes.h"
+#include "msg-tarvel-serializer/inner_functions.h"
+#include "msg-tarvel-serializer/samples.h"
+#include "msg-tarvel-serializer/serializer_log.h"
+#include "msg-tarvel-serializer/watched_calls.h"
+
+namespace msg_tarvel::wire_test {
+
+namespace {
+
+const char* const NO_MEMORY = "Cannot allocate memory";
+
+/** The pointer that the sender left in text2. */
+constexpr std::uint32_t SENDERS_TEXT2 = 0x12345678;
+
+/** No record in it has a null text. */
+MessageValues message_of_texts() {
+  MessageValues values = full_message();
+  values.addresses.erase(values.addresses.begin() + 1);
+  values.contents.pop_back();
+  return values;
+}
+constexpr int TEXTS_OF_MESSAGE = 3 + 2 * 1 + 6 + 3 + 4;
+
+int texts_in(const Values& values) {
+  return static_cast<int>(std::count_if(values.texts.begin(), values.texts.end(),
+                                        [](const Text& text) { return text.has_value(); }));
+}
+
+int texts_in(const MessageValues& values) {
+  int count = texts_in(values.own) + (values.meta ? texts_in(*values.meta) : 0);
+  for (const Values& address : values.addresses) count += texts_in(address);
+  for (const ContentValues& content : values.contents) {
+    count += texts_in(content.own) + (content.meta ? texts_in(*content.meta) : 0);
+  }
+  return count;
+}
+
+/** A message up to its first count, with no texts. */
+std::string message_start() {
+  std::string bytes = block_of(msg_message_item_t{}).str();
+  return bytes.substr(0, bytes.size() - 3);
+}
+
+std::vector<void*> data_of(GSList* list) {
+  std::vector<void*> all;
+  for (; list; list = list->next) all.push_back(list->data);
+  return all;
+}
+
+}  // namespace
+
+TEST(SerializerMemory, OneAllocationForEachMessage) {
+  Arena arena;
+  const auto* const item = arena.message(full_message());
+  WatchedCalls calls;
+  const Buffer buffer(item);
+  EXPECT_EQ(calls.sizes(), std::vector<std::size_t>{block_of(*item).size()});
+  EXPECT_EQ(buffer.size(), static_cast<int>(block_of(*item).size()));
+}
+
+TEST(SerializerMemory, OneAllocationForMetadataAlone) {
+  Arena arena;
+  const auto* const item =
+      arena.record<msg_nms_msg_meta_data_t>(full_sample(MESSAGE_META_COUNTS, 1, "text "));
+  WatchedCalls calls;
+  const Buffer buffer(item);
+  EXPECT_EQ(calls.allocations(), 1);
+  EXPECT_EQ(calls.lengthsTaken(), 4);
+}
+
+TEST(SerializerMemory, TheLengthOfEachTextIsTakenOnce) {
+  Arena arena;
+  const auto* const item = arena.message(message_of_texts());
+  WatchedCalls calls;
+  const Buffer buffer(item);
+  EXPECT_EQ(calls.lengthsTaken(), TEXTS_OF_MESSAGE);
+}
+
+TEST(SerializerMemory, AnyAllocationMayFail) {
+  Arena arena;
+  const auto* const item = arena.message(full_message());
+  const int size = static_cast<int>(block_of(*item).size());
+  for (int failing = 1;; ++failing) {
+    char* out = nullptr;
+    WatchedCalls calls;
+    calls.failAllocation(failing);
+    const int result = msg_serialize_message(item, &out);
+    if (calls.allocations() < failing) {
+      EXPECT_EQ(result, size);
+      EXPECT_TRUE(logged({}));
+      std::free(out);
+      break;
+    }
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_TRUE(logged(
+        {no_memory("msg_serialize_message", size, NO_MEMORY), failed("msg_serialize_message")}));
+  }
+}
+
+TEST(SerializerMemory, AnyAllocationForMetadataMayFail) {
+  Arena arena;
+  const auto* const item = arena.record<msg_nms_msg_meta_data_t>();
+  for (int failing = 1;; ++failing) {
+    char* out = nullptr;
+    WatchedCalls calls;
+    calls.failAllocation(failing);
+    const int result = msg_serialize_nms_msg_meta(item, &out);
+    if (calls.allocations() < failing) {
+      EXPECT_EQ(result, 74);
+      EXPECT_TRUE(logged({}));
+      std::free(out);
+      break;
+    }
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_TRUE(logged({no_memory("msg_serialize_nms_msg_meta", 74, NO_MEMORY),
+                        failed("msg_serialize_nms_msg_meta")}));
+  }
+}
+
+// Sizes are told as int. One long text in many places makes a message that is larger on the wire.
+TEST(SerializerMemory, WhatAnIntCannotTellFailsLikeAnAllocation) {
+  Arena arena;
+  constexpr std::size_t LENGTH = 1 << 24;
+  constexpr std::size_t TIMES = 128;
+  char* const text = arena.text(std::string(LENGTH, 'x'));
+  std::vector<void*> addresses;
+  for (std::size_t i = 0; i < TIMES; ++i) {
+    auto* const address = arena.record<msg_address_item_t>();
+    address->text1 = text;
+    addresses.push_back(address);
+  }
+  auto* const item = arena.message(empty_message());
+  item->addressList = arena.list(addresses);
+  const auto size = static_cast<std::uint32_t>(101 + TIMES * (26 + LENGTH));
+  ASSERT_GT(size, 0x7fffffffU);
+
+  char* out = nullptr;
+  WatchedCalls calls;
+  EXPECT_EQ(msg_serialize_message(item, &out), 0);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(calls.allocations(), 0);
+  EXPECT_TRUE(logged({no_memory("msg_serialize_message", static_cast<int>(size), NO_MEMORY),
+                      failed("msg_serialize_message")}));
+}
+
+// Nobody may change records while they are written. These do it all the same, right between the
+// measuring and the writing, to reach what the serializer does when the two disagree.
+
+TEST(SerializerMemory, ATextThatBecameShorterIsReportedAndTheSizeStays) {
+  Arena arena;
+  auto* const item = arena.message(full_message());
+  const int size = static_cast<int>(block_of(*item).size());
+  char* out = nullptr;
+  WatchedCalls calls;
+  calls.onAllocation([item] { item->text3[std::strlen(item->text3) - 5] = '\0'; });
+  EXPECT_EQ(msg_serialize_message(item, &out), size);
+  EXPECT_TRUE(logged({different_size("msg_serialize_message", size, size - 5)}));
+  // The rest is as zero as it was allocated.
+  EXPECT_TRUE(same_bytes({out, static_cast<std::size_t>(size)},
+                         block_of(*item).str() + std::string(5, '\0')));
+  std::free(out);
+}
+
+TEST(SerializerMemory, AMetadataTextThatBecameShorterIsReportedAndTheSizeStays) {
+  Arena arena;
+  auto* const item = arena.record<msg_nms_msg_meta_data_t>(
+      sample(MESSAGE_META_COUNTS, 1, {Text("a"), Text("bc")}));
+  char* out = nullptr;
+  WatchedCalls calls;
+  calls.onAllocation([item] { item->text2[1] = '\0'; });
+  EXPECT_EQ(msg_serialize_nms_msg_meta(item, &out), 77);
+  EXPECT_TRUE(logged({different_size("msg_serialize_nms_msg_meta", 77, 76)}));
+  std::free(out);
+}
+
+TEST(SerializerMemory, AnElementThatBecameNullFailsAndReleasesTheBuffer) {
+  using List = GSList* msg_message_item_t::*;
+  for (const List list : {&msg_message_item_t::addressList, &msg_message_item_t::contentList}) {
+    Arena arena;
+    auto* const item = arena.message(full_message());
+    char* out = nullptr;
+    WatchedCalls calls;
+    calls.onAllocation([item, list] { (item->*list)->next->data = nullptr; });
+    EXPECT_EQ(msg_serialize_message(item, &out), 0);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(calls.allocations(), 1);
+    EXPECT_TRUE(logged({null_element(), failed("msg_serialize_message")}));
+  }
+}
+
+TEST(ReaderMemory, OneAllocationForEachTextAndRecord) {
+  Arena arena;
+  const Buffer buffer(arena.message(message_of_texts()));
+  msg_message_item_t item{};
+  WatchedCalls calls;
+  msg_deserialize_message(buffer.data(), &item);
+  EXPECT_EQ(calls.allocations(), TEXTS_OF_MESSAGE + 2 + 1 + 1 + 1);
+  release(item);
+}
+
+TEST(ReaderMemory, EachTextTakesItsLengthAndAnEndEachRecordItself) {
+  MessageValues values = empty_message();
+  values.own.texts = {Text("1"), Text("22"), Text("333")};
+  values.addresses = {sample(ADDRESS_COUNTS, 1, {Text("4444")})};
+  values.contents = {{sample(CONTENT_COUNTS, 1, {Text("55555")}),
+                      sample(CONTENT_META_COUNTS, 1, {Text("666666")})}};
+  values.meta = sample(MESSAGE_META_COUNTS, 1, {Text("7777777")});
+  Arena arena;
+  const Buffer buffer(arena.message(values));
+  msg_message_item_t item{};
+  WatchedCalls calls;
+  msg_deserialize_message(buffer.data(), &item);
+  EXPECT_EQ(calls.sizes(),
+            (std::vector<std::size_t>{
+                2, 3, 4, sizeof(msg_address_item_t), 5, sizeof(msg_content_item_t), 6,
+                sizeof(msg_nms_content_meta_data_t), 7, sizeof(msg_nms_msg_meta_data_t), 8}));
+  release(item);
+}
+
+// A length is compared as a signed number, so one with the highest bit is too big for nobody. There
+// is no such buffer: without memory its text is not looked at.
+TEST(ReaderMemory, ALengthThatIsNegativeAsANumberIsNotReported) {
+  char* text = nullptr;
+  WatchedCalls calls;
+  calls.failAllocation(1);
+  EXPECT_EQ(__deserialize_string(number_bytes(0x80000000U).data(), &text), INT_MIN + 4);
+  EXPECT_EQ(text, nullptr);
+  EXPECT_EQ(calls.sizes(), std::vector<std::size_t>{0x80000001U});
+  EXPECT_TRUE(logged({}));
+}
+
+TEST(ReaderMemory, ALongTextIsReportedBeforeThereIsNoMemoryForIt) {
+  char* text = nullptr;
+  WatchedCalls calls;
+  calls.failAllocation(1);
+  EXPECT_EQ(__deserialize_string(number_bytes(5U << 20).data(), &text), (5 << 20) + 4);
+  EXPECT_EQ(text, nullptr);
+  EXPECT_TRUE(logged({too_big(5)}));
+}
+
+// Without the sender's pointers, so that text2 of a content's metadata is null without its text.
+TEST(ReaderMemory, AnyTextOfAWholeMessageMayBeWithoutMemory) {
+  const MessageValues values = message_of_texts();
+  Arena arena;
+  const std::string bytes = without_pointers(Buffer(arena.message(values)).bytes());
+  // Texts and records in the order in which the reader makes them.
+  const std::string order = "tttrtrtrttttttrtttrtttt";
+  int missing = 0;
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    if (order[i] == 'r') continue;
+    msg_message_item_t item{};
+    WatchedCalls calls;
+    calls.failAllocation(static_cast<int>(i) + 1);
+    msg_deserialize_message(bytes.data(), &item);
+    EXPECT_EQ(calls.sizes().size(), order.size());
+    const MessageValues read = tree_of(item);
+    EXPECT_EQ(texts_in(read), TEXTS_OF_MESSAGE - 1);
+    EXPECT_EQ(read.addresses.size(), values.addresses.size());
+    EXPECT_EQ(read.contents.size(), values.contents.size());
+    ++missing;
+    release(item);
+  }
+  EXPECT_EQ(missing, TEXTS_OF_MESSAGE);
+  EXPECT_TRUE(logged({}));
+}
+
+TEST(ReaderMemory, ListsAreBuiltWithoutWalkingThemAgain) {
+  MessageValues values = empty_message();
+  values.addresses.resize(255, sample(ADDRESS_COUNTS, 1));
+  values.contents.resize(255, {sample(CONTENT_COUNTS, 1), std::nullopt});
+  Arena arena;
+  const Buffer buffer(arena.message(values));
+  msg_message_item_t item{};
+  WatchedCalls calls;
+  msg_deserialize_message(buffer.data(), &item);
+  ASSERT_EQ(calls.appends().size(), 2U * 255);
+  for (const unsigned int passed : calls.appends()) EXPECT_LE(passed, 1U);
+  EXPECT_EQ(tree_of(item), values);
+  release(item);
+}
+
+template <typename Record>
+class ReaderMemoryOf : public ::testing::Test {};
+TYPED_TEST_SUITE(ReaderMemoryOf, InnerRecords, );
+
+TYPED_TEST(ReaderMemoryOf, ATextWithoutMemoryIsNotStoredAndTheRestIsRead) {
+  Arena arena;
+  auto& sent = *arena.record<TypeParam>(full_sample(Inner<TypeParam>::COUNTS, 7, "text "));
+  const Values values = values_of(sent);
+  std::string block = written(sent);
+  constexpr bool IS_CONTENT_META = std::is_same_v<TypeParam, msg_nms_content_meta_data_t>;
+  if (IS_CONTENT_META) block.replace(13, 4, number_bytes(SENDERS_TEXT2));
+  for (std::size_t failing = 1; failing <= values.texts.size(); ++failing) {
+    TypeParam item{};
+    {
+      WatchedCalls calls;
+      calls.failAllocation(static_cast<int>(failing));
+      EXPECT_EQ(Inner<TypeParam>::deserialize(block.data(), &item), static_cast<int>(block.size()));
+      EXPECT_EQ(calls.allocations(), static_cast<int>(values.texts.size()));
+    }
+    // What the slot holds without its text: null, or the sender's pointer.
+    char*& slot = *fields(item).texts[failing - 1];
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(slot),
+              IS_CONTENT_META && failing == 2 ? SENDERS_TEXT2 : 0);
+    slot = nullptr;
+    Values expected = values;
+    expected.texts[failing - 1].reset();
+    EXPECT_EQ(values_of(item), expected) << failing;
+    EXPECT_TRUE(logged({}));
+    for (char** const text : fields(item).texts) std::free(*text);
+  }
+}
+
+TEST(ReaderMemory, AMessageTextWithoutMemoryIsNotStoredAndTheRestIsRead) {
+  MessageValues values = empty_message();
+  values.own = full_sample(MESSAGE_COUNTS, 7, "text ");
+  Arena arena;
+  const Buffer buffer(arena.message(values));
+  for (std::size_t failing = 1; failing <= 3; ++failing) {
+    msg_message_item_t item{};
+    WatchedCalls calls;
+    calls.failAllocation(static_cast<int>(failing));
+    msg_deserialize_message(buffer.data(), &item);
+    Values expected = values.own;
+    expected.texts[failing - 1].reset();
+    EXPECT_EQ(values_of(item), expected);
+    EXPECT_TRUE(logged({}));
+    release(item);
+  }
+}
+
+// An element that could not be made is a null entry, and its block is not passed over. The buffers
+// here have no block in that place, so that what follows is what is read next.
+
+TEST(ReaderMemory, AnAddressWithoutMemoryIsANullEntry) {
+  const std::string address = block_of(msg_address_item_t{{1, 2, 3, 4}, nullptr}).str();
+  for (unsigned int before = 0; before < 3; ++before) {
+    std::string bytes = message_start() + static_cast<char>(before + 1);
+    for (unsigned int i = 0; i < before; ++i) bytes += address;
+    bytes += std::string(2, '\0');  // no contents, no metadata
+    msg_message_item_t item{};
+    WatchedCalls calls;
+    calls.failAllocation(static_cast<int>(before) + 1);
+    msg_deserialize_message(bytes.data(), &item);
+    const std::vector<void*> addresses = data_of(item.addressList);
+    ASSERT_EQ(addresses.size(), before + 1);
+    for (unsigned int i = 0; i < before; ++i) EXPECT_NE(addresses[i], nullptr);
+    EXPECT_EQ(addresses.back(), nullptr);
+    EXPECT_EQ(item.contentList, nullptr);
+    EXPECT_EQ(item.nmsMsgMetaData, nullptr);
+    EXPECT_TRUE(logged({}));
+    release(item);
+  }
+}
+
+TEST(ReaderMemory, AContentWithoutMemoryIsANullEntry) {
+  const std::string content = block_of(msg_content_item_t{}).str();
+  const std::string bytes = message_start() + '\0' + '\2' + content + '\0';
+  msg_message_item_t item{};
+  WatchedCalls calls;
+  calls.failAllocation(2);
+  msg_deserialize_message(bytes.data(), &item);
+  const std::vector<void*> contents = data_of(item.contentList);
+  ASSERT_EQ(contents.size(), 2U);
+  EXPECT_NE(contents[0], nullptr);
+  EXPECT_EQ(contents[1], nullptr);
+  EXPECT_EQ(item.nmsMsgMetaData, nullptr);
+  release(item);
+}
+
+TEST(ReaderMemory, MetadataWithoutMemoryIsNull) {
+  MessageValues values = empty_message();
+  values.meta = full_sample(MESSAGE_META_COUNTS, 1, "text ");
+  Arena arena;
+  const Buffer buffer(arena.message(values));
+  msg_message_item_t item{};
+  WatchedCalls calls;
+  calls.failAllocation(1);
+  msg_deserialize_message(buffer.data(), &item);
+  EXPECT_EQ(calls.allocations(), 1);
+  EXPECT_EQ(item.nmsMsgMetaData, nullptr);
+  EXPECT_EQ(values_of(item), values.own);
+}
+
+TEST(ReaderMemory, ContentMetadataWithoutMemoryIsNullAndItsBlockIsNotPassedOver) {
+  Arena arena;
+  auto& content = *arena.record<msg_content_item_t>(sample(CONTENT_COUNTS, 5));
+  content.nmsContentMetaData = arena.record<msg_nms_content_meta_data_t>();
+  const std::string block = written(content);
+  msg_content_item_t item{};
+  WatchedCalls calls;
+  calls.failAllocation(1);
+  EXPECT_EQ(__deserialize_msg_content_item(block.data(), &item), 83);
+  EXPECT_EQ(item.nmsContentMetaData, nullptr);
+  EXPECT_EQ(values_of(item).opaque, values_of(content).opaque);
+}
+
+}  // namespace msg_tarvel::wire_test
