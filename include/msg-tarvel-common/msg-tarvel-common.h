@@ -10,6 +10,7 @@
 #include "db/db_common_funcs.h"
 #include "db/db_error.h"
 #include "export.h"
+#include "ipc/MsgIPC.h"
 #include "item/Address.h"
 #include "item/Content.h"
 #include "item/Conversation.h"
