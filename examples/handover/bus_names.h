@@ -1,0 +1,11 @@
+#pragma once
+
+// Where the owner of the message store is found on the bus.
+
+namespace msg_tarvel::handover {
+
+constexpr const char* BUS_NAME = "org.tarvel.Messages";
+constexpr const char* OBJECT_PATH = "/org/tarvel/Messages";
+constexpr const char* INTERFACE = "org.tarvel.Messages";
+
+}  // namespace msg_tarvel::handover

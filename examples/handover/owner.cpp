@@ -1,0 +1,239 @@
+// The process that owns the message store, on the session bus: it makes the store and carries out
+// the commands that need nothing but the store. It prints "ready" when it can be called and ends on
+// SIGTERM or SIGINT.
+
+#include <gio/gio.h>
+#include <glib-unix.h>
+#include <msg-tarvel-common/db/DBMgr.h>
+#include <msg-tarvel-common/ipc/MsgIPC.h>
+#include <msg-tarvel-common/utility/common_util_funcs.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+
+#include "bus_names.h"
+#include "message_store_writer.h"
+#include "record_mapping.h"
+
+namespace {
+
+using msg_tarvel::Message;
+using msg_tarvel::MsgIPC;
+namespace handover = msg_tarvel::handover;
+
+/** A command of the registry that this process has no answer to. */
+class NotServed : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/** What goes out with a reply; nothing when a command only does something. */
+bool replies_with_id(MsgIPC::IpcCommand command) {
+  return command == MsgIPC::ADD_MESSAGE || command == MsgIPC::NMS_ADD_MESSAGE;
+}
+
+/**
+ * The interface as the bus knows it: every command of the registry with the signature that the
+ * registry gives. GDBus itself then refuses unknown methods and wrong signatures.
+ */
+std::string interface_description(const MsgIPC& registry) {
+  std::string xml = std::string("<node><interface name='") + handover::INTERFACE + "'>";
+  for (int number = 0; number < MsgIPC::IPC_COMMAND_NONE; ++number) {
+    const auto command = static_cast<MsgIPC::IpcCommand>(number);
+    const std::string name = registry.getCmdString(command);
+    if (name.empty()) continue;
+    xml += "<method name='" + name + "'>";
+    const std::string wrapped = registry.getCmdStruct(command);
+    const GVariantType* const parameters = g_variant_type_first(G_VARIANT_TYPE(wrapped.c_str()));
+    for (const GVariantType* type = g_variant_type_first(parameters); type;
+         type = g_variant_type_next(type)) {
+      xml += "<arg direction='in' type='" +
+             std::string(g_variant_type_peek_string(type), g_variant_type_get_string_length(type)) +
+             "'/>";
+    }
+    if (replies_with_id(command)) xml += "<arg direction='out' name='msgId' type='i'/>";
+    xml += "</method>";
+  }
+  return xml + "</interface></node>";
+}
+
+int add_message(GVariant* parameters) {
+  const char* address = nullptr;
+  const char* msgType = nullptr;
+  const char* mainText = nullptr;
+  const char* textMessage = nullptr;
+  Message message;
+  g_variant_get(parameters, "(&si&s&s&si)", &address, &message.storageFolder, &msgType, &mainText,
+                &textMessage, &message.simIndex);
+  if (*address == '\0') throw std::invalid_argument("a message needs an address");
+  constexpr int NUMBER = 1;
+  constexpr int TEXT = 2;  // matches as it is, not by its last digits
+  msg_tarvel::Address participant;
+  participant.address = address;
+  participant.addressType = msg_tarvel::common_util::is_number(address) ? NUMBER : TEXT;
+  participant.recipientType = 1;
+  message.addresses.push_back(participant);
+  message.msgType = msgType;
+  message.mainText = mainText;
+  message.textMessage = textMessage;
+  message.displayTime = g_get_real_time() / 1000;
+  message.read = message.storageFolder != msg_tarvel::MAIN_FOLDER_1 &&
+                 message.storageFolder != msg_tarvel::STANDALONE_FOLDER_1;
+  return handover::add_message(message, 0);
+}
+
+/** Another process made the buffer, so nothing in it is believed before it has been checked. */
+int add_handed_over_message(GVariant* parameters) {
+  g_autoptr(GVariant) content = nullptr;
+  gint32 convId = 0;
+  g_variant_get(parameters, "(vi)", &content, &convId);
+  if (!g_variant_is_of_type(content, G_VARIANT_TYPE_BYTESTRING)) {
+    throw std::invalid_argument(std::string("the message is to be a byte array (ay), not ") +
+                                g_variant_get_type_string(content));
+  }
+  gsize size = 0;
+  const auto* const buffer =
+      static_cast<const char*>(g_variant_get_fixed_array(content, &size, sizeof(char)));
+  const handover::MessageRecord record = handover::read_record(buffer, size);
+  if (!record) {
+    throw std::invalid_argument("the " + std::to_string(size) +
+                                " bytes are not one well-formed message");
+  }
+  return handover::add_message(handover::to_message(*record), convId);
+}
+
+/** Carries a command out; its reply, null for none. The parameters are of the command's type. */
+GVariant* carry_out(MsgIPC::IpcCommand command, GVariant* parameters) {
+  gint32 first = 0;
+  gint32 second = 0;
+  switch (command) {
+    case MsgIPC::READ_MESSAGE:
+      g_variant_get(parameters, "(ii)", &first, &second);
+      handover::mark_message_read(first, second);
+      return nullptr;
+    case MsgIPC::READ_THREAD:
+      g_variant_get(parameters, "(i)", &first);
+      handover::mark_thread_read(first);
+      return nullptr;
+    case MsgIPC::DELETE_MESSAGE:
+      g_variant_get(parameters, "(ii)", &first, &second);
+      handover::delete_message(first, second);
+      return nullptr;
+    case MsgIPC::DELETE_THREAD:
+      g_variant_get(parameters, "(i)", &first);
+      handover::delete_thread(first);
+      return nullptr;
+    case MsgIPC::ADD_MESSAGE:
+      return g_variant_new("(i)", add_message(parameters));
+    case MsgIPC::NMS_ADD_MESSAGE:
+      return g_variant_new("(i)", add_handed_over_message(parameters));
+    case MsgIPC::NMS_UPDATE_SUBSCRIPTION_INFO: {
+      guint64 notiIdx = 0;
+      const char* restartToken = nullptr;
+      g_variant_get(parameters, "(t&s)", &notiIdx, &restartToken);
+      handover::update_subscription(notiIdx, restartToken);
+      return nullptr;
+    }
+    default:
+      throw NotServed("the message store alone cannot answer this command");
+  }
+}
+
+/** Called for methods of the interface only, with parameters of the right type. */
+void on_call(GDBusConnection* /*bus*/, const gchar* /*sender*/, const gchar* /*path*/,
+             const gchar* /*interface*/, const gchar* method, GVariant* parameters,
+             GDBusMethodInvocation* invocation, gpointer registry) {
+  const auto refuse = [&](GDBusError code, const char* why) {
+    g_dbus_method_invocation_return_error(invocation, G_DBUS_ERROR, code, "%s: %s", method, why);
+  };
+  try {
+    const auto command = static_cast<const MsgIPC*>(registry)->getCmdByMethodName(method);
+    GVariant* const reply = carry_out(command, parameters);
+    g_dbus_method_invocation_return_value(invocation, reply);
+  } catch (const NotServed& error) {
+    refuse(G_DBUS_ERROR_NOT_SUPPORTED, error.what());
+  } catch (const std::invalid_argument& error) {
+    refuse(G_DBUS_ERROR_INVALID_ARGS, error.what());
+  } catch (const std::out_of_range&) {
+    refuse(G_DBUS_ERROR_INVALID_ARGS, "an address ends within its calling code");
+  } catch (const std::bad_alloc&) {
+    refuse(G_DBUS_ERROR_NO_MEMORY, "out of memory");
+  } catch (const std::exception& error) {
+    refuse(G_DBUS_ERROR_FAILED, error.what());
+  }
+}
+
+struct Service {
+  GMainLoop* loop = nullptr;
+  int status = EXIT_SUCCESS;
+};
+
+void on_name_owned(GDBusConnection* /*bus*/, const gchar* /*name*/, gpointer /*service*/) {
+  std::cout << "ready" << std::endl;
+}
+
+void on_name_lost(GDBusConnection* /*bus*/, const gchar* name, gpointer service) {
+  std::cerr << name << " belongs to another process, or the bus is gone\n";
+  static_cast<Service*>(service)->status = EXIT_FAILURE;
+  g_main_loop_quit(static_cast<Service*>(service)->loop);
+}
+
+gboolean on_signal(gpointer service) {
+  g_main_loop_quit(static_cast<Service*>(service)->loop);
+  return G_SOURCE_CONTINUE;
+}
+
+int fail(const char* what, const char* why) {
+  std::cerr << what << ": " << why << "\n";
+  return EXIT_FAILURE;
+}
+
+/** Serves the bus until a signal comes or the name is lost. */
+int serve() {
+  g_autoptr(GError) error = nullptr;
+  g_autoptr(GDBusConnection) bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, &error);
+  if (!bus) return fail("cannot reach the bus", error->message);
+  g_dbus_connection_set_exit_on_close(bus, FALSE);
+
+  MsgIPC registry;
+  g_autoptr(GDBusNodeInfo) node =
+      g_dbus_node_info_new_for_xml(interface_description(registry).c_str(), &error);
+  if (!node) return fail("cannot describe the interface", error->message);
+  const GDBusInterfaceVTable table = {on_call, nullptr, nullptr, {}};
+  const guint object = g_dbus_connection_register_object(
+      bus, handover::OBJECT_PATH, *node->interfaces, &table, &registry, nullptr, &error);
+  if (object == 0) return fail("cannot register the object", error->message);
+
+  g_autoptr(GMainLoop) loop = g_main_loop_new(nullptr, FALSE);
+  Service service = {loop};
+  const guint signals[] = {g_unix_signal_add(SIGTERM, on_signal, &service),
+                           g_unix_signal_add(SIGINT, on_signal, &service)};
+  const guint name =
+      g_bus_own_name_on_connection(bus, handover::BUS_NAME, G_BUS_NAME_OWNER_FLAGS_DO_NOT_QUEUE,
+                                   on_name_owned, on_name_lost, &service, nullptr);
+  g_main_loop_run(loop);
+
+  g_bus_unown_name(name);
+  g_dbus_connection_unregister_object(bus, object);
+  for (const guint signal : signals) g_source_remove(signal);
+  g_dbus_connection_flush_sync(bus, nullptr, nullptr);  // the replies that are still on their way
+  return service.status;
+}
+
+}  // namespace
+
+int main() {
+  msg_tarvel::db::init_db();
+  int status = EXIT_FAILURE;
+  try {
+    handover::create_store();
+    status = serve();
+  } catch (const std::exception& error) {
+    status = fail("cannot own the store", error.what());
+  }
+  msg_tarvel::db::deinit_db();
+  return status;
+}
