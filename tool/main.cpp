@@ -17,6 +17,7 @@
 #include "commands.h"
 #include "failure.h"
 #include "interrupt.h"
+#include "ipc_commands.h"
 #include "log_sink.h"
 #include "table.h"
 
@@ -38,6 +39,9 @@ struct Arguments {
   std::vector<std::string> numbers;
   std::string folderType;
   ListCondition condition;
+  std::string ipcCommand;
+  int msgId = 0;
+  std::string outputFile;
 };
 
 using Command = std::function<int(const Output&)>;
@@ -51,9 +55,10 @@ class CommandLine {
 
  private:
   CLI::App* add(const std::string& name, const std::string& description, const std::string& example,
-                Command command);
+                Command command, CLI::App* parent = nullptr);
   void addImport();
   void addMessages();
+  void addIpcCommands();
   void useDataDir() const;
   Output output() const;
 
@@ -97,11 +102,12 @@ CommandLine::CommandLine() {
   find->add_option("NUMBER", _arguments.numbers,
                    "A phone number in any form, an e-mail address or a name")
       ->required();
+  addIpcCommands();
 }
 
 CLI::App* CommandLine::add(const std::string& name, const std::string& description,
-                           const std::string& example, Command command) {
-  CLI::App* const sub = _app.add_subcommand(name, description);
+                           const std::string& example, Command command, CLI::App* parent) {
+  CLI::App* const sub = (parent ? parent : &_app)->add_subcommand(name, description);
   sub->add_flag("--json", _arguments.json, "Print JSON, every field as it is stored");
   sub->footer("Example: " + example);
   _commands[sub] = std::move(command);
@@ -155,6 +161,39 @@ void CommandLine::addMessages() {
       ->allow_extra_args(false);
 }
 
+void CommandLine::addIpcCommands() {
+  CLI::App* const commands = add("commands", "Lists the commands that processes send each other",
+                                 "msg-tarvel commands nms_add_message", [this](const Output& out) {
+                                   return list_ipc_commands(out, _arguments.ipcCommand);
+                                 });
+  commands->add_option("NAME|NUMBER", _arguments.ipcCommand, "Only this one");
+
+  CLI::App* const buffer = _app.add_subcommand("buffer", "Makes and explains serialized messages");
+  buffer->require_subcommand(1);
+  buffer->footer("Example: msg-tarvel buffer encode 3 --output message.bin");
+  CLI::App* const encode = add(
+      "encode", "Serializes a message of the store", "msg-tarvel buffer encode 3 > message.bin",
+      [this](const Output& out) {
+        return encode_buffer(out, _arguments.msgId, _arguments.outputFile);
+      },
+      buffer);
+  encode->add_option("MSGID", _arguments.msgId, "The message, as 'messages' lists it")
+      ->required()
+      ->check(CLI::NonNegativeNumber);
+  encode->add_option("-o,--output", _arguments.outputFile, "Where to (default: standard output)")
+      ->type_name("FILE");
+  CLI::App* const show = add(
+      "show", "Shows every field of a buffer, as far as it is good",
+      "msg-tarvel buffer show message.bin",
+      [this](const Output& out) { return show_buffer(out, _arguments.file); }, buffer);
+  show->add_option("FILE", _arguments.file, "The buffer")->required();
+  CLI::App* const check = add(
+      "check", "Says whether a file is one well-formed buffer",
+      "msg-tarvel buffer check message.bin",
+      [this](const Output& out) { return check_buffer(out, _arguments.file); }, buffer);
+  check->add_option("FILE", _arguments.file, "The buffer")->required();
+}
+
 /** The store names files by absolute paths, so its place must be one. */
 void CommandLine::useDataDir() const {
   const char* const variable = std::getenv(DATA_DIR_VARIABLE);
@@ -183,7 +222,9 @@ int CommandLine::run(int argc, char** argv) {
   condition.convIds.erase(std::unique(condition.convIds.begin(), condition.convIds.end()),
                           condition.convIds.end());
 
-  const int status = _commands.at(_app.get_subcommands().front())(output());
+  CLI::App* chosen = _app.get_subcommands().front();
+  while (!chosen->get_subcommands().empty()) chosen = chosen->get_subcommands().front();
+  const int status = _commands.at(chosen)(output());
   if (!std::cout.flush()) throw Failure("cannot write the output");
   return status;
 }

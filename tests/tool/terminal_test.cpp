@@ -107,6 +107,17 @@ TEST_F(Terminal, GivesItsWidthToTables) {
   }
 }
 
+TEST_F(Terminal, IsNotGivenTheBytesOfABuffer) {
+  import(sms({{ "body", "text" }}));
+  const ProcessResult refused = runOnTerminal({"buffer", "encode", "1"}, ignore, 200);
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_EQ(refused.out,
+            "msg-tarvel: a buffer is no text for a terminal; name a file with --output\r\n");
+  const std::string path = folder() + "/message.bin";
+  EXPECT_EQ(runOnTerminal({"buffer", "encode", "1", "--output", path}, ignore).status, 0);
+  EXPECT_EQ(content_of(path).substr(0, 1), "T");
+}
+
 TEST_F(Terminal, AnInterruptedImportLeavesNothing) {
   import(sms({{ "body", "before" }}));
   const std::string before = everything();
