@@ -137,7 +137,7 @@ std::string local_time(long long milliseconds) {
   const auto seconds = static_cast<std::time_t>(milliseconds / 1000);
   std::tm parts = {};
   char text[32];
-  if (!localtime_r(&seconds, &parts) ||
+  if (seconds != milliseconds / 1000 || !localtime_r(&seconds, &parts) ||
       std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &parts) == 0) {
     return std::to_string(milliseconds);
   }

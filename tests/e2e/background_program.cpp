@@ -5,7 +5,6 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 
 namespace test_support {
@@ -20,14 +19,7 @@ int run(const std::vector<std::string>& command, const std::vector<std::string>&
     const std::size_t equals = variable.find('=');
     setenv(variable.substr(0, equals).c_str(), variable.c_str() + equals + 1, 1);
   }
-  std::vector<char*> arguments;
-  arguments.reserve(command.size() + 1);
-  for (const std::string& argument : command) {
-    arguments.push_back(const_cast<char*>(argument.c_str()));
-  }
-  arguments.push_back(nullptr);
-  execvp(arguments[0], arguments.data());
-  std::perror(arguments[0]);
+  execute(command);
   return 127;
 }
 

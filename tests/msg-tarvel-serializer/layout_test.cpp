@@ -55,6 +55,14 @@ TYPED_TEST(BlockLayout, EmptyTextsAreWrittenLikeNullBesideTheirPointer) {
   EXPECT_EQ(written(item).size(), written(null).size());
 }
 
+TEST(Layout, ARecordOfA32BitBuildIsItsImage) {
+  const std::vector<std::size_t> sizes = {
+      sizeof(msg_message_item_t), sizeof(msg_address_item_t), sizeof(msg_content_item_t),
+      sizeof(msg_nms_msg_meta_data_t), sizeof(msg_nms_content_meta_data_t)};
+  EXPECT_EQ(sizes, sizeof(void*) == 4 ? std::vector<std::size_t>({84, 20, 56, 56, 24})
+                                      : std::vector<std::size_t>({112, 24, 88, 80, 40}));
+}
+
 TEST(Layout, ContentWithMetadata) {
   Arena arena;
   auto& content = *arena.record<msg_content_item_t>(full_sample(CONTENT_COUNTS, 0x0c112200, "c"));

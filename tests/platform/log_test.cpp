@@ -9,6 +9,7 @@
 namespace platform_test {
 
 using test_support::Child;
+using test_support::execute;
 using test_support::ProcessResult;
 
 const std::string DEBUG = "3";
@@ -91,7 +92,7 @@ class LogToTerminal : public PlatformTest {
       dup2(end, STDERR_FILENO);
       setEnvironment("TERM", "xterm");
       setEnvironment("G_MESSAGES_DEBUG", domains);
-      execl(PLATFORM_PROGRAM, PLATFORM_PROGRAM, "log", priority.c_str(), text.c_str(), nullptr);
+      execute({PLATFORM_PROGRAM, "log", priority, text});
       return 127;
     });
     EXPECT_EQ(child.wait(), 0);

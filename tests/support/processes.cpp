@@ -17,6 +17,23 @@ namespace {
 
 constexpr uid_t NOBODY = 65534;
 
+/** What stands before a program of this build in a command; empty where the machine runs it. */
+std::vector<std::string>& emulator() {
+  static std::vector<std::string> words{TEST_EMULATOR};
+  return words;
+}
+
+/**
+ * The folder with the emulator's libraries may lie below one that another user may not enter; an
+ * open descriptor leads there all the same.
+ */
+void keep_emulator_reachable() {
+  for (std::string& word : emulator()) {
+    const int folder = open(word.c_str(), O_PATH | O_DIRECTORY);
+    if (folder != -1) word = "/proc/self/fd/" + std::to_string(folder);
+  }
+}
+
 int status_of(pid_t pid) {
   int status = 0;
   while (waitpid(pid, &status, 0) == -1) {
@@ -80,6 +97,23 @@ void communicate(int in, int out, int err, const std::string& input, ProcessResu
 
 }  // namespace
 
+std::vector<std::string> runnable(std::vector<std::string> command) {
+  if (command.front().find('/') != std::string::npos) {
+    command.insert(command.begin(), emulator().begin(), emulator().end());
+  }
+  return command;
+}
+
+void execute(const std::vector<std::string>& command) {
+  std::vector<std::string> words = runnable(command);
+  std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
+  for (std::string& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  execvp(arguments[0], arguments.data());
+  std::perror(arguments[0]);
+}
+
 ProcessResult run_program(const std::vector<std::string>& command,
                           const std::vector<std::string>& environment, const std::string& input) {
   int in[2];
@@ -94,14 +128,7 @@ ProcessResult run_program(const std::vector<std::string>& command,
     dup2(out[1], 1);
     dup2(err[1], 2);
     set_environment(environment);
-    std::vector<char*> arguments;
-    arguments.reserve(command.size() + 1);
-    for (const std::string& argument : command) {
-      arguments.push_back(const_cast<char*>(argument.c_str()));
-    }
-    arguments.push_back(nullptr);
-    execvp(arguments[0], arguments.data());
-    std::perror(arguments[0]);
+    execute(command);
     _exit(127);
   }
   close(in[0]);
@@ -138,6 +165,7 @@ int Child::wait() {
 }
 
 bool become_nobody(const std::vector<gid_t>& groups) {
+  keep_emulator_reachable();
   return setgroups(groups.size(), groups.data()) == 0 && setresgid(NOBODY, NOBODY, NOBODY) == 0 &&
          setresuid(NOBODY, NOBODY, NOBODY) == 0;
 }

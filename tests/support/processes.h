@@ -19,6 +19,15 @@ struct ProcessResult {
 };
 
 /**
+ * `command` as this machine runs it. A program of this build has a path and goes through the
+ * emulator where there is one; a bare name is a program of the machine.
+ */
+std::vector<std::string> runnable(std::vector<std::string> command);
+
+/** Replaces this process by a program that `runnable` takes; returns only when that fails. */
+void execute(const std::vector<std::string>& command);
+
+/**
  * Runs a program to its end, with `environment` ("NAME=value"; "NAME" unsets it) on top of this
  * process's own and `input` as its standard input.
  */
@@ -45,7 +54,10 @@ class Child {
   pid_t _pid;
 };
 
-/** Gives up root for good: group 65534 and `groups`, user 65534. False when this is not allowed. */
+/**
+ * Gives up root for good: group 65534 and `groups`, user 65534. False when this is not allowed.
+ * Programs of the build that stand where that user may go still run.
+ */
 bool become_nobody(const std::vector<gid_t>& groups = {});
 
 /** One end signals, the other waits: for keeping a parent and its child in step. */

@@ -97,9 +97,12 @@ TEST_F(Commands, FailForAUserWhoMayNotReadTheStore) {
   create();
   ASSERT_EQ(chmod(dbFile().c_str(), 0600), 0);
   useProgramForEveryone();
-  Child child([this] {
+  auto commands = STORE_COMMANDS;
+  commands.back() = {"import",
+                     file("backup.xml", backup(sms({})))};  // the sample may be out of reach
+  Child child([this, &commands] {
     if (!become_nobody()) return 99;
-    for (const auto& command : STORE_COMMANDS) {
+    for (const auto& command : commands) {
       const ProcessResult result = run(command);
       if (result.status != 3 || result.err.find("permission denied\n") == std::string::npos) {
         return 1;
@@ -179,8 +182,9 @@ TEST_F(Commands, VerbosePrintsTheLogWithoutEscapes) {
 TEST_F(Commands, FailWhenTheOutputCannotBeWritten) {
   create();
   import(sms({}));
-  const ProcessResult result =
-      run_program({"sh", "-c", std::string(TOOL_PROGRAM) + " threads > /dev/full"}, environment());
+  std::vector<std::string> command = {"sh", "-c", "exec \"$@\" > /dev/full", "sh"};
+  for (const std::string& word : runnable({TOOL_PROGRAM, "threads"})) command.push_back(word);
+  const ProcessResult result = run_program(command, environment());
   expectFailure(result, "cannot write the output");
 }
 
@@ -242,6 +246,12 @@ TEST_F(Queries, ThreadsAsATable) {
             " 2  O'Hara 100%                    1       0  sending  1970-01-01 00:00  \uFFFD<\n"
             " 1  +14155550111, +14155550122     3       1  failed   1970-01-01 00:00  third\n");
   EXPECT_EQ(run({"threads"}, {"COLUMNS=120", "TZ=KST-9"}).out.find("00:00"), std::string::npos);
+}
+
+TEST_F(Queries, TimesBeyond2038) {
+  RawConnection(dbFile()).exec("UPDATE msg_conversation_table SET displayTime = 4102444800000;");
+  const std::string shown = run({"threads"}).out;
+  EXPECT_NE(shown.find("  2100-01-01 00:00  "), std::string::npos) << shown;
 }
 
 TEST_F(Queries, ConversationAsStoredAndAsATable) {

@@ -53,6 +53,12 @@ TEST_F(ImportFaults, FilesThatAreNoFiles) {
   expectRefused(folder() + "/pipe", "cannot import " + folder() + "/pipe: it is not a regular");
 }
 
+TEST_F(ImportFaults, AFileBeyond2GiBIsReadLikeAnother) {
+  const std::string path = file("large.xml", "<smses>\n<sms </smses>");
+  std::filesystem::resize_file(path, 3LL << 30);  // zeros that take no room
+  expectRefused(path, path + ":2: ");
+}
+
 TEST_F(ImportFaults, AFileThatMayNotBeRead) {
   const std::string path = file("secret.xml", backup(NEW_ELEMENTS));
   ASSERT_EQ(chmod(path.c_str(), 0600), 0);

@@ -124,9 +124,12 @@ TEST_F(ImportTest, PartsBecomeRowsAndFiles) {
 
 TEST_F(ImportTest, ARelativeDataDirectoryStillGivesAbsolutePaths) {
   file("backup.xml", backup(mms({}, data_part("image/png", PNG), "")));
-  const std::string script =
-      "cd '" + folder() + "' && '" + TOOL_PROGRAM + "' --data-dir data import backup.xml";
-  EXPECT_EQ(run_program({"sh", "-c", script}, environment()).status, 0);
+  std::vector<std::string> command = {"env", "-C", folder()};
+  for (const std::string& word :
+       runnable({TOOL_PROGRAM, "--data-dir", "data", "import", "backup.xml"})) {
+    command.push_back(word);
+  }
+  EXPECT_EQ(run_program(command, environment()).status, 0);
   EXPECT_EQ(rows("SELECT filepath FROM msg_mms_content_table;"), mediaDir() + "/1-1.png\n");
 }
 

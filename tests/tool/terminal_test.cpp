@@ -22,13 +22,13 @@ class Terminal : public ToolTest {
   void SetUp() override { create(); }
 
   /** A backup that takes a second or two. */
-  std::string longBackup() const {
+  std::string longBackup(int texts = 60000) const {
     std::string picture;
     picture.resize(40000000, 'Q');
     std::string path = folder() + "/long.xml";
     std::ofstream out(path);
     out << "<smses>";
-    for (int i = 1; i <= 60000; ++i) out << sms({{"date", std::to_string(i)}});
+    for (int i = 1; i <= texts; ++i) out << sms({{"date", std::to_string(i)}});
     out << mms({}, data_part("image/png", picture), "") << "</smses>";
     return path;
   }
@@ -41,15 +41,13 @@ class Terminal : public ToolTest {
     int terminal = -1;
     const pid_t pid = forkpty(&terminal, nullptr, nullptr, &size);
     if (pid == 0) {
+      std::vector<std::string> program = {TOOL_PROGRAM};
+      program.insert(program.end(), arguments.begin(), arguments.end());
+      program = runnable(program);
       std::vector<std::string> command = {"env"};
       for (const std::string& variable : environment()) command.push_back(variable);
-      command.emplace_back(TOOL_PROGRAM);
-      command.insert(command.end(), arguments.begin(), arguments.end());
-      std::vector<char*> argv;
-      argv.reserve(command.size() + 1);
-      for (std::string& word : command) argv.push_back(word.data());
-      argv.push_back(nullptr);
-      execvp(argv[0], argv.data());
+      command.insert(command.end(), program.begin(), program.end());
+      execute(command);
       _exit(127);
     }
     ProcessResult result;
@@ -121,7 +119,8 @@ TEST_F(Terminal, IsNotGivenTheBytesOfABuffer) {
 TEST_F(Terminal, AnInterruptedImportLeavesNothing) {
   import(sms({{ "body", "before" }}));
   const std::string before = everything();
-  const std::string path = longBackup();
+  // So long that the signal comes before the end, however busy the machine.
+  const std::string path = longBackup(400000);
   for (const int signal : {SIGINT, SIGTERM}) {
     bool isSent = false;
     const ProcessResult result =
