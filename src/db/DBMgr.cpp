@@ -95,6 +95,26 @@ struct HandOverAtThreadEnd {
   ~HandOverAtThreadEnd() { const std::lock_guard<std::mutex> lock(mutex); }
 };
 
+/**
+ * Sets the PERSIST journal mode outside any transaction.
+ *
+ * Beginning the first transaction on an empty file already dirties its first page, and from then on
+ * SQLite answers the journal-mode pragma with success and ignores it: the pragma inside the
+ * transaction would come too late, and the first commit would delete the journal file together with
+ * its group and mode. Set beforehand, the mode holds, and the pragma inside merely repeats it.
+ *
+ * Whatever goes wrong here goes wrong in the transaction too and is reported there, so this step is
+ * silent. Only a lock is waited for here, as the transaction would have waited for it; false when
+ * it stays busy.
+ */
+bool keep_journal(sqlite3* db) {
+  sqlite3_stmt* pragma = nullptr;
+  const int code = sqlite3_prepare_v2(db, PERSIST_JOURNAL, -1, &pragma, nullptr);
+  if (code == SQLITE_OK) sqlite3_step(pragma);
+  sqlite3_finalize(pragma);
+  return code != SQLITE_BUSY;
+}
+
 /** Inserts the subscription row of a new SUBSCRIPTION_TABLE; 0 or a result code. */
 int insert_subscription_row(log::CallSite site = log::CallSite::here()) {
   auto statement = DBMgr::getInstance()->compileStatement(
@@ -350,7 +370,7 @@ int DBMgr::_createDbFiles() {
   int ret = _openDb();
   if (ret == DB_SUCCESS) {
     // A lock that stayed busy is not waited for a second time.
-    const bool stillLocked = !_keepJournal();
+    const bool stillLocked = !keep_journal(_db);
     if (stillLocked) sqlite3_busy_handler(_db, nullptr, nullptr);
     ret = beginTransaction();
     if (stillLocked) sqlite3_busy_handler(_db, &DBMgr::_onBusyHandler, nullptr);
@@ -371,26 +391,6 @@ int DBMgr::_createDbFiles() {
   }
   endTransaction(ret == DB_SUCCESS);
   return ret;
-}
-
-/**
- * Sets the PERSIST journal mode outside any transaction.
- *
- * Beginning the first transaction on an empty file already dirties its first page, and from then on
- * SQLite answers the journal-mode pragma with success and ignores it: the pragma inside the
- * transaction would come too late, and the first commit would delete the journal file together with
- * its group and mode. Set beforehand, the mode holds, and the pragma inside merely repeats it.
- *
- * Whatever goes wrong here goes wrong in the transaction too and is reported there, so this step is
- * silent. Only a lock is waited for here, as the transaction would have waited for it; false when
- * it stays busy.
- */
-bool DBMgr::_keepJournal() {
-  sqlite3_stmt* pragma = nullptr;
-  const int code = sqlite3_prepare_v2(_db, PERSIST_JOURNAL, -1, &pragma, nullptr);
-  if (code == SQLITE_OK) sqlite3_step(pragma);
-  sqlite3_finalize(pragma);
-  return code != SQLITE_BUSY;
 }
 
 bool DBMgr::_doesTableExist(const char* name) {

@@ -76,7 +76,6 @@ class MSG_TARVEL_EXPORT DBMgr {
   int _closeDb();
   void _ref();
   void _unref();
-  bool _keepJournal();
   int _createDbFiles();
   int _createDbTables();
   bool _doesTableExist(const char* name);
