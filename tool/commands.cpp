@@ -185,4 +185,10 @@ int folder_type_of(const std::string& text) {
   return static_cast<int>(number);
 }
 
+std::vector<std::string> folder_type_names() {
+  std::vector<std::string> names;
+  for (const NamedFolder& named : FOLDERS) names.emplace_back(named.name);
+  return names;
+}
+
 }  // namespace msg_tarvel::tool
