@@ -3,7 +3,15 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/msg-tarvel-common)
 
-install(TARGETS msg-tarvel-common msg-tarvel-platform EXPORT msg-tarvel-common-targets
+# The watch brings its own platform.
+set(libraries msg-tarvel-common)
+if(MSG_TARVEL_PLATFORM STREQUAL "host")
+  list(APPEND libraries msg-tarvel-platform)
+endif()
+# The library finds the platform's beside itself. Where the system's linker looks there anyway, as
+# for a package, CMAKE_SKIP_INSTALL_RPATH leaves the path out.
+set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(TARGETS ${libraries} EXPORT msg-tarvel-common-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/msg-tarvel-common DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT msg-tarvel-common-targets NAMESPACE msg-tarvel:: DESTINATION ${package_dir})
@@ -14,6 +22,8 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/msg-tarvel-common-config-ve
 install(FILES ${CMAKE_BINARY_DIR}/msg-tarvel-common-config.cmake
   ${CMAKE_BINARY_DIR}/msg-tarvel-common-config-version.cmake DESTINATION ${package_dir})
 
+# Relative to the file itself, whose folder pkgconf quotes where it must.
 file(RELATIVE_PATH MSG_TARVEL_PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" MSG_TARVEL_PC_PREFIX "${MSG_TARVEL_PC_PREFIX}")
 configure_file(cmake/msg-tarvel-common.pc.in ${CMAKE_BINARY_DIR}/msg-tarvel-common.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/msg-tarvel-common.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
