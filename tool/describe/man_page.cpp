@@ -123,7 +123,7 @@ void print_command(std::ostream& out, const CLI::App& command, const std::string
 }  // namespace
 
 void print_man_page(std::ostream& out, const CLI::App& program) {
-  const std::string name = program.get_name();
+  const std::string& name = program.get_name();
   out << ".\\\" Printed by msg-tarvel-describe from the program's command line; script/describe\n"
          ".\\\" writes it anew.\n"
          ".TH MSG\\-TARVEL 1 \"\" \""
