@@ -1,5 +1,5 @@
-/* The records that no function of the library names, being only in its lists, are not in the interface
-   file: their layout is held here, slots of 4 bytes and pointers. */
+/* The records that no function of the library names, being only in its lists, are not in the
+   interface file: their layout is held here, slots of 4 bytes and pointers. */
 
 #include <msg-tarvel-common/msg-tarvel-serializer/msg_records.h>
 #include <stddef.h>
