@@ -207,7 +207,8 @@ class ReadersAndWritersTest : public ProcessesTest {
       const Clock::time_point start = Clock::now();
       const int before = consistentCount();
       std::vector<Conversation> messages;
-      EXPECT_EQ(db_get_conversations(1, messages), before == 0 && messages.empty() ? -1101 : 0);
+      const int ret = db_get_conversations(1, messages);
+      EXPECT_EQ(ret, before == 0 && messages.empty() ? -1101 : 0);
       const int after = consistentCount();
       const int count = static_cast<int>(messages.size());
       EXPECT_GE(count, before);
