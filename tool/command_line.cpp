@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -46,7 +47,7 @@ CommandLine::CommandLine() {
           [this](const Output& out) { return show_conversation(out, _arguments.convId); });
   conversation->add_option("ID", _arguments.convId, "The conversation, as 'threads' lists it")
       ->required()
-      ->check(CLI::NonNegativeNumber);
+      ->check(CLI::Range(0, INT_MAX));
   addMessages();
   CLI::App* const find =
       add("find-thread", "Finds the conversation with exactly these people",
@@ -132,7 +133,7 @@ void CommandLine::addIpcCommands() {
       buffer);
   encode->add_option("MSGID", _arguments.msgId, "The message, as 'messages' lists it")
       ->required()
-      ->check(CLI::NonNegativeNumber);
+      ->check(CLI::Range(0, INT_MAX));
   encode->add_option("-o,--output", _arguments.outputFile, "Where to (default: standard output)")
       ->type_name("FILE");
   CLI::App* const show = add(

@@ -153,6 +153,9 @@ TEST_F(Commands, RefuseWhatMakesNoSense) {
     EXPECT_EQ(result.out, "") << ::testing::PrintToString(command);
     EXPECT_NE(result.err, "") << ::testing::PrintToString(command);
   }
+  EXPECT_EQ(run({"conversation", "x"}).err,
+            "ID: Value x not in range 0 to 2147483647\n"
+            "Run with --help or --help-all for more information.\n");
   std::string many = "1000000";
   for (int i = 1; i < 120; ++i) many += "," + std::to_string(1000000 + i);
   EXPECT_EQ(run({"messages", "--conv-ids", many}).status, 2);
