@@ -16,14 +16,20 @@ install(TARGETS ${libraries} EXPORT msg-tarvel-common-targets
 install(DIRECTORY include/msg-tarvel-common DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT msg-tarvel-common-targets NAMESPACE msg-tarvel:: DESTINATION ${package_dir})
 configure_package_config_file(cmake/msg-tarvel-common-config.cmake.in
-  ${CMAKE_BINARY_DIR}/msg-tarvel-common-config.cmake INSTALL_DESTINATION ${package_dir})
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/msg-tarvel-common-config-version.cmake
+  ${PROJECT_BINARY_DIR}/msg-tarvel-common-config.cmake INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/msg-tarvel-common-config-version.cmake
   COMPATIBILITY SameMajorVersion)
-install(FILES ${CMAKE_BINARY_DIR}/msg-tarvel-common-config.cmake
-  ${CMAKE_BINARY_DIR}/msg-tarvel-common-config-version.cmake DESTINATION ${package_dir})
+install(FILES ${PROJECT_BINARY_DIR}/msg-tarvel-common-config.cmake
+  ${PROJECT_BINARY_DIR}/msg-tarvel-common-config-version.cmake DESTINATION ${package_dir})
 
 # Relative to the file itself, whose folder pkgconf quotes where it must.
-file(RELATIVE_PATH MSG_TARVEL_PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-string(REGEX REPLACE "/$" "" MSG_TARVEL_PC_PREFIX "${MSG_TARVEL_PC_PREFIX}")
-configure_file(cmake/msg-tarvel-common.pc.in ${CMAKE_BINARY_DIR}/msg-tarvel-common.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/msg-tarvel-common.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(place PREFIX LIBDIR INCLUDEDIR)
+  set(to "${CMAKE_INSTALL_FULL_${place}}")
+  if(place STREQUAL "PREFIX")
+    set(to "${CMAKE_INSTALL_PREFIX}")
+  endif()
+  file(RELATIVE_PATH MSG_TARVEL_PC_${place} "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${to}")
+  string(REGEX REPLACE "/$" "" MSG_TARVEL_PC_${place} "${MSG_TARVEL_PC_${place}}")
+endforeach()
+configure_file(cmake/msg-tarvel-common.pc.in ${PROJECT_BINARY_DIR}/msg-tarvel-common.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/msg-tarvel-common.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

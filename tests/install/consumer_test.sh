@@ -36,7 +36,7 @@ with_pkg_config() {
 case $way in
   find-package) with_cmake -DCMAKE_PREFIX_PATH="$prefix" ;;
   pkg-config) with_pkg_config ;;
-  add-subdirectory) with_cmake -DLIBRARY_SOURCES="$sources" -DMSG_TARVEL_BUILD_TOOL=OFF ;;
+  add-subdirectory) with_cmake -DLIBRARY_SOURCES="$sources" ;;
 esac
 
 export MSG_TARVEL_DATA_DIR=$folder/data/
