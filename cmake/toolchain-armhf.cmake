@@ -13,6 +13,10 @@ endif()
 # this file anew.
 set(MSG_TARVEL_SYSROOT "${MSG_TARVEL_SYSROOT}" CACHE PATH "Sysroot of the target")
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES MSG_TARVEL_SYSROOT)
+if(MSG_TARVEL_SYSROOT MATCHES " ")
+  message(FATAL_ERROR "The sysroot's path has a space, which compiler and pkg-config do not bear: "
+    "\"${MSG_TARVEL_SYSROOT}\". Set MSG_TARVEL_SYSROOT to another place.")
+endif()
 if(NOT IS_DIRECTORY "${MSG_TARVEL_SYSROOT}/usr/include")
   message(FATAL_ERROR "No sysroot in \"${MSG_TARVEL_SYSROOT}\": script/cross-test makes one, or set "
     "MSG_TARVEL_SYSROOT")
