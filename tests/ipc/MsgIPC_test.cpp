@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -199,6 +200,18 @@ TEST(MsgIPC, EachObjectHoldsItsOwnTable) {
   expect_table(copy);
   expect_table(assigned);
   expect_table(second);
+}
+
+TEST(MsgIPC, TheMapHoldsEveryRowInOrderAndNothingElse) {
+  const MsgIPC ipc;
+  ASSERT_EQ(ipc.cmdMap.size(), std::size(ROWS));
+  const Row* row = ROWS;
+  for (const auto& [number, texts] : ipc.cmdMap) {
+    EXPECT_EQ(number, row->command);
+    EXPECT_EQ(texts.first, row->name);
+    EXPECT_EQ(texts.second, row->type);
+    ++row;
+  }
 }
 
 TEST(MsgIPC, OneObjectServesManyThreads) {
