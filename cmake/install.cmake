@@ -23,12 +23,9 @@ install(FILES ${PROJECT_BINARY_DIR}/msg-tarvel-common-config.cmake
   ${PROJECT_BINARY_DIR}/msg-tarvel-common-config-version.cmake DESTINATION ${package_dir})
 
 # Relative to the file itself, whose folder pkgconf quotes where it must.
-foreach(place PREFIX LIBDIR INCLUDEDIR)
-  set(to "${CMAKE_INSTALL_FULL_${place}}")
-  if(place STREQUAL "PREFIX")
-    set(to "${CMAKE_INSTALL_PREFIX}")
-  endif()
-  file(RELATIVE_PATH MSG_TARVEL_PC_${place} "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${to}")
+foreach(place PREFIX FULL_LIBDIR FULL_INCLUDEDIR)
+  file(RELATIVE_PATH MSG_TARVEL_PC_${place}
+    "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_${place}}")
   string(REGEX REPLACE "/$" "" MSG_TARVEL_PC_${place} "${MSG_TARVEL_PC_${place}}")
 endforeach()
 configure_file(cmake/msg-tarvel-common.pc.in ${PROJECT_BINARY_DIR}/msg-tarvel-common.pc @ONLY)
