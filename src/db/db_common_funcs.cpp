@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "db/bounded_text.h"
-#include "db/db_query_workers.h"
+#include "db/db_common_funcs_internal.h"
 #include "log.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/SqlStatement.h"

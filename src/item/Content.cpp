@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "log.h"
-#include "utility/file_writer.h"
+#include "utility/common_util_funcs_internal.h"
 
 namespace msg_tarvel {
 

@@ -11,8 +11,8 @@
 #include <cstring>
 
 #include "log.h"
+#include "msg-tarvel-serializer/msg-tarvel-serializer_internal.h"
 #include "msg-tarvel-serializer/record_shape.h"
-#include "msg-tarvel-serializer/serializer_inner.h"
 
 namespace {
 

@@ -8,8 +8,7 @@
 #include <cstring>
 
 #include "log.h"
-#include "utility/calling_code.h"
-#include "utility/file_writer.h"
+#include "utility/common_util_funcs_internal.h"
 #include "utility/platform_string.h"
 
 namespace msg_tarvel::common_util {

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "db/DBMgr_peer.h"
+#include "db/DBMgr_internal.h"
 #include "db_log.h"
 #include "expected_schema.h"
 #include "held_file.h"
@@ -147,7 +147,7 @@ TEST_P(PragmaFaultTest, IsRolledBackAndReturned) {
                       exec_failed("(10) - (disk I/O error)"), GetParam().line,
                       manager_error("createDb", "_createDbFile() failed: (-1006)")}));
   EXPECT_EQ(executed(), GetParam().executed);
-  EXPECT_EQ(DBMgrPeer().transactionDepth(), 0);
+  EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
 
   // The files stay, so that the next call does not stamp them either.
   EXPECT_EQ(manager()->createDb(), 0);
@@ -174,10 +174,10 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(NewStoreFaultTest, TheResultOfStampingsCommitIsIgnored) {
   SqliteFaults::fail("exec", COMMIT, SQLITE_FULL);
-  EXPECT_EQ(DBMgrPeer().createDbFiles(), 0);
+  EXPECT_EQ(DBMgrInternal().createDbFiles(), 0);
   EXPECT_TRUE(logged({creating_directories(), creating_files(), opening(),
                       exec_failed("(13) - (database or disk is full)")}));
-  EXPECT_EQ(DBMgrPeer().transactionDepth(), 1);
+  EXPECT_EQ(DBMgrInternal().transactionDepth(), 1);
   EXPECT_EQ(manager()->endTransaction(true), 0);
   EXPECT_EQ(RawConnection(dbFile()).value("PRAGMA user_version;"), "4");
 }
@@ -186,7 +186,7 @@ TEST_F(StoreFaultTest, TheResultOfTheTablesCommitIsIgnored) {
   SqliteFaults::fail("exec", COMMIT, SQLITE_FULL);
   EXPECT_EQ(manager()->createDb(), 0);
   EXPECT_TRUE(logged({created(), exec_failed("(13) - (database or disk is full)")}));
-  EXPECT_EQ(DBMgrPeer().transactionDepth(), 1);
+  EXPECT_EQ(DBMgrInternal().transactionDepth(), 1);
   EXPECT_EQ(tableCount("msg_sim_table"), "0");
   EXPECT_EQ(manager()->endTransaction(true), 0);
   EXPECT_EQ(tableCount("msg_sim_table"), "1");
@@ -273,13 +273,13 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(StoreFaultTest, AnExistenceQueryWithoutARowMeansMissing) {
   SqliteFaults::fail("step", existence_query("temp_log"), SQLITE_DONE);
-  EXPECT_FALSE(DBMgrPeer().doesTableExist("temp_log"));
-  EXPECT_TRUE(DBMgrPeer().doesTableExist("temp_log"));
+  EXPECT_FALSE(DBMgrInternal().doesTableExist("temp_log"));
+  EXPECT_TRUE(DBMgrInternal().doesTableExist("temp_log"));
   EXPECT_TRUE(logged({}));
 }
 
 TEST_F(StoreFaultTest, AConnectionWithoutBusyHandlerIsClosedAgain) {
-  ASSERT_EQ(DBMgrPeer().closeDb(), 0);
+  ASSERT_EQ(DBMgrInternal().closeDb(), 0);
   SqliteFaults::clearCalls();
   FakePlatform::get().clearLines();
   SqliteFaults::fail("busy_handler", "", SQLITE_MISUSE, 3);
@@ -288,7 +288,7 @@ TEST_F(StoreFaultTest, AConnectionWithoutBusyHandlerIsClosedAgain) {
   EXPECT_EQ(manager()->execStatement("SELECT 1;"), -1002);
   EXPECT_TRUE(logged(lines));
   EXPECT_EQ(SqliteFaults::calls(), (Calls{"busy_handler", "close"}));
-  EXPECT_EQ(DBMgrPeer().handle(), nullptr);
+  EXPECT_EQ(DBMgrInternal().handle(), nullptr);
   EXPECT_EQ(manager()->beginTransaction(), -1002);
   EXPECT_TRUE(logged(lines));
   EXPECT_EQ(manager()->compileStatement("SELECT 1;"), nullptr);
@@ -298,11 +298,11 @@ TEST_F(StoreFaultTest, AConnectionWithoutBusyHandlerIsClosedAgain) {
 
 TEST_F(StoreFaultTest, AFailedCloseKeepsTheConnection) {
   SqliteFaults::fail("close", "", SQLITE_IOERR);
-  sqlite3* const connection = DBMgrPeer().handle();
-  EXPECT_EQ(DBMgrPeer().closeDb(), -1003);
+  sqlite3* const connection = DBMgrInternal().handle();
+  EXPECT_EQ(DBMgrInternal().closeDb(), -1003);
   EXPECT_TRUE(logged({manager_error("_closeDb", "sqlite3_close() failed: (10)")}));
-  EXPECT_EQ(DBMgrPeer().handle(), connection);
-  EXPECT_EQ(DBMgrPeer().closeDb(), 0);
+  EXPECT_EQ(DBMgrInternal().handle(), connection);
+  EXPECT_EQ(DBMgrInternal().closeDb(), 0);
 }
 
 TEST_F(StoreFaultTest, ClearingTheParametersMayFail) {
@@ -322,7 +322,7 @@ TEST_F(StoreFaultTest, DestroyingTheManagerClosesItsConnection) {
 }
 
 TEST_F(StoreFaultTest, TheExitHookClosesEveryConnection) {
-  ASSERT_EQ(DBMgrPeer().closeDb(), 0);
+  ASSERT_EQ(DBMgrInternal().closeDb(), 0);
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   Child child([&ends]() -> int {
@@ -330,7 +330,7 @@ TEST_F(StoreFaultTest, TheExitHookClosesEveryConnection) {
       std::thread([] { EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0); }).join();
     }
     EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0);
-    const std::size_t managers = DBMgrPeer::instanceCount();
+    const std::size_t managers = DBMgrInternal::instanceCount();
     SqliteFaults::onClose([&ends] { EXPECT_EQ(write(ends[1], "c", 1), 1); });
     EXPECT_EQ(write(ends[1], "mmmm", managers), static_cast<ssize_t>(managers));
     std::exit(HasFailure() ? 1 : 0);
@@ -348,18 +348,18 @@ TEST_F(StoreFaultTest, TheExitHookClosesEveryConnection) {
 }
 
 TEST_F(StoreFaultTest, RootIsNotAskedWhetherItMayRead) {
-  ASSERT_EQ(DBMgrPeer().closeDb(), 0);
+  ASSERT_EQ(DBMgrInternal().closeDb(), 0);
   SqliteFaults::refuseReading();
   EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0);
 }
 
 TEST(BusyHandlerTest, WaitsSixTimesALittleLongerAndThenGivesUp) {
   FakePlatform::get().clearLines();
-  for (int count = 0; count <= 5; ++count) EXPECT_EQ(DBMgrPeer::onBusyHandler(count), 1);
+  for (int count = 0; count <= 5; ++count) EXPECT_EQ(DBMgrInternal::onBusyHandler(count), 1);
   EXPECT_TRUE(logged({}));
   EXPECT_EQ(SqliteFaults::sleeps(), SIX_WAITS);
   for (const int count : {6, 7}) {
-    EXPECT_EQ(DBMgrPeer::onBusyHandler(count), 0);
+    EXPECT_EQ(DBMgrInternal::onBusyHandler(count), 0);
     EXPECT_TRUE(logged({gave_up_waiting()}));
   }
   EXPECT_EQ(SqliteFaults::sleeps(), SIX_WAITS);
@@ -377,7 +377,7 @@ TEST_F(NewStoreFaultTest, AFreshFileThatStaysLockedFailsAfterSixWaits) {
                       exec_failed("(5) - (database is locked)"),
                       manager_error("_createDbFiles", "beginTransaction() failed!"),
                       manager_error("createDb", "_createDbFile() failed: (-1006)")}));
-  EXPECT_EQ(DBMgrPeer().transactionDepth(), 0);
+  EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
 }
 
 TEST_F(StoreFaultTest, AStoreThatStaysLockedFailsAfterSixWaits) {
@@ -415,7 +415,7 @@ TEST_F(StoreFaultTest, AReaderHoldsUpACommitWhichMayBeRepeated) {
   EXPECT_EQ(manager()->endTransaction(true), -1006);
   EXPECT_TRUE(logged({gave_up_waiting(), exec_failed("(5) - (database is locked)")}));
   EXPECT_EQ(SqliteFaults::sleeps(), SIX_WAITS);
-  EXPECT_EQ(DBMgrPeer().transactionDepth(), 1);
+  EXPECT_EQ(DBMgrInternal().transactionDepth(), 1);
 
   sqlite3_finalize(reader);
   EXPECT_EQ(manager()->endTransaction(true), 0);

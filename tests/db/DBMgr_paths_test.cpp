@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "db/DBMgr_peer.h"
+#include "db/DBMgr_internal.h"
 #include "db_log.h"
 #include "held_file.h"
 #include "msg-tarvel-common/db/DBMgr.h"
@@ -157,19 +157,19 @@ TEST_F(PathsTest, WithoutADataPathNothingIsMade) {
   EXPECT_EQ(lines.back(), manager_error("createDb", "_createDbFile() failed: (-1)"));
 
   FakePlatform::get().clearLines();
-  EXPECT_EQ(DBMgrPeer().openDb(), -1002);
+  EXPECT_EQ(DBMgrInternal().openDb(), -1002);
   EXPECT_TRUE(logged({opening(), manager_error("fill_data_dir_path", "app_get_data_path() failed!"),
                       manager_error("_openDb", "sqlite3_open() failed: (14)")}));
   EXPECT_EQ(manager->beginTransaction(), -1002);
   EXPECT_EQ(manager->compileStatement("SELECT 1;"), nullptr);
-  EXPECT_EQ(DBMgrPeer().handle(), nullptr);
+  EXPECT_EQ(DBMgrInternal().handle(), nullptr);
   EXPECT_TRUE(std::filesystem::is_empty("."));
   ASSERT_EQ(chdir("/"), 0);
 }
 
 class FilesTest : public DataDirTest {
  protected:
-  static int createFiles() { return DBMgrPeer().createDbFiles(); }
+  static int createFiles() { return DBMgrInternal().createDbFiles(); }
 
   void makeDbDir() const { ASSERT_EQ(mkdir(dbDir().c_str(), 0755), 0); }
 
@@ -292,7 +292,7 @@ TEST_F(FilesTest, AnExistingDatabaseIsLeftAsItIs) {
   EXPECT_EQ(status_of(dbFile()).st_uid, NOBODY);
   EXPECT_EQ(status_of(dbFile()).st_gid, NOBODY);
   EXPECT_EQ(content_of(dbFile()), bytes);
-  EXPECT_EQ(DBMgrPeer().handle(), nullptr);
+  EXPECT_EQ(DBMgrInternal().handle(), nullptr);
 }
 
 TEST_F(FilesTest, ASecondCallDoesNothing) {

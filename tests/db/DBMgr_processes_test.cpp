@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "db/DBMgr_peer.h"
+#include "db/DBMgr_internal.h"
 #include "db_log.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_common_funcs.h"
@@ -102,7 +102,7 @@ TEST_F(ProcessesTest, ALockThatIsHeldForGoodIsGivenUpOn) {
   EXPECT_GE(waited, 2100ms);
   EXPECT_LT(waited, 4s);
   EXPECT_TRUE(logged({opening(), gave_up_waiting(), exec_failed("(5) - (database is locked)")}));
-  EXPECT_EQ(DBMgrPeer().transactionDepth(), 0);
+  EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
 
   tried.send();
   EXPECT_EQ(other.wait(), 0);
@@ -118,13 +118,13 @@ TEST_F(ProcessesTest, AnotherUserWithoutReadPermissionGetsNothing) {
       EXPECT_TRUE(logged({opening(), refused}));
       EXPECT_EQ(manager()->beginTransaction(), -1001);
       EXPECT_TRUE(logged({opening(), refused}));
-      EXPECT_EQ(DBMgrPeer().transactionDepth(), 0);
+      EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
       EXPECT_EQ(manager()->compileStatement("SELECT 1;"), nullptr);
       EXPECT_TRUE(logged({opening(), refused}));
       std::vector<Thread> threads;
       EXPECT_EQ(db_get_threads(threads), -1004);
       EXPECT_EQ(manager()->createDb(), -1001);
-      EXPECT_EQ(DBMgrPeer().handle(), nullptr);
+      EXPECT_EQ(DBMgrInternal().handle(), nullptr);
     });
   });
   EXPECT_EQ(other.wait(), 0);

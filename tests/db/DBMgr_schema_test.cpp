@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "db/DBMgr_peer.h"
+#include "db/DBMgr_internal.h"
 #include "db_log.h"
 #include "expected_schema.h"
 #include "msg-tarvel-common/db/DBMgr.h"
@@ -46,7 +46,7 @@ class SchemaTest : public StoreTest {
 
   /** Has the manager open the database anew at its next use, and clears the log. */
   static void reopen() {
-    ASSERT_EQ(DBMgrPeer().closeDb(), 0);
+    ASSERT_EQ(DBMgrInternal().closeDb(), 0);
     FakePlatform::get().clearLines();
   }
 
@@ -131,7 +131,7 @@ class FreshDeviceTest : public DataDirTest {};
 TEST_F(FreshDeviceTest, CreateDbLogsItsSteps) {
   EXPECT_EQ(DBMgr::getInstance()->createDb(), 0);
   EXPECT_TRUE(logged({creating_directories(), creating_files(), opening(), created()}));
-  EXPECT_EQ(DBMgrPeer().transactionDepth(), 0);
+  EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
 }
 
 TEST_F(SchemaTest, ASecondCreateDbChangesNothing) {
@@ -182,18 +182,18 @@ TEST_F(SchemaTest, AnythingOfATablesNameCounts) {
   dropTable("msg_sim_table");
   for (std::size_t i = 0; i < 3; ++i) {
     raw().exec(standIns[i]);
-    EXPECT_TRUE(DBMgrPeer().doesTableExist("msg_sim_table")) << standIns[i];
+    EXPECT_TRUE(DBMgrInternal().doesTableExist("msg_sim_table")) << standIns[i];
     EXPECT_EQ(createDb(), 0) << standIns[i];
     EXPECT_EQ(tables().size(), 13u);
     raw().exec("DROP " + std::string(kinds[i]) + " msg_sim_table;");
-    EXPECT_FALSE(DBMgrPeer().doesTableExist("msg_sim_table")) << standIns[i];
+    EXPECT_FALSE(DBMgrInternal().doesTableExist("msg_sim_table")) << standIns[i];
   }
 }
 
 TEST_F(SchemaTest, ANullNameDoesNotTouchTheDatabase) {
   reopen();
-  EXPECT_FALSE(DBMgrPeer().doesTableExist(nullptr));
-  EXPECT_EQ(DBMgrPeer().handle(), nullptr);
+  EXPECT_FALSE(DBMgrInternal().doesTableExist(nullptr));
+  EXPECT_EQ(DBMgrInternal().handle(), nullptr);
   EXPECT_TRUE(logged({}));
 }
 
@@ -201,10 +201,10 @@ TEST_F(SchemaTest, TheExistenceQueryIsCutAt127Characters) {
   // The text around the name has 50 characters before it and "';" behind it.
   const std::string longest(76, 'n');
   raw().exec("CREATE TABLE " + longest + "(a);");
-  EXPECT_TRUE(DBMgrPeer().doesTableExist(longest.c_str()));
+  EXPECT_TRUE(DBMgrInternal().doesTableExist(longest.c_str()));
   EXPECT_TRUE(logged({}));
 
-  EXPECT_FALSE(DBMgrPeer().doesTableExist((longest + "n").c_str()));
+  EXPECT_FALSE(DBMgrInternal().doesTableExist((longest + "n").c_str()));
   EXPECT_TRUE(logged({manager_error("compileStatement",
                                     "sqlite3_prepare_v2() failed: (1) "
                                     "(unrecognized token: \"'" +
@@ -216,13 +216,13 @@ TEST_F(SchemaTest, ExistenceIsAskedWithTheCallingThreadsManager) {
   DBMgr* const ofThisThread = DBMgr::getInstance();
   reopen();
   std::thread([ofThisThread] {
-    EXPECT_TRUE(DBMgrPeer(ofThisThread).doesTableExist("temp_log"));
-    EXPECT_NE(DBMgrPeer().handle(), nullptr);
+    EXPECT_TRUE(DBMgrInternal(ofThisThread).doesTableExist("temp_log"));
+    EXPECT_NE(DBMgrInternal().handle(), nullptr);
     init_db();
     deinit_db();
   }).join();
   EXPECT_TRUE(logged({opening()}));
-  EXPECT_EQ(DBMgrPeer().handle(), nullptr);
+  EXPECT_EQ(DBMgrInternal().handle(), nullptr);
 }
 
 TEST_F(SchemaTest, AFailedTableTakesEveryOtherOfTheCallWithIt) {
@@ -236,7 +236,7 @@ TEST_F(SchemaTest, AFailedTableTakesEveryOtherOfTheCallWithIt) {
                           "Creating table (msg_sharedial_meta_table) table failed! ret:(-1006)")} +
       creation_failed(-1006)));
   EXPECT_TRUE(tables().empty());
-  EXPECT_EQ(DBMgrPeer().transactionDepth(), 0);
+  EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
 
   raw().exec("DROP VIEW MSG_SHAREDIAL_META_TABLE;");
   EXPECT_EQ(createDb(), 0);
@@ -268,8 +268,8 @@ TEST_F(SchemaTest, AnInitialRowThatCannotBeInsertedTakesEveryTableOfTheCallWithI
               // SQLite has rolled back of itself.
               exec_failed("(1) - (cannot rollback - no transaction is active)"), closing[1]}));
   EXPECT_EQ(tables().size(), 12u);
-  EXPECT_FALSE(DBMgrPeer().doesTableExist("temp_log"));
-  EXPECT_FALSE(DBMgrPeer().doesTableExist("mssi_info_table"));
+  EXPECT_FALSE(DBMgrInternal().doesTableExist("temp_log"));
+  EXPECT_FALSE(DBMgrInternal().doesTableExist("mssi_info_table"));
 }
 
 TEST_F(SchemaTest, ATableWhoseExistenceCannotBeAskedCountsAsMissing) {

@@ -12,7 +12,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "db/DBMgr_peer.h"
+#include "db/DBMgr_internal.h"
 #include "db_log.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "support/store.h"
@@ -105,18 +105,18 @@ TEST_F(ManagerTest, ResultCodesAreWhatCallersCompareWith) {
 
 TEST_F(ManagerTest, IsTheSameForEveryCallOfAThread) {
   forgetManager();
-  EXPECT_EQ(DBMgrPeer::instanceCount(), 0u);
+  EXPECT_EQ(DBMgrInternal::instanceCount(), 0u);
   DBMgr* const first = manager();
   EXPECT_EQ(manager(), first);
-  EXPECT_EQ(DBMgrPeer::instanceCount(), 1u);
+  EXPECT_EQ(DBMgrInternal::instanceCount(), 1u);
 }
 
 TEST_F(ManagerTest, StartsWithoutConnectionTransactionOrUse) {
   forgetManager();
-  const DBMgrPeer peer;
-  EXPECT_EQ(peer.handle(), nullptr);
-  EXPECT_EQ(peer.transactionDepth(), 0);
-  EXPECT_EQ(peer.refCount(), 0);
+  const DBMgrInternal internal;
+  EXPECT_EQ(internal.handle(), nullptr);
+  EXPECT_EQ(internal.transactionDepth(), 0);
+  EXPECT_EQ(internal.refCount(), 0);
   EXPECT_TRUE(logged({}));
 }
 
@@ -130,18 +130,18 @@ TEST_F(ManagerTest, EveryKindOfStatementOpensTheConnectionOnce) {
     forgetManager();
     use();
     EXPECT_TRUE(logged({opening()}));
-    sqlite3* const connection = DBMgrPeer().handle();
+    sqlite3* const connection = DBMgrInternal().handle();
     EXPECT_NE(connection, nullptr);
     use();
     EXPECT_TRUE(logged({}));
-    EXPECT_EQ(DBMgrPeer().handle(), connection);
+    EXPECT_EQ(DBMgrInternal().handle(), connection);
   }
 }
 
 TEST_F(ManagerTest, EndingATransactionDoesNotOpenTheConnection) {
   forgetManager();
   EXPECT_EQ(manager()->endTransaction(true), 0);
-  EXPECT_EQ(DBMgrPeer().handle(), nullptr);
+  EXPECT_EQ(DBMgrInternal().handle(), nullptr);
   EXPECT_TRUE(logged({}));
 }
 
@@ -150,40 +150,40 @@ TEST_F(ManagerTest, IsDestroyedByTheDeinitThatMatchesTheFirstInit) {
   init_db();
   DBMgr* const first = manager();
   init_db();
-  EXPECT_EQ(DBMgrPeer().refCount(), 2);
+  EXPECT_EQ(DBMgrInternal().refCount(), 2);
   ASSERT_EQ(exec("SELECT 1;"), 0);
   deinit_db();
-  EXPECT_EQ(DBMgrPeer::instanceCount(), 1u);
+  EXPECT_EQ(DBMgrInternal::instanceCount(), 1u);
   EXPECT_EQ(manager(), first);
-  EXPECT_EQ(DBMgrPeer().refCount(), 1);
-  EXPECT_NE(DBMgrPeer().handle(), nullptr);
+  EXPECT_EQ(DBMgrInternal().refCount(), 1);
+  EXPECT_NE(DBMgrInternal().handle(), nullptr);
   deinit_db();
-  EXPECT_EQ(DBMgrPeer::instanceCount(), 0u);
+  EXPECT_EQ(DBMgrInternal::instanceCount(), 0u);
 
-  EXPECT_EQ(DBMgrPeer().refCount(), 0);  // a new manager
-  EXPECT_EQ(DBMgrPeer().handle(), nullptr);
+  EXPECT_EQ(DBMgrInternal().refCount(), 0);  // a new manager
+  EXPECT_EQ(DBMgrInternal().handle(), nullptr);
 }
 
 TEST_F(ManagerTest, InitializeAndFinalizeCountAsTheFreeFunctionsDo) {
   forgetManager();
   DBMgr::initialize();
   init_db();
-  EXPECT_EQ(DBMgrPeer().refCount(), 2);
+  EXPECT_EQ(DBMgrInternal().refCount(), 2);
   DBMgr::finalize();
   deinit_db();
-  EXPECT_EQ(DBMgrPeer::instanceCount(), 0u);
+  EXPECT_EQ(DBMgrInternal::instanceCount(), 0u);
 }
 
 TEST_F(ManagerTest, DeinitWithoutInitMakesAManagerThatStays) {
   forgetManager();
   for (int call = 0; call < 2; ++call) {
     deinit_db();
-    EXPECT_EQ(DBMgrPeer::instanceCount(), 1u);
-    EXPECT_EQ(DBMgrPeer().refCount(), 0);
+    EXPECT_EQ(DBMgrInternal::instanceCount(), 1u);
+    EXPECT_EQ(DBMgrInternal().refCount(), 0);
   }
   ASSERT_EQ(exec("SELECT 1;"), 0);
   deinit_db();
-  EXPECT_NE(DBMgrPeer().handle(), nullptr);
+  EXPECT_NE(DBMgrInternal().handle(), nullptr);
 }
 
 TEST_F(ManagerTest, DestroyingWithoutAConnectionIsLogged) {
@@ -196,30 +196,30 @@ TEST_F(ManagerTest, DestroyingWithoutAConnectionIsLogged) {
 TEST_F(ManagerTest, ANewOneFollowsTheExitHook) {
   ASSERT_EQ(manager()->beginTransaction(), 0);
   ASSERT_EQ(exec(INSERT), 0);
-  DBMgrPeer::onDestroyed();
-  EXPECT_EQ(DBMgrPeer::instanceCount(), 0u);
+  DBMgrInternal::onDestroyed();
+  EXPECT_EQ(DBMgrInternal::instanceCount(), 0u);
   EXPECT_EQ(rows(), "0");  // the connection is closed and its transaction gone
 
-  EXPECT_EQ(DBMgrPeer().handle(), nullptr);
-  EXPECT_EQ(DBMgrPeer().transactionDepth(), 0);
+  EXPECT_EQ(DBMgrInternal().handle(), nullptr);
+  EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
   EXPECT_EQ(exec(INSERT), 0);
   EXPECT_EQ(rows(), "1");
-  EXPECT_EQ(DBMgrPeer::instanceCount(), 1u);
+  EXPECT_EQ(DBMgrInternal::instanceCount(), 1u);
 }
 
 TEST_F(ManagerTest, ClosingWithAStatementLeftFailsAndKeepsTheConnection) {
   auto statement = manager()->compileStatement("SELECT 1;");
-  sqlite3* const connection = DBMgrPeer().handle();
-  EXPECT_EQ(DBMgrPeer().closeDb(), -1003);
+  sqlite3* const connection = DBMgrInternal().handle();
+  EXPECT_EQ(DBMgrInternal().closeDb(), -1003);
   EXPECT_TRUE(logged({manager_error("_closeDb", "sqlite3_close() failed: (5)")}));
-  EXPECT_EQ(DBMgrPeer().handle(), connection);
+  EXPECT_EQ(DBMgrInternal().handle(), connection);
   EXPECT_EQ(statement->step(), DB_ROW);
 
   statement.reset();
-  EXPECT_EQ(DBMgrPeer().closeDb(), 0);
-  EXPECT_EQ(DBMgrPeer().handle(), nullptr);
+  EXPECT_EQ(DBMgrInternal().closeDb(), 0);
+  EXPECT_EQ(DBMgrInternal().handle(), nullptr);
   EXPECT_TRUE(logged({}));
-  EXPECT_EQ(DBMgrPeer().closeDb(), 0);
+  EXPECT_EQ(DBMgrInternal().closeDb(), 0);
   EXPECT_TRUE(logged({manager_warning("_closeDb", "no db handle found!")}));
 }
 
@@ -237,8 +237,8 @@ TEST_F(ManagerTest, AFailedOpenIsTriedAgain) {
     EXPECT_EQ(manager()->compileStatement("SELECT 1;"), nullptr);
     EXPECT_TRUE(logged({opening(), failed}));
   }
-  EXPECT_EQ(DBMgrPeer().handle(), nullptr);
-  EXPECT_EQ(DBMgrPeer().transactionDepth(), 0);
+  EXPECT_EQ(DBMgrInternal().handle(), nullptr);
+  EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
 
   std::filesystem::remove(dbFile());
   std::filesystem::rename(dbFile() + ".kept", dbFile());
@@ -313,18 +313,18 @@ TEST_F(ManagerTest, ATextIsCompiledToItsLengthInBytes) {
 
 TEST_F(ManagerTest, OnlyTheOutermostPairReachesTheDatabase) {
   for (const bool commit : {true, false}) {
-    const StatementTrace trace(DBMgrPeer().handle());
+    const StatementTrace trace(DBMgrInternal().handle());
     for (int depth = 1; depth <= 3; ++depth) {
       EXPECT_EQ(manager()->beginTransaction(), 0);
-      EXPECT_EQ(DBMgrPeer().transactionDepth(), depth);
+      EXPECT_EQ(DBMgrInternal().transactionDepth(), depth);
     }
     EXPECT_EQ(manager()->endTransaction(!commit), 0);
     EXPECT_EQ(manager()->endTransaction(false), 0);
-    EXPECT_EQ(DBMgrPeer().transactionDepth(), 1);
+    EXPECT_EQ(DBMgrInternal().transactionDepth(), 1);
     EXPECT_EQ(trace.texts(), std::vector<std::string>{"BEGIN IMMEDIATE TRANSACTION"});
 
     EXPECT_EQ(manager()->endTransaction(commit), 0);
-    EXPECT_EQ(DBMgrPeer().transactionDepth(), 0);
+    EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
     EXPECT_EQ(trace.texts(),
               (std::vector<std::string>{"BEGIN IMMEDIATE TRANSACTION",
                                         commit ? "COMMIT TRANSACTION" : "ROLLBACK TRANSACTION"}));
@@ -350,10 +350,10 @@ TEST_F(ManagerTest, TheOutermostEndAloneDecidesWhatIsKept) {
 }
 
 TEST_F(ManagerTest, EndWithoutBeginDoesNothing) {
-  const StatementTrace trace(DBMgrPeer().handle());
+  const StatementTrace trace(DBMgrInternal().handle());
   for (const bool commit : {true, false}) {
     EXPECT_EQ(manager()->endTransaction(commit), 0);
-    EXPECT_EQ(DBMgrPeer().transactionDepth(), 0);
+    EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
   }
   EXPECT_TRUE(trace.texts().empty());
   EXPECT_TRUE(logged({}));
@@ -363,7 +363,7 @@ TEST_F(ManagerTest, AFailedBeginLeavesTheDepthAtZero) {
   ASSERT_EQ(exec("BEGIN;"), 0);
   EXPECT_EQ(manager()->beginTransaction(), -1006);
   EXPECT_TRUE(logged({exec_failed("(1) - (cannot start a transaction within a transaction)")}));
-  EXPECT_EQ(DBMgrPeer().transactionDepth(), 0);
+  EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
   EXPECT_EQ(exec("ROLLBACK;"), 0);
   EXPECT_EQ(manager()->beginTransaction(), 0);
 }
@@ -378,13 +378,13 @@ TEST_F(ManagerTest, AFailedCommitMayBeEndedAgain) {
     for (int attempt = 0; attempt < 2; ++attempt) {
       EXPECT_EQ(manager()->endTransaction(true), -1006);
       EXPECT_TRUE(logged({exec_failed("(19) - (FOREIGN KEY constraint failed)")}));
-      EXPECT_EQ(DBMgrPeer().transactionDepth(), 1);
+      EXPECT_EQ(DBMgrInternal().transactionDepth(), 1);
     }
     if (repaired) {
       EXPECT_EQ(exec("INSERT INTO temp_log(id) VALUES (1);"), 0);
     }
     EXPECT_EQ(manager()->endTransaction(repaired), 0);
-    EXPECT_EQ(DBMgrPeer().transactionDepth(), 0);
+    EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
     EXPECT_EQ(raw().value("SELECT count(*) FROM child;"), repaired ? "1" : "0");
   }
   EXPECT_TRUE(logged({}));
@@ -395,7 +395,7 @@ TEST_F(ManagerTest, AFailedRollbackLeavesTheDepthAtOne) {
   ASSERT_EQ(exec("ROLLBACK;"), 0);
   EXPECT_EQ(manager()->endTransaction(false), -1006);
   EXPECT_TRUE(logged({exec_failed("(1) - (cannot rollback - no transaction is active)")}));
-  EXPECT_EQ(DBMgrPeer().transactionDepth(), 1);
+  EXPECT_EQ(DBMgrInternal().transactionDepth(), 1);
 }
 
 TEST_F(ManagerTest, BeginTakesTheWriteLockAtOnce) {
@@ -419,7 +419,7 @@ TEST_F(ManagerTest, ACorruptFileFailsTheTransaction) {
   EXPECT_TRUE(logged({opening(), exec_failed("(26) - (file is not a database)"),
                       manager_error("_createDbTables", "beginTransaction() failed!"),
                       manager_error("createDb", "_createDbTables() failed: (-1006)")}));
-  EXPECT_EQ(DBMgrPeer().transactionDepth(), 0);
+  EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
 }
 
 }  // namespace

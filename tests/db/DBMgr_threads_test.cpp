@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "db/DBMgr_peer.h"
+#include "db/DBMgr_internal.h"
 #include "db_log.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_common_funcs.h"
@@ -57,30 +57,30 @@ class ThreadsTest : public StoreTest {
 };
 
 TEST_F(ThreadsTest, TenThreadsTimesAHundredShortLivedManagers) {
-  const std::size_t before = DBMgrPeer::instanceCount();
+  const std::size_t before = DBMgrInternal::instanceCount();
   on_threads(10, [](std::size_t) {
     for (int life = 0; life < 100; ++life) {
       init_db();
-      EXPECT_EQ(DBMgrPeer().refCount(), 1);
+      EXPECT_EQ(DBMgrInternal().refCount(), 1);
       expectOneThread();
       deinit_db();
     }
   });
-  EXPECT_EQ(DBMgrPeer::instanceCount(), before);
+  EXPECT_EQ(DBMgrInternal::instanceCount(), before);
   EXPECT_TRUE(FakePlatform::get().problems().empty());
 }
 
 TEST_F(ThreadsTest, ManagersOfThreadsThatEndWithoutDeinitStay) {
   constexpr std::size_t COUNT = 16;
   std::vector<DBMgr*> managers(COUNT);
-  const std::size_t before = DBMgrPeer::instanceCount();
+  const std::size_t before = DBMgrInternal::instanceCount();
   on_threads(COUNT, [&managers](std::size_t index) {
     expectOneThread();
     managers[index] = DBMgr::getInstance();
   });
   // All of them ran at once, so no two had the same id.
-  EXPECT_EQ(DBMgrPeer::instanceCount(), before + COUNT);
-  for (DBMgr* const manager : managers) EXPECT_NE(DBMgrPeer(manager).handle(), nullptr);
+  EXPECT_EQ(DBMgrInternal::instanceCount(), before + COUNT);
+  for (DBMgr* const manager : managers) EXPECT_NE(DBMgrInternal(manager).handle(), nullptr);
 
   for (int round = 0; round < 5; ++round) {
     on_threads(COUNT, [](std::size_t) { expectOneThread(); });
@@ -103,7 +103,7 @@ TEST_F(ThreadsTest, DetachedThreadsMayEndAtAnyTime) {
 }
 
 TEST_F(ThreadsTest, ThreadsThatAskFirstAtOnceGetTheirOwn) {
-  DBMgrPeer::onDestroyed();
+  DBMgrInternal::onDestroyed();
   for (int round = 0; round < 50; ++round) {
     DBMgr* managers[2] = {};
     on_threads(2, [&managers](std::size_t index) {
@@ -118,7 +118,7 @@ TEST_F(ThreadsTest, ThreadsThatAskFirstAtOnceGetTheirOwn) {
     });
     EXPECT_NE(managers[0], nullptr);
     EXPECT_NE(managers[0], managers[1]);
-    EXPECT_EQ(DBMgrPeer::instanceCount(), 0u);
+    EXPECT_EQ(DBMgrInternal::instanceCount(), 0u);
   }
 }
 
@@ -152,16 +152,16 @@ TEST_F(ThreadsTest, NoThreadKeepsAManagerThatTheExitHookDestroyed) {
     init_db();
     opened.set_value();
     destroyed.get_future().wait();
-    EXPECT_EQ(DBMgrPeer().handle(), nullptr);
-    EXPECT_EQ(DBMgrPeer().refCount(), 0);
+    EXPECT_EQ(DBMgrInternal().handle(), nullptr);
+    EXPECT_EQ(DBMgrInternal().refCount(), 0);
     expectOneThread();
   });
   opened.get_future().wait();
-  DBMgrPeer::onDestroyed();
-  EXPECT_EQ(DBMgrPeer::instanceCount(), 0u);
+  DBMgrInternal::onDestroyed();
+  EXPECT_EQ(DBMgrInternal::instanceCount(), 0u);
   destroyed.set_value();
   thread.join();
-  EXPECT_EQ(DBMgrPeer::instanceCount(), 1u);
+  EXPECT_EQ(DBMgrInternal::instanceCount(), 1u);
 }
 
 TEST_F(ThreadsTest, WritersOfSeveralThreadsWaitForEachOther) {

@@ -8,7 +8,8 @@
 #include <string>
 #include <type_traits>
 
-#include "db/DBMgr_peer.h"
+#include "db/DBMgr_internal.h"
+#include "db/SqlStatement_internal.h"
 #include "db_log.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_error.h"
@@ -201,7 +202,7 @@ TEST_F(SqlStatementTest, FailedBindsAreNotReported) {
 TEST_F(SqlStatementTest, EmptyTextHasNoHandle) {
   for (const char* text : {"", "  \n\t ", "-- a comment", ";"}) {
     Statement statement = compile(text);
-    EXPECT_EQ(SqlStatementPeer::handle(*statement), nullptr) << text;
+    EXPECT_EQ(SqlStatementInternal::handle(*statement), nullptr) << text;
     EXPECT_EQ(statement->step(), -1005);
     EXPECT_TRUE(logged({statement_error("step", "sqlite3_step() failed: (21)")}));
     statement->reset();
@@ -212,10 +213,10 @@ TEST_F(SqlStatementTest, EmptyTextHasNoHandle) {
 
 TEST_F(SqlStatementTest, FinalizingTwiceIsAnError) {
   Statement statement = compile("SELECT 1;");
-  SqlStatementPeer::finalize(*statement);
-  EXPECT_EQ(SqlStatementPeer::handle(*statement), nullptr);
+  SqlStatementInternal::finalize(*statement);
+  EXPECT_EQ(SqlStatementInternal::handle(*statement), nullptr);
   EXPECT_TRUE(logged({}));
-  SqlStatementPeer::finalize(*statement);
+  SqlStatementInternal::finalize(*statement);
   EXPECT_TRUE(logged({statement_error("_finalize", "no statement!")}));
   statement.reset();
   EXPECT_TRUE(logged({}));
@@ -223,7 +224,7 @@ TEST_F(SqlStatementTest, FinalizingTwiceIsAnError) {
 
 TEST_F(SqlStatementTest, DestroyingFinalizesTheHandle) {
   Statement statement = compile("SELECT 1;");
-  sqlite3* const connection = DBMgrPeer().handle();
+  sqlite3* const connection = DBMgrInternal().handle();
   EXPECT_NE(sqlite3_next_stmt(connection, nullptr), nullptr);
   statement.reset();
   EXPECT_EQ(sqlite3_next_stmt(connection, nullptr), nullptr);
@@ -253,10 +254,10 @@ TEST_F(SqlStatementTest, FailedStepIsRepeatedByFinalizeWhichForgetsTheHandle) {
   const Statement insert = compile("INSERT INTO note(id) VALUES (1);");
   EXPECT_EQ(insert->step(), -1005);
   FakePlatform::get().clearLines();
-  SqlStatementPeer::finalize(*insert);
+  SqlStatementInternal::finalize(*insert);
   EXPECT_TRUE(logged({statement_warning("_finalize", "sqlite3_finalize() failed: (19)")}));
-  EXPECT_EQ(SqlStatementPeer::handle(*insert), nullptr);
-  EXPECT_EQ(sqlite3_next_stmt(DBMgrPeer().handle(), nullptr), nullptr);
+  EXPECT_EQ(SqlStatementInternal::handle(*insert), nullptr);
+  EXPECT_EQ(sqlite3_next_stmt(DBMgrInternal().handle(), nullptr), nullptr);
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "db/DBMgr_peer.h"
+#include "db/DBMgr_internal.h"
 #include "db_log.h"
 #include "item/fields.h"
 #include "msg-tarvel-common/db/DBMgr.h"
@@ -82,7 +82,7 @@ class QueryTest : public StoreTest {
   }
 
   void TearDown() override {
-    EXPECT_EQ(sqlite3_next_stmt(msg_tarvel::db::DBMgrPeer().handle(), nullptr), nullptr)
+    EXPECT_EQ(sqlite3_next_stmt(msg_tarvel::db::DBMgrInternal().handle(), nullptr), nullptr)
         << "a statement was left behind";
   }
 

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "db/DBMgr_peer.h"
+#include "db/DBMgr_internal.h"
 #include "msg-tarvel-common/db/db_common_funcs.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "query_support.h"
@@ -337,7 +337,7 @@ TEST_F(ThreadSearchWithoutMinimum, ANumberThatEndsInItsCallingCodeThrowsAndLeave
               }),
               Texts{});
     EXPECT_EQ(threadId, 0);
-    EXPECT_EQ(sqlite3_next_stmt(DBMgrPeer().handle(), nullptr), nullptr);
+    EXPECT_EQ(sqlite3_next_stmt(DBMgrInternal().handle(), nullptr), nullptr);
   }
   // The connection goes on working.
   int threadId = PRESET;

@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "msg-tarvel-serializer/bytes.h"
-#include "msg-tarvel-serializer/inner_functions.h"
+#include "msg-tarvel-serializer/internal_functions.h"
 #include "msg-tarvel-serializer/samples.h"
 #include "msg-tarvel-serializer/serializer_log.h"
 #include "msg-tarvel-serializer/watched_calls.h"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "msg-tarvel-serializer/bytes.h"
-#include "msg-tarvel-serializer/inner_functions.h"
+#include "msg-tarvel-serializer/internal_functions.h"
 #include "msg-tarvel-serializer/samples.h"
 
 namespace msg_tarvel::wire_test {

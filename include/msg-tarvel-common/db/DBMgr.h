@@ -67,7 +67,7 @@ class MSG_TARVEL_EXPORT DBMgr {
   int createDb();
 
  private:
-  friend class DBMgrPeer;
+  friend class DBMgrInternal;
 
   DBMgr();
   ~DBMgr();

@@ -46,7 +46,7 @@ class MSG_TARVEL_EXPORT SqlStatement {
   std::string getText(int column) const;
 
  private:
-  friend class SqlStatementPeer;
+  friend class SqlStatementInternal;
 
   void _finalize();
 

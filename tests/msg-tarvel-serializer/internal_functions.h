@@ -1,14 +1,14 @@
 #pragma once
 
-// The serializer's inner functions under one name for all records.
+// The serializer's internal functions under one name for all records.
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
+#include "msg-tarvel-serializer/msg-tarvel-serializer_internal.h"
 #include "msg-tarvel-serializer/records.h"
-#include "msg-tarvel-serializer/serializer_inner.h"
 
 namespace msg_tarvel::wire_test {
 

@@ -1,4 +1,4 @@
-#include "utility/calling_code.h"
+#include "utility/common_util_funcs_internal.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// The serializer's inner functions, with the names that their log lines carry. The library does not
-// export them; the unit tests reach them here.
+// The serializer's internal functions, with the names that their log lines carry. The library does
+// not export them; the unit tests reach them here.
 
 #include "msg-tarvel-common/msg-tarvel-serializer/msg-tarvel-serializer.h"
 

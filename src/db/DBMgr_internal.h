@@ -1,6 +1,6 @@
 #pragma once
 
-// What the unit tests see of the private members of DBMgr and SqlStatement.
+// What the unit tests see of the private members of DBMgr.
 
 #include <cstddef>
 
@@ -8,9 +8,9 @@
 
 namespace msg_tarvel::db {
 
-class DBMgrPeer {
+class DBMgrInternal {
  public:
-  explicit DBMgrPeer(DBMgr* manager = DBMgr::getInstance()) : _manager(manager) {}
+  explicit DBMgrInternal(DBMgr* manager = DBMgr::getInstance()) : _manager(manager) {}
 
   static std::size_t instanceCount() {
     const std::lock_guard<std::mutex> lock(DBMgr::_mutex);
@@ -30,12 +30,6 @@ class DBMgrPeer {
 
  private:
   DBMgr* _manager;
-};
-
-class SqlStatementPeer {
- public:
-  static void finalize(SqlStatement& statement) { statement._finalize(); }
-  static sqlite3_stmt* handle(const SqlStatement& statement) { return statement._stmt; }
 };
 
 }  // namespace msg_tarvel::db

@@ -1,6 +1,6 @@
-// The inner functions one by one: what they return, what they take and what they refuse.
+// The internal functions one by one: what they return, what they take and what they refuse.
 
-#include "msg-tarvel-serializer/inner_functions.h"
+#include "msg-tarvel-serializer/internal_functions.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,15 @@
+#pragma once
+
+// What the unit tests see of the private members of SqlStatement.
+
+#include "msg-tarvel-common/db/SqlStatement.h"
+
+namespace msg_tarvel::db {
+
+class SqlStatementInternal {
+ public:
+  static void finalize(SqlStatement& statement) { statement._finalize(); }
+  static sqlite3_stmt* handle(const SqlStatement& statement) { return statement._stmt; }
+};
+
+}  // namespace msg_tarvel::db
