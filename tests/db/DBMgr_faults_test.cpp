@@ -321,15 +321,14 @@ TEST_F(StoreFaultTest, DestroyingTheManagerClosesItsConnection) {
   EXPECT_TRUE(logged({}));
 }
 
-TEST_F(StoreFaultTest, TheExitHookClosesEveryConnection) {
-  ASSERT_EQ(DBMgrInternal().closeDb(), 0);
+TEST_F(NewStoreFaultTest, TheExitHookClosesEveryConnection) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   Child child([&ends]() -> int {
+    EXPECT_EQ(manager()->createDb(), 0);
     for (int thread = 0; thread < 3; ++thread) {
       std::thread([] { EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0); }).join();
     }
-    EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0);
     const std::size_t managers = DBMgrInternal::instanceCount();
     SqliteFaults::onClose([&ends] { EXPECT_EQ(write(ends[1], "c", 1), 1); });
     EXPECT_EQ(write(ends[1], "mmmm", managers), static_cast<ssize_t>(managers));
@@ -378,6 +377,26 @@ TEST_F(NewStoreFaultTest, AFreshFileThatStaysLockedFailsAfterSixWaits) {
                       manager_error("_createDbFiles", "beginTransaction() failed!"),
                       manager_error("createDb", "_createDbFile() failed: (-1006)")}));
   EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
+}
+
+TEST_F(NewStoreFaultTest, TwoLocksOfAFreshFileAreWaitedForNoLongerThanOne) {
+  std::optional<RawConnection> other;
+  when_opening([&] {
+    other.emplace(dbFile());
+    // A lock alone: the other connection leaves the journal file to the creator.
+    other->exec("PRAGMA journal_mode = MEMORY; BEGIN EXCLUSIVE;");
+  });
+  SqliteFaults::onSleep([&] {
+    // The first lock is given up in time for the journal mode; the second one stops the
+    // transaction.
+    if (SqliteFaults::sleeps().size() == 4) other->exec("ROLLBACK; BEGIN IMMEDIATE;");
+  });
+  EXPECT_EQ(manager()->createDb(), -1006);
+  EXPECT_EQ(SqliteFaults::sleeps(), SIX_WAITS);
+  EXPECT_TRUE(logged({creating_directories(), creating_files(), opening(), gave_up_waiting(),
+                      exec_failed("(5) - (database is locked)"),
+                      manager_error("_createDbFiles", "beginTransaction() failed!"),
+                      manager_error("createDb", "_createDbFile() failed: (-1006)")}));
 }
 
 TEST_F(StoreFaultTest, AStoreThatStaysLockedFailsAfterSixWaits) {

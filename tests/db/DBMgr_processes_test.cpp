@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -107,6 +108,23 @@ TEST_F(ProcessesTest, ALockThatIsHeldForGoodIsGivenUpOn) {
   tried.send();
   EXPECT_EQ(other.wait(), 0);
   EXPECT_EQ(manager()->beginTransaction(), 0);
+}
+
+TEST_F(ProcessesTest, AForkedChildsExitLeavesTheParentsTransactionAlone) {
+  ASSERT_EQ(manager()->beginTransaction(), 0);
+  // More than SQLite keeps in memory: a part of it is in the file already when the child exits.
+  ASSERT_EQ(
+      manager()->execStatement(
+          "WITH RECURSIVE number(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM number LIMIT 80) "
+          "INSERT INTO temp_log(data1) SELECT hex(zeroblob(50000)) FROM number;"),
+      0);
+  Child child([]() -> int { std::exit(0); });
+  EXPECT_EQ(child.wait(), 0);
+  EXPECT_EQ(manager()->endTransaction(true), 0);
+
+  RawConnection raw(dbFile());
+  EXPECT_EQ(raw.value("PRAGMA integrity_check;"), "ok");
+  EXPECT_EQ(raw.value("SELECT count(*) FROM temp_log WHERE length(data1) = 100000;"), "80");
 }
 
 TEST_F(ProcessesTest, AnotherUserWithoutReadPermissionGetsNothing) {
