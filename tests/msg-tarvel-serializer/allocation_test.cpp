@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "msg-tarvel-serializer/bytes.h"
 #include "msg-tarvel-serializer/internal_functions.h"
@@ -131,21 +132,23 @@ TEST(SerializerMemory, AnyAllocationForMetadataMayFail) {
   }
 }
 
-// Sizes are told as int. One long text in many places makes a message that is larger on the wire.
-TEST(SerializerMemory, WhatAnIntCannotTellFailsLikeAnAllocation) {
+// Sizes are told as int, and size_t has 32 bits on the watch. One long text in many places makes a
+// message that is larger on the wire than either can tell.
+class TooLargeMessage : public ::testing::TestWithParam<std::pair<std::size_t, std::size_t>> {};
+
+TEST_P(TooLargeMessage, FailsLikeAnAllocation) {
+  const auto [times, length] = GetParam();
   Arena arena;
-  constexpr std::size_t LENGTH = 1 << 24;
-  constexpr std::size_t TIMES = 128;
-  char* const text = arena.text(std::string(LENGTH, 'x'));
+  char* const text = arena.text(std::string(length, 'x'));
   std::vector<void*> addresses;
-  for (std::size_t i = 0; i < TIMES; ++i) {
+  for (std::size_t i = 0; i < times; ++i) {
     auto* const address = arena.record<msg_address_item_t>();
     address->text1 = text;
     addresses.push_back(address);
   }
   auto* const item = arena.message(empty_message());
   item->addressList = arena.list(addresses);
-  const auto size = static_cast<std::uint32_t>(101 + TIMES * (26 + LENGTH));
+  const std::uint64_t size = 101 + std::uint64_t{times} * (26 + length);
   ASSERT_GT(size, 0x7fffffffU);
 
   char* out = nullptr;
@@ -156,6 +159,9 @@ TEST(SerializerMemory, WhatAnIntCannotTellFailsLikeAnAllocation) {
   EXPECT_TRUE(logged({no_memory("msg_serialize_message", static_cast<int>(size), NO_MEMORY),
                       failed("msg_serialize_message")}));
 }
+
+INSTANTIATE_TEST_SUITE_P(SerializerMemory, TooLargeMessage,
+                         ::testing::Values(std::pair(128, 1 << 24), std::pair(255, 17'000'000)));
 
 // Nobody may change records while they are written. These do it all the same, right between the
 // measuring and the writing, to reach what the serializer does when the two disagree.
