@@ -9,10 +9,9 @@
 
 #include "record_mapping.h"
 
-namespace {
+namespace msg_tarvel::handover {
 
-using msg_tarvel::MsgIPC;
-using msg_tarvel::handover::RecordKind;
+namespace {
 
 std::string text_of(const std::string& path) {
   std::ifstream file(std::string(SOURCE_DIR) + "/" + path);
@@ -85,3 +84,5 @@ TEST(IpcDocument, ShowsTheExamplesCodeAsItStands) {
 }
 
 }  // namespace
+
+}  // namespace msg_tarvel::handover

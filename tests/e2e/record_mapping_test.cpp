@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "message_text.h"
+#include "support/message_text.h"
 
 namespace {
 

@@ -10,14 +10,11 @@
 #include <thread>
 #include <vector>
 
-#include "support/fake_platform.h"
+#include "support/expected_log.h"
 
 namespace msg_tarvel {
 
 namespace {
-
-using test_support::error_line;
-using test_support::FakePlatform;
 
 /** A row of the registry, and its type string wrapped as a whole signature. */
 struct Row {
@@ -65,31 +62,22 @@ const Row ROWS[] = {
 
 MsgIPC::IpcCommand command(int number) { return static_cast<MsgIPC::IpcCommand>(number); }
 
-/** Expects that the last look-ups logged these lines and nothing else. */
-void expect_log(const std::vector<test_support::ExpectedLine>& expected) {
-  const auto lines = FakePlatform::get().lines();
-  FakePlatform::get().clearLines();
-  ASSERT_EQ(lines.size(), expected.size()) << ::testing::PrintToString(lines);
-  for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(lines[i], expected[i]);
-}
-
-test_support::ExpectedLine not_found(const std::string& name) {
+ExpectedLine not_found(const std::string& name) {
   return error_line("MsgIPC.cpp", "getCmdByMethodName",
                     "[ERROR] IPC Command named with [" + name + "] is not found");
 }
 
-test_support::ExpectedLine out_of_bound(const std::string& function, int number) {
+ExpectedLine out_of_bound(const std::string& function, int number) {
   return error_line("MsgIPC.cpp", function,
                     "[ERROR] input command is out of bound [" + std::to_string(number) + "]");
 }
 
 void expect_unknown_name(const std::string& name) {
   EXPECT_EQ(MsgIPC().getCmdByMethodName(name), 999) << name;
-  expect_log({not_found(name)});
+  EXPECT_TRUE(logged({not_found(name)}));
 }
 
-void expect_nothing_for(int number) {
-  const MsgIPC ipc;
+void expect_nothing_for(const MsgIPC& ipc, int number) {
   EXPECT_EQ(ipc.getCmdString(command(number)), "") << number;
   EXPECT_EQ(ipc.getCmdStruct(command(number)), "") << number;
   EXPECT_EQ(ipc.getCmdStructLenth(command(number)), 0U) << number;
@@ -103,7 +91,7 @@ void expect_table(const MsgIPC& ipc) {
     EXPECT_EQ(ipc.getCmdStruct(row.command), row.wrapped);
     EXPECT_EQ(ipc.getCmdStructLenth(row.command), row.parameters);
   }
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 std::string upper(std::string text) {
@@ -145,7 +133,7 @@ TEST(MsgIPC, NamesThatEndAlikeAreDifferentCommands) {
   EXPECT_EQ(ipc.getCmdByMethodName("nms_send_message"), 19);
   EXPECT_EQ(ipc.getCmdByMethodName("resend_message"), 9);
   EXPECT_EQ(ipc.getCmdByMethodName("nms_resend_message"), 20);
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 TEST(MsgIPC, NamesMatchOnlyInFull) {
@@ -167,27 +155,26 @@ TEST(MsgIPC, NamesMatchOnlyInFull) {
 
 TEST(MsgIPC, AZeroByteBelongsToTheName) {
   EXPECT_EQ(MsgIPC().getCmdByMethodName(std::string("read_message\0", 13)), 999);
-  expect_log({not_found("read_message")});
+  EXPECT_TRUE(logged({not_found("read_message")}));
 }
 
 TEST(MsgIPC, NumbersAboveTheBoundAreReportedByEachLookUp) {
-  const MsgIPC ipc;
   for (const int number : {999, 1000, 65535, INT_MAX}) {
-    expect_nothing_for(number);
-    expect_log({out_of_bound("getCmdString", number), out_of_bound("getCmdStruct", number),
-                out_of_bound("getCmdStructLenth", number)});
+    expect_nothing_for(MsgIPC(), number);
+    EXPECT_TRUE(logged({out_of_bound("getCmdString", number), out_of_bound("getCmdStruct", number),
+                        out_of_bound("getCmdStructLenth", number)}));
   }
   EXPECT_EQ(MsgIPC::IPC_COMMAND_NONE, 999);
 }
 
 TEST(MsgIPC, NumbersBetweenTheTableAndTheBoundAreNoCommandsInSilence) {
-  for (int number = 29; number <= 998; ++number) expect_nothing_for(number);
-  expect_log({});
+  for (int number = 29; number <= 998; ++number) expect_nothing_for(MsgIPC(), number);
+  EXPECT_TRUE(logged({}));
 }
 
 TEST(MsgIPC, NegativeNumbersAreNoCommandsInSilence) {
-  for (const int number : {-1, -2, -999, INT_MIN}) expect_nothing_for(number);
-  expect_log({});
+  for (const int number : {-1, -2, -999, INT_MIN}) expect_nothing_for(MsgIPC(), number);
+  EXPECT_TRUE(logged({}));
 }
 
 TEST(MsgIPC, EachObjectHoldsItsOwnTable) {
@@ -200,6 +187,32 @@ TEST(MsgIPC, EachObjectHoldsItsOwnTable) {
   expect_table(copy);
   expect_table(assigned);
   expect_table(second);
+}
+
+TEST(MsgIPC, EveryLookUpAnswersFromTheObjectsOwnMap) {
+  MsgIPC ipc;
+  ipc.cmdMap[MsgIPC::READ_THREAD] = {"another_name", "(isb)"};
+  EXPECT_EQ(ipc.getCmdByMethodName("another_name"), MsgIPC::READ_THREAD);
+  EXPECT_EQ(ipc.getCmdString(MsgIPC::READ_THREAD), "another_name");
+  EXPECT_EQ(ipc.getCmdStruct(MsgIPC::READ_THREAD), "((isb))");
+  EXPECT_EQ(ipc.getCmdStructLenth(MsgIPC::READ_THREAD), 3U);
+  EXPECT_TRUE(logged({}));
+
+  EXPECT_EQ(ipc.getCmdByMethodName("read_thread"), 999);
+  EXPECT_TRUE(logged({not_found("read_thread")}));
+  ipc.cmdMap.erase(MsgIPC::READ_THREAD);
+  expect_nothing_for(ipc, MsgIPC::READ_THREAD);
+  EXPECT_TRUE(logged({}));
+}
+
+TEST(MsgIPC, OfEqualNamesTheSmallestNumberIsFound) {
+  MsgIPC ipc;
+  for (const int number : {28, 3, 17}) {
+    ipc.cmdMap[command(number)].first = "shared_name";
+    EXPECT_EQ(ipc.getCmdByMethodName("shared_name"), number == 28 ? 28 : 3);
+  }
+  ipc.cmdMap[command(-1)] = {"shared_name", "()"};
+  EXPECT_EQ(ipc.getCmdByMethodName("shared_name"), -1);
 }
 
 TEST(MsgIPC, TheMapHoldsEveryRowInOrderAndNothingElse) {

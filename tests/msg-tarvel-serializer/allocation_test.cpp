@@ -12,9 +12,9 @@
 
 #include "msg-tarvel-serializer/bytes.h"
 #include "msg-tarvel-serializer/internal_functions.h"
-#include "msg-tarvel-serializer/samples.h"
 #include "msg-tarvel-serializer/serializer_log.h"
 #include "msg-tarvel-serializer/watched_calls.h"
+#include "support/samples.h"
 
 namespace msg_tarvel::wire_test {
 
@@ -132,6 +132,23 @@ TEST(SerializerMemory, AnyAllocationForMetadataMayFail) {
   }
 }
 
+// Whatever the caller's variable holds is overwritten, never released.
+TEST(SerializerMemory, WithoutMemoryTheOldOutIsOverwrittenByNull) {
+  Arena arena;
+  char byte = 'x';
+  WatchedCalls calls;
+  calls.failAllocation(1);
+  char* out = &byte;
+  EXPECT_EQ(msg_serialize_message(arena.message(full_message()), &out), 0);
+  EXPECT_EQ(out, nullptr);
+
+  WatchedCalls callsForMeta;
+  callsForMeta.failAllocation(1);
+  out = &byte;
+  EXPECT_EQ(msg_serialize_nms_msg_meta(arena.record<msg_nms_msg_meta_data_t>(), &out), 0);
+  EXPECT_EQ(out, nullptr);
+}
+
 // Sizes are told as int, and size_t has 32 bits on the watch. One long text in many places makes a
 // message that is larger on the wire than either can tell.
 class TooLargeMessage : public ::testing::TestWithParam<std::pair<std::size_t, std::size_t>> {};
@@ -246,6 +263,15 @@ TEST(ReaderMemory, ALengthThatIsNegativeAsANumberIsNotReported) {
   EXPECT_EQ(__deserialize_string(number_bytes(0x80000000U).data(), &text), INT_MIN + 4);
   EXPECT_EQ(text, nullptr);
   EXPECT_EQ(calls.sizes(), std::vector<std::size_t>{0x80000001U});
+  EXPECT_TRUE(logged({}));
+}
+
+// Without a target nothing is asked for or reported, and the length counts as it stands.
+TEST(ReaderMemory, ANegativeLengthIsPassedOverAsANumber) {
+  WatchedCalls calls;
+  EXPECT_EQ(__deserialize_string(number_bytes(0xfffffffbU).data(), nullptr), -1);
+  EXPECT_EQ(__deserialize_string(number_bytes(0x80000000U).data(), nullptr), INT_MIN + 4);
+  EXPECT_EQ(calls.allocations(), 0);
   EXPECT_TRUE(logged({}));
 }
 
@@ -385,6 +411,56 @@ TEST(ReaderMemory, AContentWithoutMemoryIsANullEntry) {
   EXPECT_NE(contents[0], nullptr);
   EXPECT_EQ(contents[1], nullptr);
   EXPECT_EQ(item.nmsMsgMetaData, nullptr);
+  release(item);
+}
+
+// As above, but with an element that can be made behind the one that cannot: its block is read from
+// where the missing element's would begin.
+
+TEST(ReaderMemory, AnAddressBehindOneWithoutMemoryIsRead) {
+  Arena arena;
+  MessageValues values = empty_message();
+  values.addresses = {sample(ADDRESS_COUNTS, 1), sample(ADDRESS_COUNTS, 5)};
+  values.meta = sample(MESSAGE_META_COUNTS, 9);
+  std::string bytes = Buffer(arena.message(values)).bytes();
+  bytes[message_start().size()] = 3;
+  msg_message_item_t item{};
+  WatchedCalls calls;
+  calls.failAllocation(2);
+  msg_deserialize_message(bytes.data(), &item);
+  const std::vector<void*> addresses = data_of(item.addressList);
+  ASSERT_EQ(addresses.size(), 3U);
+  EXPECT_EQ(values_of(*static_cast<msg_address_item_t*>(addresses[0])), values.addresses[0]);
+  EXPECT_EQ(addresses[1], nullptr);
+  ASSERT_NE(addresses[2], nullptr);
+  EXPECT_EQ(values_of(*static_cast<msg_address_item_t*>(addresses[2])), values.addresses[1]);
+  ASSERT_NE(item.nmsMsgMetaData, nullptr);
+  EXPECT_EQ(values_of(*item.nmsMsgMetaData), *values.meta);
+  EXPECT_TRUE(logged({}));
+  release(item);
+}
+
+TEST(ReaderMemory, AContentBehindOneWithoutMemoryIsRead) {
+  Arena arena;
+  MessageValues values = empty_message();
+  values.contents = {{sample(CONTENT_COUNTS, 1), std::nullopt},
+                     {sample(CONTENT_COUNTS, 5), std::nullopt}};
+  values.meta = sample(MESSAGE_META_COUNTS, 9);
+  std::string bytes = Buffer(arena.message(values)).bytes();
+  bytes[message_start().size() + 1] = 3;
+  msg_message_item_t item{};
+  WatchedCalls calls;
+  calls.failAllocation(2);
+  msg_deserialize_message(bytes.data(), &item);
+  const std::vector<void*> contents = data_of(item.contentList);
+  ASSERT_EQ(contents.size(), 3U);
+  EXPECT_EQ(values_of(*static_cast<msg_content_item_t*>(contents[0])), values.contents[0].own);
+  EXPECT_EQ(contents[1], nullptr);
+  ASSERT_NE(contents[2], nullptr);
+  EXPECT_EQ(values_of(*static_cast<msg_content_item_t*>(contents[2])), values.contents[1].own);
+  ASSERT_NE(item.nmsMsgMetaData, nullptr);
+  EXPECT_EQ(values_of(*item.nmsMsgMetaData), *values.meta);
+  EXPECT_TRUE(logged({}));
   release(item);
 }
 

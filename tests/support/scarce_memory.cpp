@@ -1,9 +1,10 @@
-#include "item/scarce_memory.h"
+#include "support/scarce_memory.h"
 
 #include <atomic>
 #include <cstdlib>
 #include <limits>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -13,6 +14,7 @@ std::atomic<bool> payloadsRefused{false};
 std::atomic<int> refusalCount{0};
 std::atomic<int> allocationsLeft{UNLIMITED};
 std::atomic<long> liveBlocks{0};
+std::function<void()> payloadHook;
 
 }  // namespace
 
@@ -47,6 +49,7 @@ void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept {
 // from `delete[]`.
 // NOLINTNEXTLINE(misc-new-delete-overloads): what it allocates is released by the default delete[]
 void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  if (payloadHook) payloadHook();
   if (payloadsRefused) {
     ++refusalCount;
     return nullptr;
@@ -68,6 +71,12 @@ NoMemoryForPayloads::NoMemoryForPayloads() {
 NoMemoryForPayloads::~NoMemoryForPayloads() { payloadsRefused = false; }
 
 int NoMemoryForPayloads::refusals() const { return refusalCount; }
+
+OnPayloadAllocation::OnPayloadAllocation(std::function<void()> action) {
+  payloadHook = std::move(action);
+}
+
+OnPayloadAllocation::~OnPayloadAllocation() { payloadHook = nullptr; }
 
 MemoryForAllocations::MemoryForAllocations(int allocations) { allocationsLeft = allocations; }
 
