@@ -44,7 +44,7 @@ namespace msg_tarvel::db {
  *
  * An open that fails is tried again by the next statement and keeps a handle of about 1.5 KB, which
  * is not given back: do not ask again and again for a store that is not there (a query each second
- * is 127 MB a day); wait longer from one try to the next, or until the file is readable.
+ * is 130 MB a day); wait longer from one try to the next, or until the file is readable.
  *
  * Functions that return int return DB_SUCCESS or a negative code of db_error.h. Every function may
  * throw std::bad_alloc; a transaction that was running then still is.
