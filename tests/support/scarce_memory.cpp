@@ -61,7 +61,7 @@ void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
   }
 }
 
-namespace msg_tarvel::item_test {
+namespace msg_tarvel {
 
 NoMemoryForPayloads::NoMemoryForPayloads() {
   refusalCount = 0;
@@ -84,4 +84,4 @@ MemoryForAllocations::~MemoryForAllocations() { allocationsLeft = UNLIMITED; }
 
 long live_blocks() { return liveBlocks; }
 
-}  // namespace msg_tarvel::item_test
+}  // namespace msg_tarvel

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <functional>
 
-namespace msg_tarvel::item_test {
+namespace msg_tarvel {
 
 /** While it lives, every non-throwing array `new` gives null. */
 class NoMemoryForPayloads {
@@ -48,4 +48,4 @@ constexpr bool ARRAYS_ARE_COUNTED = false;
 constexpr bool ARRAYS_ARE_COUNTED = true;
 #endif
 
-}  // namespace msg_tarvel::item_test
+}  // namespace msg_tarvel
