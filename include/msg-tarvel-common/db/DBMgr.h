@@ -98,7 +98,9 @@ class MSG_TARVEL_EXPORT DBMgr {
    * const bool isMade = store->createDb() == 0 && store->endTransaction(true) == 0;
    * \endcode
    *
-   * When that is false, call endTransaction(false), and give up or try both again.
+   * When that is false, call endTransaction(false), and give up or try both again. If that fails
+   * too, SQLite has ended the transaction by itself, and only a new connection goes on: deinit_db,
+   * init_db.
    *
    * The files are readable for everyone from their birth until their mode is set. An owner keeps
    * others out by making the directories first (0755) and calling this under umask 0077.

@@ -65,8 +65,8 @@ MSG_TARVEL_EXPORT int msg_serialize_nms_msg_meta(const msg_nms_msg_meta_data_t* 
  * followed when its string was empty: it then holds what the sender's pointer was.
  *
  * The reader trusts the buffer and has no bound: check one that you did not make with
- * msg_check_message first. It reports nothing. A string that there is no memory for is not stored. A
- * record that there is none for is null, also in its list, and what follows it is read from the
+ * msg_check_message first. It reports nothing. A string that there is no memory for is not stored.
+ * A record that there is none for is null, also in its list, and what follows it is read from the
  * wrong place, even of a checked buffer and perhaps beyond its end. GLib ends the process when it
  * has no memory for a list node.
  */
