@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <optional>
 #include <string>
@@ -280,6 +281,19 @@ TEST_F(StoreFaultTest, AFailedCloseKeepsTheConnection) {
   EXPECT_EQ(DBMgrInternal().closeDb(), 0);
 }
 
+TEST_F(StoreFaultTest, AManagerWhoseConnectionCannotBeClosedIsGoneAllTheSame) {
+  init_db();
+  sqlite3* const connection = DBMgrInternal().handle();
+  SqliteFaults::fail("close", "", SQLITE_IOERR);
+  deinit_db();
+  EXPECT_TRUE(logged({manager_error("_closeDb", "sqlite3_close() failed: (10)")}));
+  EXPECT_EQ(DBMgrInternal::instanceCount(), 0u);
+  EXPECT_EQ(DBMgrInternal().handle(), nullptr);
+  EXPECT_EQ(DBMgrInternal().refCount(), 0);
+  EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0);
+  sqlite3_close_v2(connection);
+}
+
 TEST_F(StoreFaultTest, ClearingTheParametersMayFail) {
   const auto statement = manager()->compileStatement("SELECT ?;");
   SqliteFaults::fail("clear_bindings", "", SQLITE_MISUSE);
@@ -327,6 +341,24 @@ TEST_F(StoreFaultTest, RootIsNotAskedWhetherItMayRead) {
   EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0);
 }
 
+TEST_F(StoreFaultTest, OnlyAMissingPermissionKeepsAUserFromOpening) {
+  ASSERT_EQ(DBMgrInternal().closeDb(), 0);
+  FakePlatform::get().clearLines();
+  Child child([]() -> int {
+    EXPECT_TRUE(become_nobody({5000}));
+    for (const int reason : {EPERM, ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, EROFS, EIO, ENOMEM}) {
+      SqliteFaults::refuseReading(reason);
+      EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0) << reason;
+      EXPECT_EQ(DBMgrInternal().closeDb(), 0);
+      EXPECT_TRUE(logged({opening()}));
+    }
+    SqliteFaults::refuseReading(EACCES);
+    EXPECT_EQ(manager()->execStatement("SELECT 1;"), -1001);
+    return HasFailure() ? 1 : 0;
+  });
+  EXPECT_EQ(child.wait(), 0);
+}
+
 TEST(BusyHandlerTest, WaitsSixTimesALittleLongerAndThenGivesUp) {
   FakePlatform::get().clearLines();
   for (int count = 0; count <= 5; ++count) EXPECT_EQ(DBMgrInternal::onBusyHandler(count), 1);
@@ -372,6 +404,37 @@ TEST_F(NewStoreFaultTest, TwoLocksOfAFreshFileAreWaitedForNoLongerThanOne) {
                       exec_failed("(5) - (database is locked)"),
                       manager_error("_createDbFiles", "beginTransaction() failed!"),
                       manager_error("createDb", "_createDbFile() failed: (-1006)")}));
+}
+
+TEST_F(NewStoreFaultTest, LaterStatementsWaitAsEverAfterAFreshFileThatStayedLocked) {
+  std::optional<RawConnection> other;
+  when_opening([&] {
+    other.emplace(dbFile());
+    other->exec("BEGIN EXCLUSIVE;");
+  });
+  ASSERT_EQ(manager()->createDb(), -1006);
+  const std::size_t before = SqliteFaults::sleeps().size();
+  EXPECT_EQ(manager()->execStatement("CREATE TABLE a(b);"), -1006);
+  const std::vector<unsigned int> sleeps = SqliteFaults::sleeps();
+  EXPECT_EQ(
+      std::vector<unsigned int>(sleeps.begin() + static_cast<std::ptrdiff_t>(before), sleeps.end()),
+      SIX_WAITS);
+}
+
+TEST_F(NewStoreFaultTest, LaterStatementsWaitAsEverAfterAFreshFileThatWasLocked) {
+  std::optional<RawConnection> other;
+  when_opening([&] {
+    other.emplace(dbFile());
+    other->exec("BEGIN EXCLUSIVE;");
+  });
+  SqliteFaults::onSleep([&] {
+    if (SqliteFaults::sleeps().size() == 2) other->exec("COMMIT;");
+  });
+  ASSERT_EQ(manager()->createDb(), 0);
+  const std::size_t before = SqliteFaults::sleeps().size();
+  other->exec("BEGIN EXCLUSIVE;");
+  EXPECT_EQ(manager()->beginTransaction(), -1006);
+  EXPECT_EQ(SqliteFaults::sleeps().size(), before + SIX_WAITS.size());
 }
 
 TEST_F(StoreFaultTest, AStoreThatStaysLockedFailsAfterSixWaits) {

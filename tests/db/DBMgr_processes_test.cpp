@@ -1,5 +1,6 @@
 // The store between processes: locks, users, and reading while others write.
 
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -130,6 +131,55 @@ TEST_F(ProcessesTest, AnotherUserWithoutReadPermissionGetsNothing) {
       EXPECT_EQ(db_get_threads(threads), -1004);
       EXPECT_EQ(manager()->createDb(), -1001);
       EXPECT_EQ(DBMgrInternal().handle(), nullptr);
+    });
+  });
+  EXPECT_EQ(other.wait(), 0);
+}
+
+constexpr uid_t OWNER = 1;
+constexpr uid_t NOBODY = 65534;
+
+/** A store that one user alone may read, opened by processes that are half that user. */
+class TwoUsersTest : public ProcessesTest {
+ protected:
+  TwoUsersTest() {
+    EXPECT_EQ(chown(dbFile().c_str(), OWNER, OWNER), 0);
+    EXPECT_EQ(chmod(dbFile().c_str(), 0600), 0);
+  }
+
+  /** Expects what a process with these users gets from its first statement. */
+  static void expectResult(uid_t real, uid_t effective, int result, const Lines& lines) {
+    Child child([&] {
+      return expecting([&] {
+        ASSERT_EQ(setgroups(0, nullptr), 0);
+        ASSERT_EQ(setresgid(NOBODY, NOBODY, NOBODY), 0);
+        ASSERT_EQ(setresuid(real, effective, effective), 0);
+        EXPECT_EQ(manager()->execStatement("SELECT 1;"), result);
+        EXPECT_TRUE(logged(lines));
+      });
+    });
+    EXPECT_EQ(child.wait(), 0);
+  }
+};
+
+TEST_F(TwoUsersTest, TheRealUserIsTheOneWhoMustBeAllowedToRead) {
+  expectResult(NOBODY, OWNER, -1001,
+               {opening(), manager_error("_openDb", "file access permission error")});
+  expectResult(OWNER, NOBODY, -1002,
+               {opening(), manager_error("_openDb", "sqlite3_open() failed: (14)")});
+}
+
+TEST_F(TwoUsersTest, WhoeverIsEffectivelyRootIsNotAsked) {
+  expectResult(NOBODY, 0, 0, {opening()});
+}
+
+TEST_F(ProcessesTest, AnotherUserMayOpenWhatItMayReadAlone) {
+  ASSERT_EQ(chmod(dbFile().c_str(), 0664), 0);
+  Child other([&] {
+    return expecting([&] {
+      ASSERT_TRUE(become_nobody());
+      EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0);
+      EXPECT_TRUE(logged({opening()}));
     });
   });
   EXPECT_EQ(other.wait(), 0);
