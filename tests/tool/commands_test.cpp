@@ -5,6 +5,7 @@
 
 #include <filesystem>
 
+#include "support/as_root.h"
 #include "tool_support.h"
 
 namespace {
@@ -94,6 +95,7 @@ TEST_F(Commands, FailOnAStoreThatIsLocked) {
 }
 
 TEST_F(Commands, FailForAUserWhoMayNotReadTheStore) {
+  AS_ROOT();
   create();
   ASSERT_EQ(chmod(dbFile().c_str(), 0600), 0);
   useProgramForEveryone();
