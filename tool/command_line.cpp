@@ -8,10 +8,10 @@
 #include <filesystem>
 #include <iostream>
 
+#include "commands/ipc_commands.h"
 #include "failure.h"
-#include "ipc_commands.h"
-#include "log_sink.h"
-#include "table.h"
+#include "print/table.h"
+#include "store/log_sink.h"
 
 namespace msg_tarvel::tool {
 

@@ -6,7 +6,7 @@
 
 #include "command_line.h"
 #include "failure.h"
-#include "interrupt.h"
+#include "import/interrupt.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tool_support.h"
+#include "tool/tool_support.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,0 +1,58 @@
+#include "store/phone_number.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace msg_tarvel::tool {
+namespace {
+
+/** A device as from the factory: US, eight digits decide. */
+class PhoneNumber : public ::testing::Test {
+ protected:
+  PhoneNumber() { setenv("MSG_TARVEL_SETTINGS", "/nonexistent/settings.ini", 1); }
+};
+
+TEST_F(PhoneNumber, LosesThePunctuationOfPeople) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"(415) 555-0111", "4155550111"},
+      {" +1 415.555.0111 ", "+14155550111"},
+      {"262966", "262966"},
+      {"Parcels R-Us", "Parcels R-Us"},
+      {" nora.quill@example.org\n", "nora.quill@example.org"},
+      {"415-555-0111 x2", "415-555-0111 x2"},
+      {"", ""},
+      {"  ", ""},
+      {"-.()", "-.()"},
+  };
+  for (const auto& [text, address] : cases) EXPECT_EQ(normalised_address(text), address) << text;
+}
+
+TEST_F(PhoneNumber, IsTheSameInAnotherForm) {
+  EXPECT_TRUE(is_same_address("+14155550111", "4155550111"));
+  EXPECT_TRUE(is_same_address("14155550111", "4155550111"));
+  EXPECT_TRUE(is_same_address("bob@example.org", "bob@example.org"));
+  EXPECT_TRUE(is_same_address("+442079460111", "02079460111"));
+  // Too short to be compared by their ends, or written alike and different.
+  EXPECT_FALSE(is_same_address("5550111", "+14155550111"));
+  EXPECT_FALSE(is_same_address("+14155550111", "+13155550111"));
+  EXPECT_FALSE(is_same_address("4155550111", "3155550111"));
+  EXPECT_FALSE(is_same_address("bob@example.org", "Bob@example.org"));
+  EXPECT_FALSE(is_same_address("+2", "2"));
+}
+
+TEST_F(PhoneNumber, IsFoundInASetInAnyForm) {
+  AddressSet set;
+  EXPECT_TRUE(set.empty());
+  EXPECT_TRUE(set.add("4155550111"));
+  EXPECT_FALSE(set.add("+14155550111"));
+  EXPECT_TRUE(set.add("+14155550112"));
+  EXPECT_TRUE(set.add("Parcels"));
+  ASSERT_TRUE(set.find("+14155550111"));
+  EXPECT_EQ(*set.find("+14155550111"), "4155550111");
+  EXPECT_FALSE(set.contains("parcels"));
+  EXPECT_FALSE(set.contains("+14155550113"));
+}
+
+}  // namespace
+}  // namespace msg_tarvel::tool
