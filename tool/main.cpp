@@ -5,8 +5,8 @@
 #include <new>
 
 #include "command_line.h"
+#include "exit_status.h"
 #include "failure.h"
-#include "import/interrupt.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ int main(int argc, char** argv) {
   } catch (const UsageError& error) {
     return complain(error.what(), USAGE_ERROR);
   } catch (const Interrupted& interrupted) {
-    return complain("interrupted; nothing was imported", 128 + interrupted.signal);
+    return complain("interrupted; nothing was imported", INTERRUPTED + interrupted.signal);
   } catch (const std::bad_alloc&) {
     return complain("out of memory", FAILED);
   } catch (const std::exception& error) {

@@ -1,7 +1,6 @@
-#include "commands/ipc_commands.h"
+// msg-tarvel buffer: encode, show and check.
 
 #include <msg-tarvel-common/db/db_common_funcs.h>
-#include <msg-tarvel-common/ipc/MsgIPC.h>
 #include <record_mapping.h>
 #include <unistd.h>
 
@@ -9,18 +8,21 @@
 #include <cerrno>
 #include <climits>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
+#include <memory>
 #include <ostream>
+#include <string>
 #include <system_error>
 #include <vector>
 
 #include "commands/buffer_walk.h"
+#include "commands/command_set.h"
 #include "commands/commands.h"
+#include "exit_status.h"
 #include "failure.h"
+#include "print/json.h"
 #include "print/table.h"
 #include "store/log_sink.h"
 #include "store/session.h"
@@ -29,35 +31,18 @@ namespace msg_tarvel::tool {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 constexpr std::size_t MOST_BYTES_SHOWN = 4;
 constexpr std::streamsize CHUNK_SIZE = 65536;
-constexpr int NUMBER_BASE = 10;
 
-void print_json(const Output& output, const Json& json) {
-  output.out << json.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
-}
+struct EncodeArguments {
+  int msgId = 0;
+  std::string outputFile;
+};
 
-/** The numbers below the registry's bound that are commands, or the one that is asked for. */
-std::vector<MsgIPC::IpcCommand> chosen_commands(const MsgIPC& registry, const std::string& choice) {
-  char* end = nullptr;
-  const long number = std::strtol(choice.c_str(), &end, NUMBER_BASE);
-  const bool isNumber = !choice.empty() && *end == '\0';
-  if (!choice.empty() && !isNumber) {
-    const MsgIPC::IpcCommand command = registry.getCmdByMethodName(choice);
-    if (command == MsgIPC::IPC_COMMAND_NONE) return {};
-    return {command};
-  }
-  std::vector<MsgIPC::IpcCommand> commands;
-  for (int i = 0; i < MsgIPC::IPC_COMMAND_NONE; ++i) {
-    const auto command = static_cast<MsgIPC::IpcCommand>(i);
-    if ((!isNumber || number == i) && !registry.getCmdString(command).empty()) {
-      commands.push_back(command);
-    }
-  }
-  return commands;
-}
+/** Of `show` and `check`. */
+struct BufferArguments {
+  std::string file;
+};
 
 [[noreturn]] void cannot_read(const std::string& path, const std::string& why) {
   throw Failure("cannot read " + path + ": " + why);
@@ -135,34 +120,9 @@ void write_file(const std::string& path, const std::string& content) {
   if (!file.flush()) throw Failure("cannot write " + path + ": " + std::strerror(errno));
 }
 
-}  // namespace
-
-int list_ipc_commands(const Output& output, const std::string& nameOrNumber) {
-  const MsgIPC registry;
-  Json list = Json::array();
-  Table table({{"NUMBER", 0, true}, {"METHOD"}, {"SIGNATURE"}, {"PARAMETERS", 0, true}});
-  const std::vector<MsgIPC::IpcCommand> commands = chosen_commands(registry, nameOrNumber);
-  for (const MsgIPC::IpcCommand command : commands) {
-    const std::string name = registry.getCmdString(command);
-    const std::string wrapped = registry.getCmdStruct(command);
-    const std::string signature = wrapped.substr(1, wrapped.size() - 2);
-    const unsigned int parameters = registry.getCmdStructLenth(command);
-    list.push_back({{"number", static_cast<int>(command)},
-                    {"method", name},
-                    {"signature", signature},
-                    {"struct", wrapped},
-                    {"parameters", parameters}});
-    table.add({std::to_string(command), name, signature, std::to_string(parameters)});
-  }
-  if (output.json) {
-    print_json(output, list);
-  } else if (!commands.empty()) {
-    table.print(output.out, output.width);
-  }
-  return commands.empty() ? NOTHING_FOUND : FOUND;
-}
-
-int encode_buffer(const Output& output, int msgId, const std::string& path) {
+/** Writes a message of the store, serialized, to a file or to `output`. */
+int encode_buffer(const Output& output, const EncodeArguments& arguments) {
+  const std::string& path = arguments.outputFile;
   if (path.empty() && isatty(STDOUT_FILENO) != 0) {
     throw UsageError("a buffer is no text for a terminal; name a file with --output");
   }
@@ -170,7 +130,7 @@ int encode_buffer(const Output& output, int msgId, const std::string& path) {
   const StoreSession session;
   Message message;
   forget_log_errors();
-  if (!is_found(db::db_get_message(msgId, message), "cannot read the message store")) {
+  if (!is_found(db::db_get_message(arguments.msgId, message), CANNOT_READ)) {
     return NOTHING_FOUND;
   }
   const std::string buffer = handover::to_buffer(message);
@@ -182,15 +142,16 @@ int encode_buffer(const Output& output, int msgId, const std::string& path) {
   return FOUND;
 }
 
-int show_buffer(const Output& output, const std::string& path) {
-  const std::string buffer = read_file(path);
+/** A damaged buffer is shown as far as it is good. */
+int show_buffer(const Output& output, const BufferArguments& arguments) {
+  const std::string buffer = read_file(arguments.file);
   const BufferWalk walk = walk_buffer(buffer);
   print_walk(output, walk, buffer);
-  return verdict(walk, path);
+  return verdict(walk, arguments.file);
 }
 
-int check_buffer(const Output& output, const std::string& path) {
-  const std::string buffer = read_file(path);
+int check_buffer(const Output& output, const BufferArguments& arguments) {
+  const std::string buffer = read_file(arguments.file);
   const BufferWalk walk = walk_buffer(buffer);
   if (output.json) {
     print_json(output, {{"kind", walk.kind},
@@ -200,7 +161,45 @@ int check_buffer(const Output& output, const std::string& path) {
   } else if (walk.damage.empty()) {
     output.out << walk.kind << ", " << buffer.size() << " bytes, well-formed\n";
   }
-  return verdict(walk, path);
+  return verdict(walk, arguments.file);
+}
+
+void declare_encode(CommandSet& commands, CLI::App* group) {
+  const auto arguments = std::make_shared<EncodeArguments>();
+  CLI::App& app = commands.add(
+      "encode", "Serializes a message of the store", "msg-tarvel buffer encode 3 > message.bin",
+      [arguments](const Output& output) { return encode_buffer(output, *arguments); }, group);
+  app.add_option("MSGID", arguments->msgId, "The message, as 'messages' lists it")
+      ->required()
+      ->check(CLI::Range(0, INT_MAX));
+  app.add_option("-o,--output", arguments->outputFile, "Where to (default: standard output)")
+      ->type_name("FILE");
+}
+
+}  // namespace
+
+void declare_buffer(CommandSet& commands) {
+  CLI::App* const group = &commands.addGroup("buffer", "Makes and explains serialized messages",
+                                             "msg-tarvel buffer encode 3 --output message.bin");
+  declare_encode(commands, group);
+
+  const auto shown = std::make_shared<BufferArguments>();
+  commands
+      .add(
+          "show", "Shows every field of a buffer, as far as it is good",
+          "msg-tarvel buffer show message.bin",
+          [shown](const Output& output) { return show_buffer(output, *shown); }, group)
+      .add_option("FILE", shown->file, "The buffer")
+      ->required();
+
+  const auto checked = std::make_shared<BufferArguments>();
+  commands
+      .add(
+          "check", "Says whether a file is one well-formed buffer",
+          "msg-tarvel buffer check message.bin",
+          [checked](const Output& output) { return check_buffer(output, *checked); }, group)
+      .add_option("FILE", checked->file, "The buffer")
+      ->required();
 }
 
 }  // namespace msg_tarvel::tool

@@ -1,35 +1,20 @@
 #pragma once
 
-#include <msg-tarvel-common/item/ListCondition.h>
-
-#include <string>
-#include <vector>
-
-#include "print/items.h"
-
 namespace msg_tarvel::tool {
 
-// The commands. Each returns its exit status, FOUND or NOTHING_FOUND, and throws Failure,
-// UsageError or Interrupted.
+class CommandSet;
 
-constexpr int FOUND = 0;
-constexpr int NOTHING_FOUND = 1;
-constexpr int USAGE_ERROR = 2;
-constexpr int FAILED = 3;
+// Each declares a command with its arguments and what it does.
 
-int create_store(const Output& output);
-int import_file(const Output& output, const std::string& path,
-                const std::vector<std::string>& ownNumbers);
-int list_threads(const Output& output);
-int show_conversation(const Output& output, int convId);
-int list_messages(const Output& output, const ListCondition& condition);
-/** Finds the conversation with exactly these people, their numbers written in any way. */
-int find_thread(const Output& output, const std::vector<std::string>& numbers);
-
-/** A FolderType value by its number or its enumerator's name; throws UsageError. */
-int folder_type_of(const std::string& text);
-
-/** The names that folder_type_of knows. */
-std::vector<std::string> folder_type_names();
+void declare_create(CommandSet& commands);
+void declare_import(CommandSet& commands);
+void declare_threads(CommandSet& commands);
+void declare_conversation(CommandSet& commands);
+void declare_messages(CommandSet& commands);
+void declare_find_thread(CommandSet& commands);
+/** `commands`, the registry of what processes send each other. */
+void declare_registry(CommandSet& commands);
+/** `buffer encode`, `buffer show` and `buffer check`. */
+void declare_buffer(CommandSet& commands);
 
 }  // namespace msg_tarvel::tool

@@ -4,7 +4,7 @@
 
 #include <ostream>
 
-#include "commands/commands.h"
+#include "commands/folder_names.h"
 #include "describe/description.h"
 
 namespace msg_tarvel::tool {

@@ -156,7 +156,7 @@ Import::Import(const std::string& path, const std::vector<std::string>& ownNumbe
   for (const std::string& number : ownNumbers) _ownNumbers.add(number);
   forget_log_errors();
   std::vector<SimInfo> sims;
-  is_found(db::db_get_sim_infos(sims), "cannot read the message store");
+  is_found(db::db_get_sim_infos(sims), CANNOT_READ);
   for (const SimInfo& sim : sims) _ownNumbers.add(sim.address);
 }
 

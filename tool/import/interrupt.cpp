@@ -1,5 +1,7 @@
 #include "import/interrupt.h"
 
+#include "failure.h"
+
 namespace msg_tarvel::tool {
 
 namespace {

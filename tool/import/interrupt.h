@@ -4,11 +4,6 @@
 
 namespace msg_tarvel::tool {
 
-/** The user or the system asked the program to end with `signal`. */
-struct Interrupted {
-  int signal;
-};
-
 /**
  * While one lives, SIGINT and SIGTERM no longer end the process at once: the next call of
  * throw_if_interrupted does, by an exception that lets everything be undone.

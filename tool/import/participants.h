@@ -7,15 +7,9 @@
 
 #include "backup/backup_reader.h"
 #include "store/phone_number.h"
+#include "store/store_writer.h"
 
 namespace msg_tarvel::tool {
-
-/** Someone a message was exchanged with; the owner of the phone is none. */
-struct Participant {
-  std::string address;
-  /** As msg_address_table has it: 1 from or to, 2 cc, 3 bcc. */
-  int recipientType = 1;
-};
 
 /**
  * Finds out which numbers are the phone owner's own, for these stand among a group's addresses.

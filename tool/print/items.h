@@ -3,28 +3,15 @@
 #include <msg-tarvel-common/item/Address.h>
 #include <msg-tarvel-common/item/Conversation.h>
 #include <msg-tarvel-common/item/Message.h>
-#include <msg-tarvel-common/item/Thread.h>
 
-#include <iosfwd>
-#include <string>
 #include <vector>
 
-#include "import/import.h"
+#include "print/listed_thread.h"
+#include "print/output.h"
 
 namespace msg_tarvel::tool {
 
-/** A conversation of the list, with its participants. */
-struct ListedThread {
-  Thread thread;
-  std::vector<Address> addresses;
-};
-
-/** How a command prints: for a person, `width` columns wide, or as JSON. */
-struct Output {
-  std::ostream& out;
-  bool json = false;
-  int width = 80;
-};
+// Items as tables or, where that is asked for, as JSON.
 
 void print_threads(const Output& output, const std::vector<ListedThread>& threads);
 /** One conversation; `thread.lastMsgId` is valid. */
@@ -33,7 +20,5 @@ void print_thread(const Output& output, const ListedThread& listed);
 void print_conversation(const Output& output, const std::vector<Conversation>& messages,
                         const std::vector<Address>& addresses);
 void print_messages(const Output& output, const std::vector<Message>& messages);
-void print_created(const Output& output, const std::string& path, bool isNew);
-void print_summary(const Output& output, const ImportSummary& summary);
 
 }  // namespace msg_tarvel::tool

@@ -4,6 +4,9 @@
 
 namespace msg_tarvel::tool {
 
+/** How the failure of a query is reported. */
+constexpr const char* CANNOT_READ = "cannot read the message store";
+
 /** The calling thread's use of the message store, from construction to destruction. */
 class StoreSession {
  public:

@@ -9,9 +9,16 @@
 #include <unordered_set>
 #include <vector>
 
-#include "import/participants.h"
+#include "store/phone_number.h"
 
 namespace msg_tarvel::tool {
+
+/** Someone a message was exchanged with; the owner of the phone is none. */
+struct Participant {
+  std::string address;
+  /** As msg_address_table has it: 1 from or to, 2 cc, 3 bcc. */
+  int recipientType = 1;
+};
 
 /** A row of msg_message_table; the columns that are not here are as in a fresh message. */
 struct MessageRow {
