@@ -2,7 +2,6 @@
 
 #include <msg-tarvel-common/db/db_common_funcs.h>
 #include <msg-tarvel-common/ipc/MsgIPC.h>
-#include <record_mapping.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,6 +20,7 @@
 #include "buffer_walk.h"
 #include "commands.h"
 #include "failure.h"
+#include "helpers/record_mapping.h"
 #include "log_sink.h"
 #include "store.h"
 #include "table.h"
@@ -173,7 +173,7 @@ int encode_buffer(const Output& output, int msgId, const std::string& path) {
   if (!is_found(db::db_get_message(msgId, message), "cannot read the message store")) {
     return NOTHING_FOUND;
   }
-  const std::string buffer = handover::to_buffer(message);
+  const std::string buffer = helpers::to_buffer(message);
   if (path.empty()) {
     output.out << buffer;
   } else {

@@ -1,4 +1,4 @@
-#include "message_text.h"
+#include "support/message_text.h"
 
 #include <sstream>
 
