@@ -17,32 +17,16 @@
 #include <string>
 #include <vector>
 
-#include "background_program.h"
 #include "examples/handover/bus_names.h"
 #include "helpers/record_mapping.h"
+#include "support/background_program.h"
 #include "support/fake_platform.h"
 #include "support/message_text.h"
 #include "support/store.h"
 
-namespace {
+namespace msg_tarvel {
 
-namespace db = msg_tarvel::db;
-namespace handover = msg_tarvel::handover;
-namespace helpers = msg_tarvel::helpers;
-using msg_tarvel::Address;
-using msg_tarvel::Content;
-using msg_tarvel::Message;
-using msg_tarvel::NmsMsgMeta;
-using msg_tarvel::Thread;
-using test_support::BackgroundProgram;
-using test_support::Child;
-using test_support::FakePlatform;
-using test_support::full_message;
-using test_support::ProcessResult;
-using test_support::quoted;
-using test_support::RawConnection;
-using test_support::TemporaryFolder;
-using test_support::text_of;
+namespace {
 
 /** What came back: an error's name and text, or a reply with or without an id. */
 struct Answer {
@@ -76,7 +60,7 @@ std::vector<std::string> dump(RawConnection& store) {
 }
 
 /** A bus, the owner with the store of DataDirTest, and the phone's store for the clients. */
-class Handover : public test_support::DataDirTest {
+class Handover : public DataDirTest {
  protected:
   explicit Handover(const std::string& ownerSettings = "")
       : _phoneSettings(write_settings("phone.ini", "[db/csc]\nsalescode=ATT\n")),
@@ -121,7 +105,7 @@ class Handover : public test_support::DataDirTest {
 
   /** Runs the client with the phone's store. */
   ProcessResult client(const std::vector<std::string>& arguments) const {
-    return test_support::run_program(clientCommand(arguments), phoneEnvironment());
+    return run_program(clientCommand(arguments), phoneEnvironment());
   }
 
   static std::vector<std::string> clientCommand(const std::vector<std::string>& arguments) {
@@ -790,9 +774,9 @@ TEST_F(Handover, OwnerEndsOnSigterm) {
 }
 
 TEST_F(Handover, ASecondOwnerGivesUp) {
-  const ProcessResult second = test_support::run_program(
-      {program("example-handover-owner")},
-      environment({"MSG_TARVEL_DATA_DIR=" + folder().path() + "/second/"}));
+  const ProcessResult second =
+      run_program({program("example-handover-owner")},
+                  environment({"MSG_TARVEL_DATA_DIR=" + folder().path() + "/second/"}));
   EXPECT_EQ(second.status, 1);
   EXPECT_EQ(second.out, "");
   EXPECT_NE(second.err.find("org.tarvel.Messages belongs to another process, or the bus is gone\n"),
@@ -801,14 +785,14 @@ TEST_F(Handover, ASecondOwnerGivesUp) {
 }
 
 TEST_F(Handover, OwnerWithoutABusOrAStoreSaysSo) {
-  const ProcessResult noBus = test_support::run_program(
-      {program("example-handover-owner")},
-      {"MSG_TARVEL_DATA_DIR=" + dataDir(),
-       "DBUS_SESSION_BUS_ADDRESS=unix:path=" + folder().path() + "/none"});
+  const ProcessResult noBus =
+      run_program({program("example-handover-owner")},
+                  {"MSG_TARVEL_DATA_DIR=" + dataDir(),
+                   "DBUS_SESSION_BUS_ADDRESS=unix:path=" + folder().path() + "/none"});
   EXPECT_EQ(noBus.status, 1);
   EXPECT_NE(noBus.err.find("cannot reach the bus: "), std::string::npos) << noBus.err;
-  const ProcessResult noStore = test_support::run_program(
-      {program("example-handover-owner")}, environment({"MSG_TARVEL_DATA_DIR=/proc/none/below/"}));
+  const ProcessResult noStore = run_program({program("example-handover-owner")},
+                                            environment({"MSG_TARVEL_DATA_DIR=/proc/none/below/"}));
   EXPECT_EQ(noStore.status, 1);
   EXPECT_NE(noStore.err.find("cannot own the store: the store refuses to be created"),
             std::string::npos)
@@ -816,3 +800,5 @@ TEST_F(Handover, OwnerWithoutABusOrAStoreSaysSo) {
 }
 
 }  // namespace
+
+}  // namespace msg_tarvel

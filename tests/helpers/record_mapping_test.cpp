@@ -17,20 +17,9 @@
 
 #include "support/message_text.h"
 
-namespace {
+namespace msg_tarvel::helpers {
 
-using msg_tarvel::Content;
-using msg_tarvel::Message;
-using msg_tarvel::NmsContentMeta;
-using msg_tarvel::helpers::MessageRecord;
-using msg_tarvel::helpers::read_record;
-using msg_tarvel::helpers::RecordKind;
-using msg_tarvel::helpers::slot_meaning;
-using msg_tarvel::helpers::to_buffer;
-using msg_tarvel::helpers::to_message;
-using msg_tarvel::helpers::to_record;
-using test_support::full_message;
-using test_support::text_of;
+namespace {
 
 Message there_and_back(const Message& message) {
   const std::string buffer = to_buffer(message);
@@ -250,3 +239,5 @@ TEST(SlotMeaning, NamesWhatASlotCarries) {
 }
 
 }  // namespace
+
+}  // namespace msg_tarvel::helpers
