@@ -15,14 +15,15 @@
 #include <string>
 
 #include "bus_names.h"
+#include "helpers/record_mapping.h"
 #include "message_store_writer.h"
-#include "record_mapping.h"
 
 namespace {
 
 using msg_tarvel::Message;
 using msg_tarvel::MsgIPC;
 namespace handover = msg_tarvel::handover;
+namespace helpers = msg_tarvel::helpers;
 
 /** A command of the registry that this process has no answer to. */
 class NotServed : public std::runtime_error {
@@ -97,12 +98,12 @@ int add_handed_over_message(GVariant* parameters) {
   gsize size = 0;
   const auto* const buffer =
       static_cast<const char*>(g_variant_get_fixed_array(content, &size, sizeof(char)));
-  const handover::MessageRecord record = handover::read_record(buffer, size);
+  const helpers::MessageRecord record = helpers::read_record(buffer, size);
   if (!record) {
     throw std::invalid_argument("the " + std::to_string(size) +
                                 " bytes are not one well-formed message");
   }
-  return handover::add_message(handover::to_message(*record), convId);
+  return handover::add_message(helpers::to_message(*record), convId);
 }
 
 /** Carries a command out; its reply, null for none. The parameters are of the command's type. */

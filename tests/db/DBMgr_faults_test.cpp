@@ -11,43 +11,18 @@
 #include <vector>
 
 #include "db/DBMgr_internal.h"
-#include "db_log.h"
-#include "expected_schema.h"
-#include "held_file.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_error.h"
-#include "sqlite_faults.h"
+#include "support/db_log.h"
+#include "support/expected_schema.h"
+#include "support/held_file.h"
 #include "support/processes.h"
+#include "support/sqlite_faults.h"
 #include "support/store.h"
 
 namespace msg_tarvel::db {
 
 namespace {
-
-using test_support::Child;
-using test_support::created;
-using test_support::creating_directories;
-using test_support::creating_files;
-using test_support::creation_failed;
-using test_support::DataDirTest;
-using test_support::error_line;
-using test_support::exec_failed;
-using test_support::EXPECTED_TABLES;
-using test_support::ExpectedLine;
-using test_support::ExpectedTable;
-using test_support::FakePlatform;
-using test_support::gave_up_waiting;
-using test_support::HeldFile;
-using test_support::Lines;
-using test_support::logged;
-using test_support::manager_error;
-using test_support::opening;
-using test_support::quoted;
-using test_support::RawConnection;
-using test_support::SqliteFaults;
-using test_support::StoreTest;
-using test_support::warn_line;
-using test_support::when_opening;
 
 using Calls = std::vector<std::string>;
 

@@ -14,31 +14,16 @@
 #include <vector>
 
 #include "db/DBMgr_internal.h"
-#include "db_log.h"
-#include "held_file.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_error.h"
+#include "support/db_log.h"
+#include "support/held_file.h"
 #include "support/processes.h"
 #include "support/store.h"
 
 namespace msg_tarvel::db {
 
 namespace {
-
-using test_support::become_nobody;
-using test_support::Child;
-using test_support::created;
-using test_support::creating_directories;
-using test_support::creating_files;
-using test_support::DataDirTest;
-using test_support::FakePlatform;
-using test_support::HeldFile;
-using test_support::logged;
-using test_support::LogLine;
-using test_support::manager_error;
-using test_support::opening;
-using test_support::RawConnection;
-using test_support::when_opening;
 
 constexpr gid_t STORE_GROUP = 5000;
 constexpr uid_t NOBODY = 65534;

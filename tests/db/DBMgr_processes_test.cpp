@@ -13,29 +13,16 @@
 #include <vector>
 
 #include "db/DBMgr_internal.h"
-#include "db_log.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_common_funcs.h"
 #include "msg-tarvel-common/db/db_error.h"
+#include "support/db_log.h"
 #include "support/processes.h"
 #include "support/store.h"
 
 namespace msg_tarvel::db {
 
 namespace {
-
-using test_support::become_nobody;
-using test_support::Child;
-using test_support::exec_failed;
-using test_support::ExpectedLine;
-using test_support::FakePlatform;
-using test_support::gave_up_waiting;
-using test_support::logged;
-using test_support::manager_error;
-using test_support::opening;
-using test_support::RawConnection;
-using test_support::Signal;
-using test_support::StoreTest;
 
 using namespace std::chrono_literals;
 

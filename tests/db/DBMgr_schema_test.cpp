@@ -9,33 +9,15 @@
 #include <vector>
 
 #include "db/DBMgr_internal.h"
-#include "db_log.h"
-#include "expected_schema.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_error.h"
+#include "support/db_log.h"
+#include "support/expected_schema.h"
 #include "support/store.h"
 
 namespace msg_tarvel::db {
 
 namespace {
-
-using test_support::created;
-using test_support::creating_directories;
-using test_support::creating_files;
-using test_support::creation_failed;
-using test_support::DataDirTest;
-using test_support::error_line;
-using test_support::exec_failed;
-using test_support::EXPECTED_TABLES;
-using test_support::ExpectedTable;
-using test_support::FakePlatform;
-using test_support::Lines;
-using test_support::logged;
-using test_support::manager_error;
-using test_support::opening;
-using test_support::quoted;
-using test_support::StoreTest;
-using test_support::warn_line;
 
 constexpr const char* OWN_TABLES =
     " FROM sqlite_master WHERE type = 'table' AND name <> 'sqlite_sequence' ORDER BY rowid;";

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "db/DBMgr_internal.h"
-#include "db_log.h"
 #include "msg-tarvel-common/db/db_error.h"
+#include "support/db_log.h"
 #include "support/store.h"
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -24,17 +24,6 @@
 namespace msg_tarvel::db {
 
 namespace {
-
-using test_support::creating_files;
-using test_support::exec_failed;
-using test_support::ExpectedLine;
-using test_support::FakePlatform;
-using test_support::logged;
-using test_support::manager_error;
-using test_support::manager_warning;
-using test_support::opening;
-using test_support::StoreTest;
-using test_support::when_opening;
 
 /** Allocations made while one of these lives are not leaks. */
 class LeakAllowed {

@@ -11,21 +11,16 @@
 #include <vector>
 
 #include "db/DBMgr_internal.h"
-#include "db_log.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_common_funcs.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "msg-tarvel-common/utility/common_util_funcs.h"
+#include "support/db_log.h"
 #include "support/store.h"
 
 namespace msg_tarvel::db {
 
 namespace {
-
-using test_support::DataDirTest;
-using test_support::FakePlatform;
-using test_support::logged;
-using test_support::StoreTest;
 
 /** Runs `body` on `count` threads that start it together, and waits for all of them. */
 void on_threads(std::size_t count, const std::function<void(std::size_t)>& body) {

@@ -10,21 +10,14 @@
 
 #include "db/DBMgr_internal.h"
 #include "db/SqlStatement_internal.h"
-#include "db_log.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_error.h"
+#include "support/db_log.h"
 #include "support/store.h"
 
 namespace msg_tarvel::db {
 
 namespace {
-
-using test_support::DataDirTest;
-using test_support::error_line;
-using test_support::ExpectedLine;
-using test_support::FakePlatform;
-using test_support::logged;
-using test_support::warn_line;
 
 using Statement = std::unique_ptr<SqlStatement>;
 

@@ -15,17 +15,6 @@ namespace msg_tarvel::db {
 
 namespace {
 
-using test_support::compiled_by;
-using test_support::each;
-using test_support::expect_only;
-using test_support::expect_same;
-using test_support::logged;
-using test_support::QueryTest;
-using test_support::quoted;
-using test_support::Row;
-using test_support::SqlRecorder;
-using test_support::with;
-
 using Contents = std::vector<Content>;
 using Texts = std::vector<std::string>;
 

@@ -17,33 +17,6 @@ namespace msg_tarvel::db {
 
 namespace {
 
-using test_support::compiled_by;
-using test_support::DataDirTest;
-using test_support::each;
-using test_support::expect_only;
-using test_support::expect_same;
-using test_support::FakePlatform;
-using test_support::id_list_of_length;
-using test_support::ids_of_length;
-using test_support::info_line;
-using test_support::letters;
-using test_support::Lines;
-using test_support::logged;
-using test_support::no_such_table;
-using test_support::not_compiled;
-using test_support::not_finalized;
-using test_support::not_stepped;
-using test_support::opening;
-using test_support::query_error;
-using test_support::QueryTest;
-using test_support::quoted;
-using test_support::reported;
-using test_support::Row;
-using test_support::run_by;
-using test_support::SqlRecorder;
-using test_support::warn_line;
-using test_support::with;
-
 using Messages = std::vector<Message>;
 using Texts = std::vector<std::string>;
 

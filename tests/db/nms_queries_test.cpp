@@ -15,21 +15,6 @@ namespace msg_tarvel::db {
 
 namespace {
 
-using test_support::compiled_by;
-using test_support::DataDirTest;
-using test_support::each;
-using test_support::expect_only;
-using test_support::expect_same;
-using test_support::letters;
-using test_support::Lines;
-using test_support::logged;
-using test_support::not_compiled;
-using test_support::QueryTest;
-using test_support::reported;
-using test_support::Row;
-using test_support::SqlRecorder;
-using test_support::with;
-
 using Metas = std::vector<NmsMsgMeta>;
 using Texts = std::vector<std::string>;
 using Ids = std::vector<int>;

@@ -19,21 +19,6 @@ namespace msg_tarvel::db {
 
 namespace {
 
-using test_support::DataDirTest;
-using test_support::each;
-using test_support::FakePlatform;
-using test_support::Lines;
-using test_support::logged;
-using test_support::manager_error;
-using test_support::no_such_table;
-using test_support::not_finalized;
-using test_support::not_stepped;
-using test_support::opening;
-using test_support::query_error;
-using test_support::QueryTest;
-using test_support::reported;
-using test_support::SqlRecorder;
-
 constexpr const char* EXCLAIMED = "step() failed!";
 constexpr const char* PLAIN = "step() failed";
 constexpr const char* WITH_CODE = "step failed: (-1005)";

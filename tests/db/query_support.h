@@ -12,15 +12,15 @@
 #include <vector>
 
 #include "db/DBMgr_internal.h"
-#include "db_log.h"
-#include "item/fields.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "msg-tarvel-common/utility/common_util_funcs.h"
-#include "sql_recorder.h"
+#include "support/db_log.h"
+#include "support/item_fields.h"
+#include "support/sql_recorder.h"
 #include "support/store.h"
 
-namespace test_support {
+namespace msg_tarvel {
 
 inline ExpectedLine query_error(const std::string& function, const std::string& message) {
   return error_line("db_common_funcs.cpp", function, "[ERROR] " + message);
@@ -175,4 +175,4 @@ std::vector<Value> each(const std::vector<Item>& items, Value Item::*field) {
   return values;
 }
 
-}  // namespace test_support
+}  // namespace msg_tarvel

@@ -8,21 +8,16 @@
 #include <thread>
 #include <vector>
 
-#include "item/fields.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_common_funcs.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "support/fake_platform.h"
+#include "support/item_fields.h"
 #include "support/store.h"
 
 namespace msg_tarvel::db {
 
 namespace {
-
-using test_support::FakePlatform;
-using test_support::LogLine;
-using test_support::quoted;
-using test_support::StoreTest;
 
 constexpr int CONVERSATIONS = 8;
 constexpr int MESSAGES_EACH = 5;

@@ -19,26 +19,6 @@ namespace msg_tarvel::db {
 
 namespace {
 
-using test_support::compiled_by;
-using test_support::DataDirTest;
-using test_support::error_line;
-using test_support::ExpectedLine;
-using test_support::FakePlatform;
-using test_support::info_line;
-using test_support::letters;
-using test_support::Lines;
-using test_support::logged;
-using test_support::LogLine;
-using test_support::no_such_table;
-using test_support::not_compiled;
-using test_support::not_finalized;
-using test_support::query_error;
-using test_support::QueryTest;
-using test_support::run_by;
-using test_support::SqlRecorder;
-using test_support::StoreTest;
-using test_support::warn_line;
-
 using Texts = std::vector<std::string>;
 using Addresses = std::vector<Address>;
 

@@ -17,31 +17,16 @@
 #include <string>
 #include <vector>
 
-#include "background_program.h"
-#include "bus_names.h"
-#include "message_text.h"
-#include "record_mapping.h"
+#include "examples/handover/bus_names.h"
+#include "helpers/record_mapping.h"
+#include "support/background_program.h"
 #include "support/fake_platform.h"
+#include "support/message_text.h"
 #include "support/store.h"
 
-namespace {
+namespace msg_tarvel {
 
-namespace db = msg_tarvel::db;
-namespace handover = msg_tarvel::handover;
-using msg_tarvel::Address;
-using msg_tarvel::Content;
-using msg_tarvel::Message;
-using msg_tarvel::NmsMsgMeta;
-using msg_tarvel::Thread;
-using test_support::BackgroundProgram;
-using test_support::Child;
-using test_support::FakePlatform;
-using test_support::full_message;
-using test_support::ProcessResult;
-using test_support::quoted;
-using test_support::RawConnection;
-using test_support::TemporaryFolder;
-using test_support::text_of;
+namespace {
 
 /** What came back: an error's name and text, or a reply with or without an id. */
 struct Answer {
@@ -75,7 +60,7 @@ std::vector<std::string> dump(RawConnection& store) {
 }
 
 /** A bus, the owner with the store of DataDirTest, and the phone's store for the clients. */
-class Handover : public test_support::DataDirTest {
+class Handover : public DataDirTest {
  protected:
   explicit Handover(const std::string& ownerSettings = "")
       : _phoneSettings(write_settings("phone.ini", "[db/csc]\nsalescode=ATT\n")),
@@ -120,7 +105,7 @@ class Handover : public test_support::DataDirTest {
 
   /** Runs the client with the phone's store. */
   ProcessResult client(const std::vector<std::string>& arguments) const {
-    return test_support::run_program(clientCommand(arguments), phoneEnvironment());
+    return run_program(clientCommand(arguments), phoneEnvironment());
   }
 
   static std::vector<std::string> clientCommand(const std::vector<std::string>& arguments) {
@@ -328,7 +313,7 @@ TEST_F(Handover, CountsWhatAConversationShows) {
     message.storageFolder = folder;
     message.displayTime = time;
     message.mainText = text;
-    EXPECT_EQ(handOver(handover::to_buffer(message)).error, "");
+    EXPECT_EQ(handOver(helpers::to_buffer(message)).error, "");
   };
   handOverWith(msg_tarvel::MAIN_FOLDER_1, 500, "first of its moment");
   handOverWith(msg_tarvel::STANDALONE_FOLDER_1, 500, "last of its moment");
@@ -344,7 +329,7 @@ TEST_F(Handover, CountsWhatAConversationShows) {
 TEST_F(Handover, IsNotLedAstrayByAPointerOfTheSenders) {
   Message message = full_message();
   message.contents[0].nmsContentMeta.metaText2 = "two";
-  std::string buffer = handover::to_buffer(message);
+  std::string buffer = helpers::to_buffer(message);
   const std::size_t text = buffer.find(std::string("\3\0\0\0two", 7));
   buffer.replace(text, 7, std::string(4, '\0'));
   std::memset(&buffer[text - 4 - 1 - 24 + 12], 0x7F, 4);
@@ -357,7 +342,7 @@ class RefusingHandover : public Handover {
  protected:
   RefusingHandover() {
     EXPECT_EQ(addMessage("+14155550100", "hello").id, 1);
-    EXPECT_EQ(handOver(handover::to_buffer(full_message())).id, 2);
+    EXPECT_EQ(handOver(helpers::to_buffer(full_message())).id, 2);
     _before = dump(store());
   }
   ~RefusingHandover() override { EXPECT_EQ(dump(store()), _before); }
@@ -423,7 +408,7 @@ TEST_F(RefusingHandover, OfCommandsThatNeedMoreThanAStore) {
 }
 
 TEST_F(RefusingHandover, OfTruncatedBuffers) {
-  const std::string buffer = handover::to_buffer(full_message());
+  const std::string buffer = helpers::to_buffer(full_message());
   for (std::size_t size = 0; size < buffer.size(); ++size) {
     expectRefusal(
         handOver(buffer.substr(0, size)), INVALID_ARGS,
@@ -432,7 +417,7 @@ TEST_F(RefusingHandover, OfTruncatedBuffers) {
 }
 
 TEST_F(RefusingHandover, OfDamagedBuffers) {
-  const std::string good = handover::to_buffer(full_message());
+  const std::string good = helpers::to_buffer(full_message());
   const std::function<void(std::string&)> damages[] = {
       [](std::string& buffer) { buffer += '\0'; },
       [&good](std::string& buffer) { buffer += good; },
@@ -455,7 +440,7 @@ TEST_F(RefusingHandover, OfPresenceBytesThatAreNeither) {
   Message message;
   message.storageFolder = 1;
   message.addresses = full_message().addresses;
-  std::string buffer = handover::to_buffer(message);
+  std::string buffer = helpers::to_buffer(message);
   buffer.back() = 2;
   expectRefusal(handOver(buffer), INVALID_ARGS, "bytes are not one well-formed message");
 }
@@ -472,7 +457,7 @@ TEST_F(RefusingHandover, OfVariantsThatAreNoByteArray) {
 }
 
 TEST_F(RefusingHandover, OfWhatIsNotInTheStore) {
-  const std::string good = handover::to_buffer(full_message());
+  const std::string good = helpers::to_buffer(full_message());
   expectRefusal(handOver(good, 99), INVALID_ARGS, "there is no conversation 99");
   expectRefusal(handOver(good, -1), INVALID_ARGS, "there is no conversation -1");
   expectRefusal(call("read_thread", g_variant_new("(i)", 99)), INVALID_ARGS,
@@ -489,13 +474,13 @@ TEST_F(RefusingHandover, OfMessagesThatCannotBeStored) {
   Message message = full_message();
   for (const int folder : {0, 6, 100, 106, 9999, -2}) {
     message.storageFolder = folder;
-    expectRefusal(handOver(handover::to_buffer(message)), INVALID_ARGS,
+    expectRefusal(handOver(helpers::to_buffer(message)), INVALID_ARGS,
                   "there is no folder " + std::to_string(folder));
     expectRefusal(addMessage("+14155550100", "text", folder), INVALID_ARGS, "there is no folder");
   }
   message.storageFolder = 1;
   message.addresses.clear();
-  expectRefusal(handOver(handover::to_buffer(message)), INVALID_ARGS,
+  expectRefusal(handOver(helpers::to_buffer(message)), INVALID_ARGS,
                 "a message without addresses needs a conversation");
   expectRefusal(addMessage("", "text"), INVALID_ARGS, "add_message: a message needs an address");
 }
@@ -529,7 +514,7 @@ TEST_F(Handover, RefusesWhileTheStoreIsLockedAndRecovers) {
 TEST_F(Handover, UndoesWhatFailsHalfway) {
   store().exec("DROP TABLE msg_nms_meta_table;");
   const std::vector<std::string> before = dump(store());
-  const Answer answer = handOver(handover::to_buffer(full_message()));
+  const Answer answer = handOver(helpers::to_buffer(full_message()));
   EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.Failed");
   EXPECT_EQ(answer.text,
             "nms_add_message: the store refuses to prepare a statement, see the owner's log");
@@ -543,11 +528,11 @@ TEST_F(Handover, ServesOnAfterSqliteHasUndoneATransactionItself) {
       "CREATE TRIGGER full BEFORE INSERT ON msg_mms_content_table "
       "BEGIN SELECT RAISE(ROLLBACK, 'full'); END;");
   const std::vector<std::string> before = dump(store());
-  EXPECT_EQ(handOver(handover::to_buffer(full_message())).error,
+  EXPECT_EQ(handOver(helpers::to_buffer(full_message())).error,
             "org.freedesktop.DBus.Error.Failed");
   EXPECT_EQ(dump(store()), before);
   store().exec("DROP TRIGGER full;");
-  EXPECT_EQ(handOver(handover::to_buffer(full_message())).id, 1);
+  EXPECT_EQ(handOver(helpers::to_buffer(full_message())).id, 1);
   EXPECT_EQ(thread(1).msgCnt, 1);
   EXPECT_TRUE(std::filesystem::exists(dbFile() + "-journal"));
 
@@ -556,7 +541,7 @@ TEST_F(Handover, ServesOnAfterSqliteHasUndoneATransactionItself) {
       "CREATE TRIGGER bad BEFORE INSERT ON msg_nms_meta_table "
       "BEGIN SELECT RAISE(ABORT, 'bad'); END;");
   const std::vector<std::string> one = dump(store());
-  EXPECT_EQ(handOver(handover::to_buffer(full_message())).error,
+  EXPECT_EQ(handOver(helpers::to_buffer(full_message())).error,
             "org.freedesktop.DBus.Error.Failed");
   EXPECT_EQ(dump(store()), one);
 }
@@ -625,9 +610,9 @@ TEST_F(Handover, FindsTheConversationOfMoreAddressesThanASearchHasRoomFor) {
     message.addresses[i].address = "participant." + std::to_string(i) + "@example.org";
     message.addresses[i].addressType = 2;
   }
-  for (const int id : {1, 2}) EXPECT_EQ(handOver(handover::to_buffer(message)).id, id);
+  for (const int id : {1, 2}) EXPECT_EQ(handOver(helpers::to_buffer(message)).id, id);
   message.addresses.back().address = "another@example.org";
-  EXPECT_EQ(handOver(handover::to_buffer(message)).id, 3);
+  EXPECT_EQ(handOver(helpers::to_buffer(message)).id, 3);
   EXPECT_EQ(thread(1).msgCnt, 2);
   EXPECT_EQ(thread(2).msgCnt, 1);
 }
@@ -649,7 +634,7 @@ TEST_F(Handover, FindsTheConversationOfAnEmptyAddressToo) {
   Message message = full_message();
   message.addresses.resize(1);
   message.addresses[0].address.clear();
-  for (const int id : {1, 2}) EXPECT_EQ(handOver(handover::to_buffer(message)).id, id);
+  for (const int id : {1, 2}) EXPECT_EQ(handOver(helpers::to_buffer(message)).id, id);
   EXPECT_EQ(thread(1).msgCnt, 2);
 }
 
@@ -687,13 +672,13 @@ TEST_F(Handover, MarksAConversationAsRead) {
 }
 
 TEST_F(Handover, DeletesAMessageWithAllThatBelongsToIt) {
-  const std::string buffer = handover::to_buffer(full_message());
+  const std::string buffer = helpers::to_buffer(full_message());
   ASSERT_EQ(handOver(buffer).id, 1);
   const std::vector<std::string> one = dump(store());
   Message newer = full_message();
   newer.displayTime += 1;
   newer.mainText = "newer";
-  ASSERT_EQ(handOver(handover::to_buffer(newer)).id, 2);
+  ASSERT_EQ(handOver(helpers::to_buffer(newer)).id, 2);
   EXPECT_EQ(thread(1).mainText, "newer");
 
   EXPECT_EQ(client({"delete_message", "2", "1"}).out, "()\n");
@@ -715,8 +700,8 @@ TEST_F(Handover, DeletesAMessageWithAllThatBelongsToIt) {
 }
 
 TEST_F(Handover, DeletesAConversationsMessagesAndKeepsTheConversation) {
-  handOver(handover::to_buffer(full_message()));
-  handOver(handover::to_buffer(full_message()));
+  handOver(helpers::to_buffer(full_message()));
+  handOver(helpers::to_buffer(full_message()));
   addMessage("+14155550199", "of another conversation");
   store().exec("INSERT INTO msg_ft_content_table (msgId) VALUES (1), (2);");
   EXPECT_EQ(client({"delete_thread", "1"}).out, "()\n");
@@ -734,7 +719,7 @@ TEST_F(Handover, DeletesAConversationsMessagesAndKeepsTheConversation) {
   }
   EXPECT_EQ(store().value("SELECT msgCnt || ' ' || unreadCnt FROM msg_conversation_table;"), "0 0");
 
-  EXPECT_EQ(handOver(handover::to_buffer(full_message())).id, 4);
+  EXPECT_EQ(handOver(helpers::to_buffer(full_message())).id, 4);
   EXPECT_EQ(thread(1).msgCnt, 1);
 }
 
@@ -789,9 +774,9 @@ TEST_F(Handover, OwnerEndsOnSigterm) {
 }
 
 TEST_F(Handover, ASecondOwnerGivesUp) {
-  const ProcessResult second = test_support::run_program(
-      {program("example-handover-owner")},
-      environment({"MSG_TARVEL_DATA_DIR=" + folder().path() + "/second/"}));
+  const ProcessResult second =
+      run_program({program("example-handover-owner")},
+                  environment({"MSG_TARVEL_DATA_DIR=" + folder().path() + "/second/"}));
   EXPECT_EQ(second.status, 1);
   EXPECT_EQ(second.out, "");
   EXPECT_NE(second.err.find("org.tarvel.Messages belongs to another process, or the bus is gone\n"),
@@ -800,14 +785,14 @@ TEST_F(Handover, ASecondOwnerGivesUp) {
 }
 
 TEST_F(Handover, OwnerWithoutABusOrAStoreSaysSo) {
-  const ProcessResult noBus = test_support::run_program(
-      {program("example-handover-owner")},
-      {"MSG_TARVEL_DATA_DIR=" + dataDir(),
-       "DBUS_SESSION_BUS_ADDRESS=unix:path=" + folder().path() + "/none"});
+  const ProcessResult noBus =
+      run_program({program("example-handover-owner")},
+                  {"MSG_TARVEL_DATA_DIR=" + dataDir(),
+                   "DBUS_SESSION_BUS_ADDRESS=unix:path=" + folder().path() + "/none"});
   EXPECT_EQ(noBus.status, 1);
   EXPECT_NE(noBus.err.find("cannot reach the bus: "), std::string::npos) << noBus.err;
-  const ProcessResult noStore = test_support::run_program(
-      {program("example-handover-owner")}, environment({"MSG_TARVEL_DATA_DIR=/proc/none/below/"}));
+  const ProcessResult noStore = run_program({program("example-handover-owner")},
+                                            environment({"MSG_TARVEL_DATA_DIR=/proc/none/below/"}));
   EXPECT_EQ(noStore.status, 1);
   EXPECT_NE(noStore.err.find("cannot own the store: the store refuses to be created"),
             std::string::npos)
@@ -815,3 +800,5 @@ TEST_F(Handover, OwnerWithoutABusOrAStoreSaysSo) {
 }
 
 }  // namespace
+
+}  // namespace msg_tarvel

@@ -7,12 +7,11 @@
 #include <sstream>
 #include <string>
 
-#include "record_mapping.h"
+#include "helpers/record_mapping.h"
+
+namespace msg_tarvel::helpers {
 
 namespace {
-
-using msg_tarvel::MsgIPC;
-using msg_tarvel::handover::RecordKind;
 
 std::string text_of(const std::string& path) {
   std::ifstream file(std::string(SOURCE_DIR) + "/" + path);
@@ -61,7 +60,7 @@ TEST(IpcDocument, ListsEverySlot) {
   for (const Table& table : tables) {
     const std::string rows = section(text, table.heading);
     for (int slot = 0; slot < table.slots; ++slot) {
-      const std::string meaning = msg_tarvel::handover::slot_meaning(table.kind, slot);
+      const std::string meaning = slot_meaning(table.kind, slot);
       const std::string row =
           "\n| " + std::to_string(slot) + " | " + (meaning.empty() ? "0" : meaning) + " | ";
       EXPECT_NE(rows.find(row), std::string::npos) << table.heading << row;
@@ -85,3 +84,5 @@ TEST(IpcDocument, ShowsTheExamplesCodeAsItStands) {
 }
 
 }  // namespace
+
+}  // namespace msg_tarvel::helpers

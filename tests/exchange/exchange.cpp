@@ -12,12 +12,11 @@
 #include <string>
 #include <vector>
 
-#include "msg-tarvel-serializer/golden_values.h"
+#include "support/golden_values.h"
+
+namespace msg_tarvel::wire_test {
 
 namespace {
-
-// NOLINTNEXTLINE(google-build-using-namespace): the vocabulary of this file
-using namespace msg_tarvel::wire_test;
 
 /** One buffer: its file, what this build writes, and whether bytes are read as what is meant. */
 struct Kind {
@@ -72,16 +71,10 @@ bool verify_file(const Kind& kind, const std::string& path) {
          without_pointers(bytes) == without_pointers(kind.written);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  const bool isWriting = argc == 3 && std::strcmp(argv[1], "write") == 0;
-  if (!isWriting && !(argc == 3 && std::strcmp(argv[1], "verify") == 0)) {
-    std::fprintf(stderr, "usage: exchange write|verify FOLDER\n");
-    return 2;
-  }
+/** Writes or verifies every buffer in `folder`; the exit status. */
+int exchange(const std::string& folder, bool isWriting) {
   for (const Kind& kind : all_kinds()) {
-    const std::string path = std::string(argv[2]) + "/" + kind.file;
+    const std::string path = folder + "/" + kind.file;
     if (!(isWriting ? write_file : verify_file)(kind, path)) {
       std::fprintf(stderr, "exchange: %s: %s\n", path.c_str(),
                    isWriting ? "cannot be written" : "is not what this build writes");
@@ -91,4 +84,17 @@ int main(int argc, char** argv) {
   std::printf("%zu buffers %s by a %zu-bit program\n", all_kinds().size(),
               isWriting ? "written" : "read and compared", 8 * sizeof(void*));
   return 0;
+}
+
+}  // namespace
+
+}  // namespace msg_tarvel::wire_test
+
+int main(int argc, char** argv) {
+  const bool isWriting = argc == 3 && std::strcmp(argv[1], "write") == 0;
+  if (!isWriting && !(argc == 3 && std::strcmp(argv[1], "verify") == 0)) {
+    std::fprintf(stderr, "usage: exchange write|verify FOLDER\n");
+    return 2;
+  }
+  return msg_tarvel::wire_test::exchange(argv[2], isWriting);
 }

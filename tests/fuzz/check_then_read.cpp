@@ -3,12 +3,11 @@
 #include <string>
 
 #include "fuzz_target.h"
-#include "msg-tarvel-serializer/records.h"
+#include "support/records.h"
+
+namespace msg_tarvel::wire_test {
 
 namespace {
-
-using namespace msg_tarvel::wire_test;  // NOLINT(google-build-using-namespace): this file's own
-                                        // half
 
 template <typename Record>
 void expect_same_when_written_again(const std::string& buffer, const Record& item) {
@@ -38,13 +37,15 @@ void read_meta(const std::string& buffer) {
 
 }  // namespace
 
+}  // namespace msg_tarvel::wire_test
+
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto* const bytes = reinterpret_cast<const char*>(data);
   const std::size_t message = msg_check_message(bytes, size);
   FUZZ_ASSERT(message <= size);
-  if (message > 0) read_message({bytes, message});
+  if (message > 0) msg_tarvel::wire_test::read_message({bytes, message});
   const std::size_t meta = msg_check_nms_msg_meta(bytes, size);
   FUZZ_ASSERT(meta <= size);
-  if (meta > 0) read_meta({bytes, meta});
+  if (meta > 0) msg_tarvel::wire_test::read_meta({bytes, meta});
   return 0;
 }

@@ -5,12 +5,11 @@
 #include <utility>
 
 #include "fuzz_target.h"
-#include "msg-tarvel-serializer/records.h"
+#include "support/records.h"
+
+namespace msg_tarvel::wire_test {
 
 namespace {
-
-using namespace msg_tarvel::wire_test;  // NOLINT(google-build-using-namespace): this file's own
-                                        // half
 
 /** Values from the input, and zeros when it is used up. */
 class Source {
@@ -107,9 +106,11 @@ void round_trip(const Values& values) {
 
 }  // namespace
 
+}  // namespace msg_tarvel::wire_test
+
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const MessageValues values = Source(data, size).message();
-  round_trip(values);
-  if (values.meta) round_trip(*values.meta);
+  const auto values = msg_tarvel::wire_test::Source(data, size).message();
+  msg_tarvel::wire_test::round_trip(values);
+  if (values.meta) msg_tarvel::wire_test::round_trip(*values.meta);
   return 0;
 }

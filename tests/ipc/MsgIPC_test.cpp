@@ -10,14 +10,11 @@
 #include <thread>
 #include <vector>
 
-#include "support/fake_platform.h"
+#include "support/expected_log.h"
 
 namespace msg_tarvel {
 
 namespace {
-
-using test_support::error_line;
-using test_support::FakePlatform;
 
 /** A row of the registry, and its type string wrapped as a whole signature. */
 struct Row {
@@ -65,27 +62,19 @@ const Row ROWS[] = {
 
 MsgIPC::IpcCommand command(int number) { return static_cast<MsgIPC::IpcCommand>(number); }
 
-/** Expects that the last look-ups logged these lines and nothing else. */
-void expect_log(const std::vector<test_support::ExpectedLine>& expected) {
-  const auto lines = FakePlatform::get().lines();
-  FakePlatform::get().clearLines();
-  ASSERT_EQ(lines.size(), expected.size()) << ::testing::PrintToString(lines);
-  for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(lines[i], expected[i]);
-}
-
-test_support::ExpectedLine not_found(const std::string& name) {
+ExpectedLine not_found(const std::string& name) {
   return error_line("MsgIPC.cpp", "getCmdByMethodName",
                     "[ERROR] IPC Command named with [" + name + "] is not found");
 }
 
-test_support::ExpectedLine out_of_bound(const std::string& function, int number) {
+ExpectedLine out_of_bound(const std::string& function, int number) {
   return error_line("MsgIPC.cpp", function,
                     "[ERROR] input command is out of bound [" + std::to_string(number) + "]");
 }
 
 void expect_unknown_name(const std::string& name) {
   EXPECT_EQ(MsgIPC().getCmdByMethodName(name), 999) << name;
-  expect_log({not_found(name)});
+  EXPECT_TRUE(logged({not_found(name)}));
 }
 
 void expect_nothing_for(int number) {
@@ -103,7 +92,7 @@ void expect_table(const MsgIPC& ipc) {
     EXPECT_EQ(ipc.getCmdStruct(row.command), row.wrapped);
     EXPECT_EQ(ipc.getCmdStructLenth(row.command), row.parameters);
   }
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 std::string upper(std::string text) {
@@ -145,7 +134,7 @@ TEST(MsgIPC, NamesThatEndAlikeAreDifferentCommands) {
   EXPECT_EQ(ipc.getCmdByMethodName("nms_send_message"), 19);
   EXPECT_EQ(ipc.getCmdByMethodName("resend_message"), 9);
   EXPECT_EQ(ipc.getCmdByMethodName("nms_resend_message"), 20);
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 TEST(MsgIPC, NamesMatchOnlyInFull) {
@@ -167,27 +156,27 @@ TEST(MsgIPC, NamesMatchOnlyInFull) {
 
 TEST(MsgIPC, AZeroByteBelongsToTheName) {
   EXPECT_EQ(MsgIPC().getCmdByMethodName(std::string("read_message\0", 13)), 999);
-  expect_log({not_found("read_message")});
+  EXPECT_TRUE(logged({not_found("read_message")}));
 }
 
 TEST(MsgIPC, NumbersAboveTheBoundAreReportedByEachLookUp) {
   const MsgIPC ipc;
   for (const int number : {999, 1000, 65535, INT_MAX}) {
     expect_nothing_for(number);
-    expect_log({out_of_bound("getCmdString", number), out_of_bound("getCmdStruct", number),
-                out_of_bound("getCmdStructLenth", number)});
+    EXPECT_TRUE(logged({out_of_bound("getCmdString", number), out_of_bound("getCmdStruct", number),
+                        out_of_bound("getCmdStructLenth", number)}));
   }
   EXPECT_EQ(MsgIPC::IPC_COMMAND_NONE, 999);
 }
 
 TEST(MsgIPC, NumbersBetweenTheTableAndTheBoundAreNoCommandsInSilence) {
   for (int number = 29; number <= 998; ++number) expect_nothing_for(number);
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 TEST(MsgIPC, NegativeNumbersAreNoCommandsInSilence) {
   for (const int number : {-1, -2, -999, INT_MIN}) expect_nothing_for(number);
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 TEST(MsgIPC, EachObjectHoldsItsOwnTable) {

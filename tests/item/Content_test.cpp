@@ -3,17 +3,12 @@
 #include <filesystem>
 
 #include "item/item_suites.h"
-#include "item/scarce_memory.h"
 #include "support/fake_platform.h"
+#include "support/scarce_memory.h"
 #include "support/store.h"
-#include "utility/text_file.h"
+#include "support/text_file.h"
 
 namespace msg_tarvel::item_test {
-
-using test_support::error_line;
-using test_support::ExpectedLine;
-using test_support::FakePlatform;
-using test_support::LogLine;
 
 static_assert(std::is_nothrow_move_constructible_v<Content>);
 
@@ -236,21 +231,21 @@ class ContentCreateFile : public ::testing::Test {
   std::string path(const std::string& name) const { return _folder.path() + "/" + name; }
 
  private:
-  test_support::TemporaryFolder _folder;
+  TemporaryFolder _folder;
 };
 
 TEST_F(ContentCreateFile, WritesThePayload) {
   const std::string bytes("\0raw\n\xff%s", 8);
   EXPECT_EQ(content_with(bytes).createFile(path("part")), 0);
-  EXPECT_EQ(test_support::read_file(path("part")), bytes);
+  EXPECT_EQ(read_file(path("part")), bytes);
   expect_log({});
 }
 
 TEST_F(ContentCreateFile, TruncatesAFileThatIsThere) {
   for (const std::string payload : {"new", ""}) {
-    test_support::write_file(path("part"), "something longer");
+    write_file(path("part"), "something longer");
     EXPECT_EQ(content_with(payload).createFile(path("part")), 0);
-    EXPECT_EQ(test_support::read_file(path("part")), payload);
+    EXPECT_EQ(read_file(path("part")), payload);
   }
   expect_log({});
 }

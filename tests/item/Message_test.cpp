@@ -3,7 +3,7 @@
 #include <new>
 
 #include "item/item_suites.h"
-#include "item/scarce_memory.h"
+#include "support/scarce_memory.h"
 
 namespace msg_tarvel::item_test {
 

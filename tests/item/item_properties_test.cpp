@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 
-#include "item/fields.h"
+#include "support/item_fields.h"
 
 namespace msg_tarvel::item_test {
 

@@ -8,7 +8,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "item/fields.h"
+#include "support/item_fields.h"
 
 namespace msg_tarvel::item_test {
 

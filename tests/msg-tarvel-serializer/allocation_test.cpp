@@ -11,9 +11,9 @@
 
 #include "msg-tarvel-serializer/bytes.h"
 #include "msg-tarvel-serializer/internal_functions.h"
-#include "msg-tarvel-serializer/samples.h"
 #include "msg-tarvel-serializer/serializer_log.h"
 #include "msg-tarvel-serializer/watched_calls.h"
+#include "support/samples.h"
 
 namespace msg_tarvel::wire_test {
 

@@ -8,8 +8,8 @@
 
 #include "msg-tarvel-serializer/bytes.h"
 #include "msg-tarvel-serializer/guarded_memory.h"
-#include "msg-tarvel-serializer/samples.h"
 #include "msg-tarvel-serializer/serializer_log.h"
+#include "support/samples.h"
 
 namespace msg_tarvel::wire_test {
 

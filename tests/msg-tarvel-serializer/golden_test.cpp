@@ -11,7 +11,7 @@
 #include <sstream>
 
 #include "msg-tarvel-serializer/bytes.h"
-#include "msg-tarvel-serializer/golden_values.h"
+#include "support/golden_values.h"
 
 namespace msg_tarvel::wire_test {
 

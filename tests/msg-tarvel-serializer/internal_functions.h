@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "msg-tarvel-serializer/msg-tarvel-serializer_internal.h"
-#include "msg-tarvel-serializer/records.h"
+#include "support/records.h"
 
 namespace msg_tarvel::wire_test {
 

@@ -8,8 +8,8 @@
 #include <cstring>
 
 #include "msg-tarvel-serializer/bytes.h"
-#include "msg-tarvel-serializer/samples.h"
 #include "msg-tarvel-serializer/serializer_log.h"
+#include "support/samples.h"
 
 namespace msg_tarvel::wire_test {
 

@@ -7,7 +7,7 @@
 
 #include "msg-tarvel-serializer/bytes.h"
 #include "msg-tarvel-serializer/internal_functions.h"
-#include "msg-tarvel-serializer/samples.h"
+#include "support/samples.h"
 
 namespace msg_tarvel::wire_test {
 

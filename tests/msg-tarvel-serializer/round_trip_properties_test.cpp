@@ -5,7 +5,7 @@
 
 #include "msg-tarvel-serializer/bytes.h"
 #include "msg-tarvel-serializer/guarded_memory.h"
-#include "msg-tarvel-serializer/records.h"
+#include "support/records.h"
 
 namespace msg_tarvel::wire_test {
 

@@ -5,7 +5,7 @@
 
 #include <thread>
 
-#include "msg-tarvel-serializer/samples.h"
+#include "support/samples.h"
 
 namespace msg_tarvel::wire_test {
 

@@ -5,7 +5,7 @@
 
 #include "platform/platform_test.h"
 
-namespace platform_test {
+namespace msg_tarvel::platform_test {
 
 struct Free {
   void operator()(char* text) const { std::free(text); }
@@ -50,4 +50,4 @@ TEST_F(DataPath, IsFoundWithoutHome) {
   EXPECT_EQ(result.err, "");
 }
 
-}  // namespace platform_test
+}  // namespace msg_tarvel::platform_test

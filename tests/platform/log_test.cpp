@@ -6,11 +6,7 @@
 
 #include "platform/platform_test.h"
 
-namespace platform_test {
-
-using test_support::Child;
-using test_support::execute;
-using test_support::ProcessResult;
+namespace msg_tarvel::platform_test {
 
 const std::string DEBUG = "3";
 const std::string INFO = "4";
@@ -136,4 +132,4 @@ TEST_F(LogToTerminal, ShowsInfoOnlyWhenAskedForIt) {
   EXPECT_EQ(shown(INFO, "a text", "another"), "");
 }
 
-}  // namespace platform_test
+}  // namespace msg_tarvel::platform_test

@@ -18,7 +18,7 @@
 
 #include "support/processes.h"
 
-namespace platform_test {
+namespace msg_tarvel::platform_test {
 
 /** An empty folder, and an environment that leads nowhere else. */
 class PlatformTest : public ::testing::Test {
@@ -48,11 +48,11 @@ class PlatformTest : public ::testing::Test {
 };
 
 /** Runs platform-program; `environment` as for run_program. */
-inline test_support::ProcessResult run_platform(const std::vector<std::string>& arguments,
-                                                const std::vector<std::string>& environment = {}) {
+inline ProcessResult run_platform(const std::vector<std::string>& arguments,
+                                  const std::vector<std::string>& environment = {}) {
   std::vector<std::string> command = {PLATFORM_PROGRAM};
   command.insert(command.end(), arguments.begin(), arguments.end());
-  return test_support::run_program(command, environment);
+  return run_program(command, environment);
 }
 
 /** What `body` writes to standard error. */
@@ -101,4 +101,4 @@ inline Log log_in(const std::string& text) {
 /** The home directory that the system knows for the user, whatever $HOME says. */
 inline std::string home_of_user() { return getpwuid(getuid())->pw_dir; }
 
-}  // namespace platform_test
+}  // namespace msg_tarvel::platform_test

@@ -5,11 +5,9 @@
 #include <optional>
 
 #include "platform/platform_test.h"
-#include "utility/text_file.h"
+#include "support/text_file.h"
 
-namespace platform_test {
-
-using test_support::write_file;
+namespace msg_tarvel::platform_test {
 
 constexpr const char* MIN_MATCH = "db/contacts-svc/phonenumber_min_match_digit";
 constexpr const char* STANDALONE = "db/setup_wizard/standalone";
@@ -233,4 +231,4 @@ TEST_F(SettingsPlace, IsFoundWithoutHome) {
   EXPECT_EQ(withDirectory.err, "");
 }
 
-}  // namespace platform_test
+}  // namespace msg_tarvel::platform_test

@@ -11,7 +11,7 @@
 #include <mutex>
 #include <regex>
 
-namespace test_support {
+namespace msg_tarvel {
 
 namespace {
 
@@ -147,9 +147,7 @@ void FakePlatform::setDataPath(std::optional<std::string> path) {
   state().dataPath = std::move(path);
 }
 
-}  // namespace test_support
-
-using test_support::state;
+extern "C" {
 
 int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ...) {
   std::va_list arguments;
@@ -157,11 +155,11 @@ int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ..
   char* text = nullptr;
   const int length = vasprintf(&text, fmt, arguments);
   va_end(arguments);
-  test_support::LogLine line = test_support::parse(prio, tag, length < 0 ? "" : text);
+  LogLine line = parse(prio, tag, length < 0 ? "" : text);
   if (log_id != LOG_ID_MAIN) line.tag += " (not in the main log)";
   std::free(text);
 
-  std::function<void(const test_support::LogLine&)> hook;
+  std::function<void(const LogLine&)> hook;
   {
     const std::lock_guard<std::mutex> lock(state().mutex);
     state().lines.push_back(line);
@@ -172,7 +170,7 @@ int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ..
 }
 
 char* vconf_get_str(const char* in_key) {
-  test_support::FakePlatform::get();
+  FakePlatform::get();
   const std::lock_guard<std::mutex> lock(state().mutex);
   ++state().reads[in_key];
   const auto found = state().strings.find(in_key);
@@ -180,11 +178,11 @@ char* vconf_get_str(const char* in_key) {
 }
 
 int vconf_get_int(const char* in_key, int* intval) {
-  test_support::FakePlatform::get();
+  FakePlatform::get();
   const std::lock_guard<std::mutex> lock(state().mutex);
   ++state().reads[in_key];
   const auto found = state().numbers.find(in_key);
-  if (found == state().numbers.end()) return test_support::FakePlatform::UNREADABLE;
+  if (found == state().numbers.end()) return FakePlatform::UNREADABLE;
   *intval = found->second;
   return 0;
 }
@@ -193,3 +191,7 @@ char* app_get_data_path(void) {
   const std::lock_guard<std::mutex> lock(state().mutex);
   return state().dataPath ? strdup(state().dataPath->c_str()) : nullptr;
 }
+
+}  // extern "C"
+
+}  // namespace msg_tarvel

@@ -11,7 +11,9 @@
 #include <string>
 #include <vector>
 
-namespace test_support {
+#include "support/test_support.h"
+
+namespace msg_tarvel {
 
 /** One line of the log, taken apart; the text as it was printed is in `raw`. */
 struct LogLine {
@@ -75,4 +77,4 @@ class FakePlatform {
   FakePlatform();
 };
 
-}  // namespace test_support
+}  // namespace msg_tarvel

@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace test_support {
+namespace msg_tarvel {
 
 namespace {
 
@@ -184,4 +184,4 @@ void Signal::wait() {
   require(read(_ends[0], &byte, 1) == 1, "read");
 }
 
-}  // namespace test_support
+}  // namespace msg_tarvel

@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
-namespace test_support {
+#include "support/test_support.h"
+
+namespace msg_tarvel {
 
 /** How a process ended and what it printed. */
 struct ProcessResult {
@@ -75,4 +77,4 @@ class Signal {
   int _ends[2] = {-1, -1};
 };
 
-}  // namespace test_support
+}  // namespace msg_tarvel

@@ -10,7 +10,7 @@
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "support/fake_platform.h"
 
-namespace test_support {
+namespace msg_tarvel {
 
 namespace {
 
@@ -125,4 +125,4 @@ void StoreTest::failOnRow(const std::string& table, const std::string& key, long
 
 void StoreTest::dropTable(const std::string& table) { raw().exec("DROP TABLE " + table + ";"); }
 
-}  // namespace test_support
+}  // namespace msg_tarvel

@@ -12,7 +12,9 @@
 
 struct sqlite3;
 
-namespace test_support {
+#include "support/test_support.h"
+
+namespace msg_tarvel {
 
 /** A new folder below the system's temporary one, open to every user, removed with what is in it.
  */
@@ -91,4 +93,4 @@ class StoreTest : public DataDirTest {
   std::optional<RawConnection> _raw;
 };
 
-}  // namespace test_support
+}  // namespace msg_tarvel

@@ -6,19 +6,11 @@
 #include <vector>
 
 #include "msg-tarvel-common/utility/common_util_funcs.h"
-#include "utility/expect_log.h"
+#include "utility/utility_log.h"
+
+namespace msg_tarvel::common_util {
 
 namespace {
-
-using msg_tarvel::common_util::get_min_match_digit;
-using msg_tarvel::common_util::is_linkdial_supported;
-using msg_tarvel::common_util::is_wpc_mode;
-using test_support::expect_log;
-using test_support::ExpectedLine;
-using test_support::FakePlatform;
-using test_support::info_line;
-using test_support::utility_error;
-using test_support::warn_line;
 
 constexpr const char* SALES_CODE = "db/csc/salescode";
 constexpr const char* STANDALONE = "db/setup_wizard/standalone";
@@ -47,11 +39,11 @@ TEST_P(SalesCodeTest, IsReadOnceAndItsAnswerKept) {
   const std::string& code = GetParam().code;
   platform().set(SALES_CODE, code);
   EXPECT_EQ(is_linkdial_supported(), GetParam().supported);
-  expect_log({utility_warning("is_linkdial_supported", "opCode: [" + code + "]")});
+  EXPECT_TRUE(logged({utility_warning("is_linkdial_supported", "opCode: [" + code + "]")}));
 
   platform().set(SALES_CODE, GetParam().supported ? "NONE" : "ATT");
   EXPECT_EQ(is_linkdial_supported(), GetParam().supported);
-  expect_log({});
+  EXPECT_TRUE(logged({}));
   EXPECT_EQ(platform().reads(SALES_CODE), 1);
 }
 
@@ -69,7 +61,7 @@ TEST(SalesCodeUnreadable, CountsAsNotSupportedForGood) {
   platform().set(SALES_CODE, "ATT");
   EXPECT_FALSE(is_linkdial_supported());
   EXPECT_EQ(platform().reads(SALES_CODE), 1);
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 // ---- is_wpc_mode -------------------------------------------------------------------------------
@@ -79,8 +71,8 @@ TEST(StandaloneMode, IsReadAnewEachTime) {
   for (const int setting : {0, 1, 2, -1, 0}) {
     platform().set(STANDALONE, setting);
     EXPECT_EQ(is_wpc_mode(), setting != 0) << setting;
-    expect_log({info_line("common_util_funcs.cpp", "is_wpc_mode",
-                          "isWPCMode : [" + std::to_string(setting) + "]")});
+    EXPECT_TRUE(logged({info_line("common_util_funcs.cpp", "is_wpc_mode",
+                                  "isWPCMode : [" + std::to_string(setting) + "]")}));
     EXPECT_EQ(platform().reads(STANDALONE), ++reads);
   }
 }
@@ -88,7 +80,7 @@ TEST(StandaloneMode, IsReadAnewEachTime) {
 TEST(StandaloneMode, IsOffWhileItCannotBeRead) {
   platform().makeUnreadable(STANDALONE);
   EXPECT_FALSE(is_wpc_mode());
-  expect_log({utility_error("is_wpc_mode", "vconf_get_int is failed[-7]")});
+  EXPECT_TRUE(logged({utility_error("is_wpc_mode", "vconf_get_int is failed[-7]")}));
   platform().set(STANDALONE, 1);
   EXPECT_TRUE(is_wpc_mode());
 }
@@ -121,12 +113,12 @@ TEST_P(MinMatchTest, IsReadOnceAndKept) {
     lines.push_back(
         utility_warning("get_min_match_digit", "Change numberMinMatchDigit for KR as [9]"));
   }
-  expect_log(lines);
+  EXPECT_TRUE(logged(lines));
 
   platform().set(MIN_MATCH, 5);
   platform().set(COUNTRY, GetParam().country == "KR" ? "US" : "KR");
   EXPECT_EQ(get_min_match_digit(), GetParam().digits);
-  expect_log({});
+  EXPECT_TRUE(logged({}));
   EXPECT_EQ(platform().reads(MIN_MATCH), 1);
   EXPECT_EQ(platform().reads(COUNTRY), 1);
 }
@@ -145,7 +137,8 @@ TEST(MinMatchUnreadable, CountryLeavesTheSettingAsItIsForGood) {
   platform().set(MIN_MATCH, 7);
   platform().makeUnreadable(COUNTRY);
   EXPECT_EQ(get_min_match_digit(), 7);
-  expect_log({digits_read(7), utility_error("get_min_match_digit", "Failed to get contry iso")});
+  EXPECT_TRUE(
+      logged({digits_read(7), utility_error("get_min_match_digit", "Failed to get contry iso")}));
 
   platform().set(COUNTRY, "KR");
   EXPECT_EQ(get_min_match_digit(), 7);
@@ -156,7 +149,7 @@ TEST(MinMatchUnreadable, SettingGivesZeroUntilItCanBeRead) {
   platform().makeUnreadable(MIN_MATCH);
   for (int attempt = 1; attempt <= 2; ++attempt) {
     EXPECT_EQ(get_min_match_digit(), 0);
-    expect_log({utility_error("get_min_match_digit", "vconf_get_int failed(-7)")});
+    EXPECT_TRUE(logged({utility_error("get_min_match_digit", "vconf_get_int failed(-7)")}));
     EXPECT_EQ(platform().reads(MIN_MATCH), attempt);
   }
   EXPECT_EQ(platform().reads(COUNTRY), 0);
@@ -182,3 +175,5 @@ TEST(DeviceSettings, ThreadsThatRaceOnTheFirstCallAgree) {
 }
 
 }  // namespace
+
+}  // namespace msg_tarvel::common_util

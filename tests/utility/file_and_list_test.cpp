@@ -6,18 +6,12 @@
 
 #include "msg-tarvel-common/utility/common_util_funcs.h"
 #include "support/store.h"
-#include "utility/expect_log.h"
-#include "utility/text_file.h"
+#include "support/text_file.h"
+#include "utility/utility_log.h"
+
+namespace msg_tarvel::common_util {
 
 namespace {
-
-using msg_tarvel::common_util::create_file_by_rawdata;
-using msg_tarvel::common_util::to_comma_separated_string;
-using test_support::expect_log;
-using test_support::read_file;
-using test_support::TemporaryFolder;
-using test_support::utility_error;
-using test_support::write_file;
 
 // ---- create_file_by_rawdata --------------------------------------------------------------------
 
@@ -39,7 +33,7 @@ TEST_F(CreateFile, WritesEveryByte) {
   for (int byte = 0; byte < 256; ++byte) bytes += static_cast<char>(byte);
   EXPECT_TRUE(create(path("file"), bytes));
   EXPECT_EQ(read_file(path("file")), bytes);
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 TEST_F(CreateFile, WritesOnlyTheGivenNumberOfBytes) {
@@ -64,22 +58,23 @@ TEST_F(CreateFile, RefusesNothingToWriteSilently) {
   EXPECT_FALSE(create_file_by_rawdata(file.c_str(), "1", 0));
   EXPECT_FALSE(create_file_by_rawdata(file.c_str(), nullptr, 1));
   EXPECT_EQ(read_file(file), "kept");
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 TEST_F(CreateFile, LogsWhyAFileCannotBeOpened) {
   EXPECT_FALSE(create(path("missing/file"), "1"));
-  expect_log(
-      {utility_error("create_file_by_rawdata", "fopen() failed: (No such file or directory)")});
+  EXPECT_TRUE(logged(
+      {utility_error("create_file_by_rawdata", "fopen() failed: (No such file or directory)")}));
   EXPECT_FALSE(std::filesystem::exists(path("missing")));
 
   EXPECT_FALSE(create(path(""), "1"));
-  expect_log({utility_error("create_file_by_rawdata", "fopen() failed: (Is a directory)")});
+  EXPECT_TRUE(
+      logged({utility_error("create_file_by_rawdata", "fopen() failed: (Is a directory)")}));
 }
 
 TEST_F(CreateFile, DoesNotNoticeThatTheBytesFindNoRoom) {
   EXPECT_TRUE(create("/dev/full", "1"));
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 // ---- to_comma_separated_string -----------------------------------------------------------------
@@ -94,3 +89,5 @@ TEST(CommaSeparated, JoinsTheValuesInTheirOrder) {
 }
 
 }  // namespace
+
+}  // namespace msg_tarvel::common_util

@@ -10,10 +10,9 @@
 
 #include "msg-tarvel-common/utility/common_util_funcs.h"
 
-namespace {
+namespace msg_tarvel::common_util {
 
-using msg_tarvel::common_util::convert_number;
-using msg_tarvel::common_util::is_number;
+namespace {
 
 /** The country codes that ITU-T E.164 has assigned to countries, areas and global services. */
 std::vector<std::string> assigned_codes() {
@@ -89,3 +88,5 @@ TEST(PhoneNumberProperties, IsNumberAgreesWithARegularExpression) {
 }
 
 }  // namespace
+
+}  // namespace msg_tarvel::common_util

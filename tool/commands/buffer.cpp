@@ -1,7 +1,6 @@
 // msg-tarvel buffer: encode, show and check.
 
 #include <msg-tarvel-common/db/db_common_funcs.h>
-#include <record_mapping.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,6 +21,7 @@
 #include "commands/commands.h"
 #include "exit_status.h"
 #include "failure.h"
+#include "helpers/record_mapping.h"
 #include "print/json.h"
 #include "print/table.h"
 #include "store/log_sink.h"
@@ -133,7 +133,7 @@ int encode_buffer(const Output& output, const EncodeArguments& arguments) {
   if (!is_found(db::db_get_message(arguments.msgId, message), CANNOT_READ)) {
     return NOTHING_FOUND;
   }
-  const std::string buffer = handover::to_buffer(message);
+  const std::string buffer = helpers::to_buffer(message);
   if (path.empty()) {
     output.out << buffer;
   } else {

@@ -1,17 +1,17 @@
 #include "commands/buffer_walk.h"
 
-#include <record_mapping.h>
-
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
+
+#include "helpers/record_mapping.h"
 
 namespace msg_tarvel::tool {
 
 namespace {
 
-using handover::RecordKind;
-using handover::slot_meaning;
+using helpers::RecordKind;
+using helpers::slot_meaning;
 
 constexpr std::size_t SLOT_SIZE = 4;
 

@@ -11,7 +11,7 @@
 #include <memory>
 #include <string>
 
-namespace msg_tarvel::handover {
+namespace msg_tarvel::helpers {
 
 /**
  * Releases a message record with its strings, lists and nested records.
@@ -54,4 +54,4 @@ enum class RecordKind { MESSAGE, ADDRESS, CONTENT, MESSAGE_METADATA, CONTENT_MET
  */
 std::string slot_meaning(RecordKind kind, int slot);
 
-}  // namespace msg_tarvel::handover
+}  // namespace msg_tarvel::helpers

@@ -1,4 +1,4 @@
-#include "background_program.h"
+#include "support/background_program.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -7,7 +7,7 @@
 
 #include <cstdlib>
 
-namespace test_support {
+namespace msg_tarvel {
 
 namespace {
 
@@ -58,4 +58,4 @@ ProcessResult BackgroundProgram::finish() {
   return result;
 }
 
-}  // namespace test_support
+}  // namespace msg_tarvel

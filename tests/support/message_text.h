@@ -6,7 +6,9 @@
 
 #include <string>
 
-namespace test_support {
+#include "support/test_support.h"
+
+namespace msg_tarvel {
 
 /** Every field that travels, one to a line; the ids of message and conversation do not count. */
 std::string text_of(const msg_tarvel::Message& message);
@@ -15,4 +17,4 @@ std::string text_of(const msg_tarvel::Message& message);
  */
 msg_tarvel::Message full_message();
 
-}  // namespace test_support
+}  // namespace msg_tarvel

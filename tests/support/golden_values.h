@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "msg-tarvel-serializer/samples.h"
+#include "support/samples.h"
 
 namespace msg_tarvel::wire_test {
 

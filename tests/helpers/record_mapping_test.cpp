@@ -1,7 +1,7 @@
 // What the slots of the records carry, and that nothing a sender writes makes a receiver follow a
 // pointer of the sender's.
 
-#include "record_mapping.h"
+#include "helpers/record_mapping.h"
 
 #include <gtest/gtest.h>
 #include <msg-tarvel-common/msg-tarvel-serializer/msg-tarvel-serializer.h>
@@ -15,22 +15,11 @@
 #include <utility>
 #include <vector>
 
-#include "message_text.h"
+#include "support/message_text.h"
+
+namespace msg_tarvel::helpers {
 
 namespace {
-
-using msg_tarvel::Content;
-using msg_tarvel::Message;
-using msg_tarvel::NmsContentMeta;
-using msg_tarvel::handover::MessageRecord;
-using msg_tarvel::handover::read_record;
-using msg_tarvel::handover::RecordKind;
-using msg_tarvel::handover::slot_meaning;
-using msg_tarvel::handover::to_buffer;
-using msg_tarvel::handover::to_message;
-using msg_tarvel::handover::to_record;
-using test_support::full_message;
-using test_support::text_of;
 
 Message there_and_back(const Message& message) {
   const std::string buffer = to_buffer(message);
@@ -250,3 +239,5 @@ TEST(SlotMeaning, NamesWhatASlotCarries) {
 }
 
 }  // namespace
+
+}  // namespace msg_tarvel::helpers

@@ -1,19 +1,14 @@
 #pragma once
 
-// What the connection manager is expected to log, and the comparison of whole logs.
+// What the connection manager is expected to log.
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <string>
-#include <vector>
 
-#include "support/fake_platform.h"
+#include "support/expected_log.h"
 
-namespace test_support {
-
-using Lines = std::vector<ExpectedLine>;
+namespace msg_tarvel {
 
 /** Lines of the connection manager. */
 inline ExpectedLine manager_error(const std::string& function, const std::string& message) {
@@ -47,26 +42,6 @@ inline Lines creation_failed(int code) {
           manager_error("createDb", "_createDbTables() failed: " + text)};
 }
 
-inline Lines operator+(Lines lines, const Lines& more) {
-  lines.insert(lines.end(), more.begin(), more.end());
-  return lines;
-}
-
-/** Whether the log since the last call holds exactly `expected`, in this order. */
-inline ::testing::AssertionResult logged(const Lines& expected) {
-  const std::vector<LogLine> actual = FakePlatform::get().lines();
-  FakePlatform::get().clearLines();
-  if (std::equal(actual.begin(), actual.end(), expected.begin(), expected.end())) {
-    return ::testing::AssertionSuccess();
-  }
-  ::testing::AssertionResult result = ::testing::AssertionFailure();
-  result << "logged:\n";
-  for (const LogLine& line : actual) result << "  " << line;
-  result << "expected:\n";
-  for (const ExpectedLine& line : expected) result << "  " << line << "\n";
-  return result;
-}
-
 /** Calls `action` once, when the library is about to open the database file. */
 template <typename Action>
 void when_opening(Action action) {
@@ -77,4 +52,4 @@ void when_opening(Action action) {
   });
 }
 
-}  // namespace test_support
+}  // namespace msg_tarvel

@@ -1,4 +1,4 @@
-#include "msg-tarvel-serializer/records.h"
+#include "support/records.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "sql_recorder.h"
+#include "support/sql_recorder.h"
 
 #include <dlfcn.h>
 #include <sqlite3.h>
@@ -7,7 +7,7 @@
 #include <optional>
 #include <utility>
 
-namespace test_support {
+namespace msg_tarvel {
 
 namespace {
 
@@ -84,12 +84,7 @@ void SqlRecorder::failStep(const std::string& part, int step, int code) {
   state().rule = Rule{part, step, code};
 }
 
-}  // namespace test_support
-
-using test_support::count_step;
-using test_support::Entered;
-using test_support::next;
-using test_support::state;
+extern "C" {
 
 int sqlite3_prepare_v2(sqlite3* db, const char* zSql, int nByte, sqlite3_stmt** ppStmt,
                        const char** pzTail) {
@@ -108,3 +103,7 @@ int sqlite3_step(sqlite3_stmt* statement) {
   const int code = entered.outermost() ? count_step(statement) : SQLITE_OK;
   return code != SQLITE_OK ? code : real(statement);
 }
+
+}  // extern "C"
+
+}  // namespace msg_tarvel

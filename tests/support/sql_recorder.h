@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace test_support {
+namespace msg_tarvel {
 
 /** For programs that query on one thread. */
 class SqlRecorder {
@@ -39,4 +39,4 @@ std::vector<std::string> run_by(Action action) {
   return SqlRecorder::run();
 }
 
-}  // namespace test_support
+}  // namespace msg_tarvel

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace test_support {
+namespace msg_tarvel {
 
 class SqliteFaults {
  public:
@@ -35,4 +35,4 @@ class SqliteFaults {
   static void onClose(std::function<void()> action);
 };
 
-}  // namespace test_support
+}  // namespace msg_tarvel

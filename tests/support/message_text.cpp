@@ -1,13 +1,8 @@
-#include "message_text.h"
+#include "support/message_text.h"
 
 #include <sstream>
 
-namespace test_support {
-
-using msg_tarvel::Address;
-using msg_tarvel::Content;
-using msg_tarvel::Message;
-using msg_tarvel::NmsMsgMeta;
+namespace msg_tarvel {
 
 std::string text_of(const Message& message) {
   std::ostringstream text;
@@ -133,4 +128,4 @@ Message full_message() {
   return message;
 }
 
-}  // namespace test_support
+}  // namespace msg_tarvel

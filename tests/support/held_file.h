@@ -7,7 +7,7 @@
 
 #include <string>
 
-namespace test_support {
+namespace msg_tarvel {
 
 /** A file kept open, so that no other file gets its inode and passes for it. */
 class HeldFile {
@@ -31,4 +31,4 @@ class HeldFile {
   int _descriptor;
 };
 
-}  // namespace test_support
+}  // namespace msg_tarvel

@@ -6,8 +6,9 @@
 #include <vector>
 
 #include "support/processes.h"
+#include "support/test_support.h"
 
-namespace test_support {
+namespace msg_tarvel {
 
 class BackgroundProgram {
  public:
@@ -31,4 +32,4 @@ class BackgroundProgram {
   Child _child;
 };
 
-}  // namespace test_support
+}  // namespace msg_tarvel

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "msg-tarvel-serializer/records.h"
+#include "support/records.h"
 
 namespace msg_tarvel::wire_test {
 

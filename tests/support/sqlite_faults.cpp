@@ -1,4 +1,4 @@
-#include "sqlite_faults.h"
+#include "support/sqlite_faults.h"
 
 #include <dlfcn.h>
 #include <sqlite3.h>
@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <utility>
 
-namespace test_support {
+namespace msg_tarvel {
 
 namespace {
 
@@ -84,11 +84,7 @@ void SqliteFaults::onSleep(std::function<void()> action) { state().onSleep = std
 
 void SqliteFaults::onClose(std::function<void()> action) { state().onClose = std::move(action); }
 
-}  // namespace test_support
-
-using test_support::Entered;
-using test_support::next;
-using test_support::state;
+extern "C" {
 
 int sqlite3_exec(sqlite3* db, const char* sql, int (*callback)(void*, int, char**, char**),
                  void* argument, char** errmsg) {
@@ -162,3 +158,7 @@ int access(const char* path, int mode) noexcept {
   }
   return real(path, mode);
 }
+
+}  // extern "C"
+
+}  // namespace msg_tarvel

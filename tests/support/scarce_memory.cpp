@@ -1,4 +1,4 @@
-#include "item/scarce_memory.h"
+#include "support/scarce_memory.h"
 
 #include <atomic>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "record_mapping.h"
+#include "helpers/record_mapping.h"
 
 #include <msg-tarvel-common/msg-tarvel-serializer/msg-tarvel-serializer.h>
 
@@ -8,7 +8,7 @@
 #include <new>
 #include <stdexcept>
 
-namespace msg_tarvel::handover {
+namespace msg_tarvel::helpers {
 
 namespace {
 
@@ -433,4 +433,4 @@ std::string slot_meaning(RecordKind kind, int slot) {
   return {};
 }
 
-}  // namespace msg_tarvel::handover
+}  // namespace msg_tarvel::helpers

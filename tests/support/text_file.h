@@ -6,7 +6,7 @@
 #include <iterator>
 #include <string>
 
-namespace test_support {
+namespace msg_tarvel {
 
 /** The bytes of a file; empty when there is none. */
 inline std::string read_file(const std::string& path) {
@@ -18,4 +18,4 @@ inline void write_file(const std::string& path, const std::string& bytes) {
   std::ofstream(path, std::ios::binary) << bytes;
 }
 
-}  // namespace test_support
+}  // namespace msg_tarvel

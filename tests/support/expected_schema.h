@@ -3,7 +3,7 @@
 // The tables of the message store as other processes know them, in the order of their creation and
 // written out independently of the library's own texts.
 
-namespace test_support {
+namespace msg_tarvel {
 
 struct ExpectedTable {
   const char* name;
@@ -104,4 +104,4 @@ constexpr ExpectedTable EXPECTED_TABLES[] = {
      "id INTEGER KEY, type INT NOT NULL, startingTime INT NOT NULL, finishingTime INT DEFAULT 0"},
 };
 
-}  // namespace test_support
+}  // namespace msg_tarvel
