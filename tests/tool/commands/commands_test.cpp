@@ -7,9 +7,8 @@
 
 #include "tool/tool_support.h"
 
+namespace msg_tarvel {
 namespace {
-
-using namespace test_support;  // NOLINT(google-build-using-namespace): the vocabulary of this file
 
 class Commands : public ToolTest {
  protected:
@@ -332,3 +331,4 @@ TEST_F(Queries, NumbersThatEndWithinTheirCallingCodeDoNotEscape) {
 }
 
 }  // namespace
+}  // namespace msg_tarvel

@@ -10,9 +10,8 @@
 
 #include "tool/tool_support.h"
 
+namespace msg_tarvel {
 namespace {
-
-using namespace test_support;  // NOLINT(google-build-using-namespace): the vocabulary of this file
 using msg_tarvel::MsgIPC;
 
 class IpcCommands : public ToolTest {
@@ -193,3 +192,4 @@ TEST_F(IpcCommands, EncodeSaysWhyItCannot) {
 }
 
 }  // namespace
+}  // namespace msg_tarvel

@@ -2,9 +2,8 @@
 
 #include "tool/tool_support.h"
 
+namespace msg_tarvel {
 namespace {
-
-using namespace test_support;  // NOLINT(google-build-using-namespace): the vocabulary of this file
 
 constexpr const char* A = "+14155550111";
 constexpr const char* B = "+14155550122";
@@ -222,3 +221,4 @@ TEST_F(ImportConversations, CountersIncludeWhatTheStoreHadAndLeaveOthersAlone) {
 }
 
 }  // namespace
+}  // namespace msg_tarvel

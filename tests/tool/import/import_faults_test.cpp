@@ -9,9 +9,8 @@
 
 #include "tool/tool_support.h"
 
+namespace msg_tarvel {
 namespace {
-
-using namespace test_support;  // NOLINT(google-build-using-namespace): the vocabulary of this file
 
 class ImportFaults : public ToolTest {
  protected:
@@ -219,3 +218,4 @@ TEST_F(ImportFaults, AHugeFileTakesLittleMemory) {
 }
 
 }  // namespace
+}  // namespace msg_tarvel

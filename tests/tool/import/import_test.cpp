@@ -6,9 +6,8 @@
 
 #include "tool/tool_support.h"
 
+namespace msg_tarvel {
 namespace {
-
-using namespace test_support;  // NOLINT(google-build-using-namespace): the vocabulary of this file
 
 constexpr const char* PNG = "iVBORw0KGgo=";
 const std::string PNG_BYTES = "\x89PNG\r\n\x1a\n";
@@ -254,3 +253,4 @@ TEST_F(ImportTest, OnlyWhatIsAMessageIsRead) {
 }
 
 }  // namespace
+}  // namespace msg_tarvel

@@ -4,9 +4,8 @@
 
 #include "tool/tool_support.h"
 
+namespace msg_tarvel {
 namespace {
-
-using namespace test_support;  // NOLINT(google-build-using-namespace): the vocabulary of this file
 
 const std::string SAMPLE = std::string(SAMPLES_DIR) + "/backup.xml";
 
@@ -74,3 +73,4 @@ TEST_F(Sample, AnswersTheQuestionsOfTheDemo) {
 }
 
 }  // namespace
+}  // namespace msg_tarvel

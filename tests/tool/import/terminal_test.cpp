@@ -13,9 +13,8 @@
 
 #include "tool/tool_support.h"
 
+namespace msg_tarvel {
 namespace {
-
-using namespace test_support;  // NOLINT(google-build-using-namespace): the vocabulary of this file
 
 class Terminal : public ToolTest {
  protected:
@@ -138,3 +137,4 @@ TEST_F(Terminal, AnInterruptedImportLeavesNothing) {
 }
 
 }  // namespace
+}  // namespace msg_tarvel
