@@ -8,19 +8,20 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace msg_tarvel::helpers {
 
 /** Runs every statement of `sql`; rows are discarded. */
-void execute(const std::string& sql, const char* purpose);
+void execute(const std::string& sql, std::string_view purpose);
 
-std::unique_ptr<db::SqlStatement> compile(const std::string& sql, const char* purpose);
+std::unique_ptr<db::SqlStatement> compile(const std::string& sql, std::string_view purpose);
 
 /** Steps to the next row; false when there is none left. */
-bool next_row(db::SqlStatement& statement, const char* purpose);
+bool next_row(db::SqlStatement& statement, std::string_view purpose);
 
 /** Runs a statement that returns no rows and makes it ready for the next time. */
-void run(db::SqlStatement& statement, const char* purpose);
+void run(db::SqlStatement& statement, std::string_view purpose);
 
 inline void bind_value(db::SqlStatement& statement, int index, int value) {
   statement.bind(index, value);
@@ -49,7 +50,7 @@ void bind(db::SqlStatement& statement, const Values&... values) {
 
 /** The number in the first row that a statement returns; 0 without one. */
 template <typename... Values>
-int number(const std::string& sql, const char* purpose, const Values&... values) {
+int number(const std::string& sql, std::string_view purpose, const Values&... values) {
   const auto statement = compile(sql, purpose);
   bind(*statement, values...);
   return next_row(*statement, purpose) ? statement->getInt(0) : 0;
