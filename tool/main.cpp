@@ -7,6 +7,8 @@
 #include "command_line.h"
 #include "exit_status.h"
 #include "failure.h"
+#include "helpers/store_error.h"
+#include "store/log_sink.h"
 
 namespace {
 
@@ -24,6 +26,8 @@ int main(int argc, char** argv) {
     return CommandLine().run(argc, argv);
   } catch (const UsageError& error) {
     return complain(error.what(), USAGE_ERROR);
+  } catch (const msg_tarvel::helpers::StoreError& error) {
+    return complain(with_log_failure(error.what()), FAILED);
   } catch (const Interrupted& interrupted) {
     return complain("interrupted; nothing was imported", INTERRUPTED + interrupted.signal);
   } catch (const std::bad_alloc&) {

@@ -22,10 +22,12 @@
 #include "exit_status.h"
 #include "failure.h"
 #include "helpers/record_mapping.h"
+#include "helpers/store_error.h"
+#include "helpers/transaction.h"
 #include "print/json.h"
 #include "print/table.h"
 #include "store/log_sink.h"
-#include "store/session.h"
+#include "store/store.h"
 
 namespace msg_tarvel::tool {
 
@@ -127,10 +129,10 @@ int encode_buffer(const Output& output, const EncodeArguments& arguments) {
     throw UsageError("a buffer is no text for a terminal; name a file with --output");
   }
   require_store();
-  const StoreSession session;
+  const helpers::StoreSession session;
   Message message;
   forget_log_errors();
-  if (!is_found(db::db_get_message(arguments.msgId, message), CANNOT_READ)) {
+  if (!is_found(db::db_get_message(arguments.msgId, message), helpers::CANNOT_READ)) {
     return NOTHING_FOUND;
   }
   const std::string buffer = helpers::to_buffer(message);

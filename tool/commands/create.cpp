@@ -17,9 +17,10 @@
 #include "commands/commands.h"
 #include "exit_status.h"
 #include "failure.h"
+#include "helpers/transaction.h"
 #include "print/json.h"
 #include "store/log_sink.h"
-#include "store/session.h"
+#include "store/store.h"
 
 namespace msg_tarvel::tool {
 
@@ -45,7 +46,7 @@ int create_store(const Output& output) {
   }
   struct stat status = {};
   const bool isNew = stat(path.c_str(), &status) != 0;
-  const StoreSession session;
+  const helpers::StoreSession session;
   forget_log_errors();
   errno = 0;
   if (db::DBMgr::getInstance()->createDb() != db::DB_SUCCESS) {

@@ -10,9 +10,10 @@
 #include "commands/command_set.h"
 #include "commands/commands.h"
 #include "exit_status.h"
+#include "helpers/transaction.h"
 #include "print/json.h"
 #include "print/printable.h"
-#include "store/session.h"
+#include "store/store.h"
 
 namespace msg_tarvel::tool {
 
@@ -66,7 +67,7 @@ void print_text(std::ostream& out, const ImportSummary& summary) {
 
 int import_file(const Output& output, const ImportArguments& arguments) {
   require_store();
-  const StoreSession session;
+  const helpers::StoreSession session;
   const ImportSummary summary = import_backup(arguments.file, arguments.ownNumbers);
   if (output.json) {
     print_json(output, to_json(summary));

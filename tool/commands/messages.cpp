@@ -14,9 +14,11 @@
 #include "commands/folder_names.h"
 #include "exit_status.h"
 #include "failure.h"
+#include "helpers/store_error.h"
+#include "helpers/transaction.h"
 #include "print/items.h"
 #include "store/log_sink.h"
-#include "store/session.h"
+#include "store/store.h"
 
 namespace msg_tarvel::tool {
 
@@ -56,16 +58,16 @@ int list_messages(const Output& output, const MessagesArguments& arguments) {
   const ListCondition condition = condition_of(arguments);
   check_condition(condition);
   require_store();
-  const StoreSession session;
+  const helpers::StoreSession session;
   forget_log_errors();
   std::vector<Message> list;
-  const bool found = is_found(db::db_get_message_list(condition, list), CANNOT_READ);
+  const bool found = is_found(db::db_get_message_list(condition, list), helpers::CANNOT_READ);
   // The fields of a list from the sticker on are each one column late; a single message has them
   // right, and the sender of a group's message too.
   std::vector<Message> messages;
   for (const Message& entry : list) {
     Message message;
-    if (is_found(db::db_get_message(entry.msgId, message), CANNOT_READ)) {
+    if (is_found(db::db_get_message(entry.msgId, message), helpers::CANNOT_READ)) {
       messages.push_back(std::move(message));
     }
   }

@@ -10,11 +10,13 @@
 #include "commands/command_set.h"
 #include "commands/commands.h"
 #include "exit_status.h"
+#include "helpers/conversation_search.h"
+#include "helpers/same_address.h"
+#include "helpers/store_error.h"
+#include "helpers/transaction.h"
 #include "print/items.h"
-#include "store/conversation_search.h"
 #include "store/log_sink.h"
-#include "store/phone_number.h"
-#include "store/session.h"
+#include "store/store.h"
 
 namespace msg_tarvel::tool {
 
@@ -30,16 +32,16 @@ struct FindThreadArguments {
 
 std::vector<Address> addresses_of(int convId) {
   std::vector<Address> addresses;
-  is_found(db::db_get_addresses(convId, addresses), CANNOT_READ);
+  is_found(db::db_get_addresses(convId, addresses), helpers::CANNOT_READ);
   return addresses;
 }
 
 int list_threads(const Output& output) {
   require_store();
-  const StoreSession session;
+  const helpers::StoreSession session;
   forget_log_errors();
   std::vector<Thread> threads;
-  const bool found = is_found(db::db_get_threads(threads), CANNOT_READ);
+  const bool found = is_found(db::db_get_threads(threads), helpers::CANNOT_READ);
   std::vector<ListedThread> listed;
   listed.reserve(threads.size());
   for (const Thread& thread : threads) listed.push_back({thread, addresses_of(thread.convId)});
@@ -49,10 +51,11 @@ int list_threads(const Output& output) {
 
 int show_conversation(const Output& output, const ConversationArguments& arguments) {
   require_store();
-  const StoreSession session;
+  const helpers::StoreSession session;
   forget_log_errors();
   std::vector<Conversation> messages;
-  const bool found = is_found(db::db_get_conversations(arguments.convId, messages), CANNOT_READ);
+  const bool found =
+      is_found(db::db_get_conversations(arguments.convId, messages), helpers::CANNOT_READ);
   if (found || output.json) {
     print_conversation(output, messages,
                        found ? addresses_of(arguments.convId) : std::vector<Address>());
@@ -63,19 +66,20 @@ int show_conversation(const Output& output, const ConversationArguments& argumen
 /** Finds the conversation with exactly these people, their numbers written in any way. */
 int find_thread(const Output& output, const FindThreadArguments& arguments) {
   require_store();
-  const StoreSession session;
-  AddressSet known;
+  const helpers::StoreSession session;
+  helpers::AddressSet known;
   std::vector<std::string> addresses;
   for (const std::string& number : arguments.numbers) {
-    const std::string address = normalised_address(number);
+    const std::string address = helpers::normalised_address(number);
     if (!address.empty() && known.add(address)) addresses.push_back(address);
   }
-  const int convId = find_conversation(addresses);
+  forget_log_errors();
+  const int convId = helpers::find_conversation(addresses);
   if (convId == 0) return NOTHING_FOUND;
 
   forget_log_errors();
   Thread thread;
-  if (!is_found(db::db_get_thread(convId, thread), CANNOT_READ)) return NOTHING_FOUND;
+  if (!is_found(db::db_get_thread(convId, thread), helpers::CANNOT_READ)) return NOTHING_FOUND;
   ListedThread listed{thread, addresses_of(convId)};
   listed.thread.lastMsgId = thread.lastMsgId;
   print_thread(output, listed);

@@ -7,22 +7,28 @@
 #include <msg-tarvel-common/db/DBMgr.h>
 #include <msg-tarvel-common/db/db_common_funcs.h>
 #include <msg-tarvel-common/item/FolderType.h>
+#include <msg-tarvel-common/item/Message.h>
 
 #include <cstdlib>
 #include <memory>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "backup/backup_file.h"
 #include "backup/backup_reader.h"
 #include "backup/payload_stage.h"
 #include "failure.h"
+#include "helpers/same_address.h"
+#include "helpers/store_error.h"
+#include "helpers/store_writer.h"
+#include "helpers/transaction.h"
 #include "import/interrupt.h"
 #include "import/media_type.h"
 #include "import/participants.h"
 #include "print/progress_bar.h"
 #include "store/log_sink.h"
-#include "store/session.h"
-#include "store/store_writer.h"
+#include "store/store.h"
 
 namespace msg_tarvel::tool {
 
@@ -89,6 +95,43 @@ std::string text_of(const BackupMessage& message) {
   return text;
 }
 
+std::vector<Address> addresses_of(const std::vector<Participant>& participants) {
+  std::vector<Address> addresses;
+  for (const Participant& participant : participants) {
+    Address address;
+    address.address = participant.address;
+    address.addressType = helpers::address_type_of(participant.address);
+    address.recipientType = participant.recipientType;
+    addresses.push_back(std::move(address));
+  }
+  return addresses;
+}
+
+/** How many parts of a message are kept as files. */
+int count_attachments(const BackupMessage& message) {
+  int count = 0;
+  for (const BackupPart& part : message.parts) {
+    const bool isFile = part.payload.state == Payload::State::WHOLE;
+    if (isFile && !media_type_of(part.contentType).isLayout()) ++count;
+  }
+  return count;
+}
+
+/** A message as it is stored, but for its people and its parts; `text` is its text. */
+Message stored_message(const BackupMessage& message, const std::string& text) {
+  const Box& box = *box_of(message);
+  Message stored;
+  stored.msgType = message.isMultimedia ? "mms" : "sms";
+  stored.storageFolder = box.folder;
+  stored.networkStatus = box.networkStatus;
+  stored.mainText = message.subject.empty() ? text : message.subject;
+  stored.textMessage = text;
+  stored.displayTime = *number_of(message.date);
+  stored.read = box.folder != FOLDER_INBOX || message.read != "0";
+  stored.attachedNum = count_attachments(message);
+  return stored;
+}
+
 /** Adds fields to a digest so that no two lists of fields give the same one. */
 class Fingerprint {
  public:
@@ -149,14 +192,14 @@ class Import {
   ProgressBar _bar;
   ImportSummary _summary;
   std::unique_ptr<PayloadStage> _stage;
-  std::unique_ptr<StoreWriter> _writer;
+  std::unique_ptr<helpers::StoreWriter> _writer;
 };
 
 Import::Import(const std::string& path, const std::vector<std::string>& ownNumbers) : _file(path) {
   for (const std::string& number : ownNumbers) _ownNumbers.add(number);
   forget_log_errors();
   std::vector<SimInfo> sims;
-  is_found(db::db_get_sim_infos(sims), CANNOT_READ);
+  is_found(db::db_get_sim_infos(sims), helpers::CANNOT_READ);
   for (const SimInfo& sim : sims) _ownNumbers.add(sim.address);
 }
 
@@ -183,10 +226,11 @@ void Import::check() {
 }
 
 void Import::write() {
-  Transaction transaction;
+  forget_log_errors();
+  helpers::Transaction transaction;
   // After the transaction begins, before it ends: an end without confirmation removes the files.
   _stage = std::make_unique<PayloadStage>(db::get_data_dir_path() + "media");
-  _writer = std::make_unique<StoreWriter>();
+  _writer = std::make_unique<helpers::StoreWriter>();
   BackupEvents events;
   events.onMessage = [this](BackupMessage& message) { store(message); };
   events.onProgress = progress("importing", _file.size());
@@ -228,27 +272,14 @@ void Import::store(BackupMessage& message) {
     return;
   }
 
-  const std::vector<Participant> participants = participants_of(message, _ownNumbers.numbers());
-  const Box& box = *box_of(message);
-  MessageRow row;
-  row.convId = _writer->conversationOf(participants);
-  row.msgType = message.isMultimedia ? "mms" : "sms";
-  row.storageFolder = box.folder;
-  row.networkStatus = box.networkStatus;
-  row.mainText = message.subject.empty() ? text : message.subject;
-  row.textMessage = text;
-  row.displayTime = *number_of(message.date);
-  row.read = box.folder == FOLDER_INBOX && message.read == "0" ? 0 : 1;
-  for (const BackupPart& part : message.parts) {
-    const bool isFile = part.payload.state == Payload::State::WHOLE;
-    if (isFile && !media_type_of(part.contentType).isLayout()) ++row.attachedNum;
-  }
+  Message stored = stored_message(message, text);
+  stored.addresses = addresses_of(participants_of(message, _ownNumbers.numbers()));
+  const int convId = _writer->conversationOf(stored);
   const std::string sender = sender_of(message);
-  if (participants.size() > 1 && !sender.empty()) {
-    row.peerGroupChatSender = _writer->storedAddress(row.convId, sender);
+  if (stored.addresses.size() > 1 && !sender.empty()) {
+    stored.peerGroupChatSender = _writer->storedAddress(convId, sender);
   }
-  row.importMark = mark;
-  storeParts(_writer->addMessage(row), message);
+  storeParts(_writer->addMessage(convId, stored, {false, mark}), message);
   ++_summary.stored;
 }
 
@@ -266,28 +297,27 @@ void Import::storeParts(int msgId, const BackupMessage& message) {
 
 void Import::storePart(int msgId, int index, int line, const BackupPart& part) {
   const MediaType type = media_type_of(part.contentType);
-  ContentRow row;
-  row.msgId = msgId;
-  row.slideIdx = static_cast<int>(number_of(part.sequence.substr(0, 9)).value_or(0));
-  row.contentType = part.contentType;
-  row.mediaType = type.mediaType;
-  row.filename = part.name;
-  if (is_text_part(part, type)) row.textData = part.text;
+  Content content;
+  content.slideIdx = static_cast<int>(number_of(part.sequence.substr(0, 9)).value_or(0));
+  content.contentType = part.contentType;
+  content.mediaType = type.mediaType;
+  content.filename = part.name;
+  if (is_text_part(part, type)) content.textData = part.text;
 
   if (part.payload.state == Payload::State::WHOLE) {
-    row.hasFile = true;
-    row.size = part.payload.size;
-    row.filepath = _stage->keep(part.payload, std::to_string(msgId) + "-" + std::to_string(index),
-                                type.extension);
+    content.attachType = true;
+    content.hasFile = true;
+    content.filepath = _stage->keep(
+        part.payload, std::to_string(msgId) + "-" + std::to_string(index), type.extension);
     if (!type.isKnown) report(line, index, part, "unknown content type, stored as a file");
   } else if (part.payload.state == Payload::State::DAMAGED) {
-    row.status = CONTENT_STATUS_DAMAGED;
+    content.status = CONTENT_STATUS_DAMAGED;
     report(line, index, part, "damaged base64, stored without its data");
-  } else if (row.textData.empty() && !type.isPlainText()) {
-    row.status = CONTENT_STATUS_DAMAGED;
+  } else if (content.textData.empty() && !type.isPlainText()) {
+    content.status = CONTENT_STATUS_DAMAGED;
     report(line, index, part, "no data");
   }
-  _writer->addContent(row);
+  _writer->addContent(msgId, content, content.hasFile ? part.payload.size : 0);
   ++_summary.partsStored;
 }
 

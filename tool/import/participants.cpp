@@ -5,6 +5,11 @@
 
 namespace msg_tarvel::tool {
 
+using helpers::AddressSet;
+using helpers::is_phone_number;
+using helpers::is_same_address;
+using helpers::normalised_address;
+
 namespace {
 
 /** What phones write as the sender of a message that they send. */

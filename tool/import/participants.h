@@ -6,10 +6,16 @@
 #include <vector>
 
 #include "backup/backup_reader.h"
-#include "store/phone_number.h"
-#include "store/store_writer.h"
+#include "helpers/same_address.h"
 
 namespace msg_tarvel::tool {
+
+/** Someone a message was exchanged with; the owner of the phone is none. */
+struct Participant {
+  std::string address;
+  /** As msg_address_table has it: 1 from or to, 2 cc, 3 bcc. */
+  int recipientType = 1;
+};
 
 /**
  * Finds out which numbers are the phone owner's own, for these stand among a group's addresses.
@@ -25,13 +31,13 @@ class OwnNumbers {
   void observe(const BackupMessage& message);
   /** To be called after the last observe: draws the conclusions. */
   void conclude();
-  const AddressSet& numbers() const { return _numbers; }
+  const helpers::AddressSet& numbers() const { return _numbers; }
 
  private:
   void _observeReceived(const BackupMessage& message);
 
-  AddressSet _numbers;
-  AddressSet _senders;
+  helpers::AddressSet _numbers;
+  helpers::AddressSet _senders;
   std::set<std::string> _onlyRecipients;
   /** How many group messages an unlisted number was addressed in. */
   std::map<std::string, long> _unlistedRecipients;
@@ -40,7 +46,8 @@ class OwnNumbers {
 
 /** The participants of a message, without duplicates and, unless nobody else is there, the owner.
  */
-std::vector<Participant> participants_of(const BackupMessage& message, const AddressSet& own);
+std::vector<Participant> participants_of(const BackupMessage& message,
+                                         const helpers::AddressSet& own);
 
 /** Every address that the message names, normalised and in order, for telling messages apart. */
 std::vector<std::string> named_addresses(const BackupMessage& message);

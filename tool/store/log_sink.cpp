@@ -108,15 +108,13 @@ void forget_log_errors() {
   firstDatabaseError.clear();
 }
 
-std::string log_failure() {
-  return in_words(firstDatabaseError.empty() ? firstError : firstDatabaseError);
-}
-
 bool has_database_error() { return !firstDatabaseError.empty(); }
 
-void fail_with_log(const std::string& what) {
-  const std::string reason = log_failure();
-  throw Failure(reason.empty() ? what : what + ": " + reason);
+std::string with_log_failure(const std::string& what) {
+  const std::string reason = in_words(firstDatabaseError.empty() ? firstError : firstDatabaseError);
+  return reason.empty() ? what : what + ": " + reason;
 }
+
+void fail_with_log(const std::string& what) { throw Failure(with_log_failure(what)); }
 
 }  // namespace msg_tarvel::tool

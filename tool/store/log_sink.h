@@ -13,16 +13,13 @@ void set_verbose(bool verbose);
 /** Forgets the errors so far; to be called before what may fail. */
 void forget_log_errors();
 
-/**
- * What went wrong since the last forget_log_errors, in words for a user where they are known; empty
- * when nothing did.
- */
-std::string log_failure();
-
 /** Whether the database reported an error since the last forget_log_errors. */
 bool has_database_error();
 
-/** Throws a Failure that says `what` and log_failure. */
+/** `what`, and what went wrong since the last forget_log_errors, in words for a user. */
+std::string with_log_failure(const std::string& what);
+
+/** Throws a Failure that says with_log_failure. */
 [[noreturn]] void fail_with_log(const std::string& what);
 
 }  // namespace msg_tarvel::tool

@@ -47,7 +47,7 @@ class Participants : public ::testing::Test {
 
   std::string of(const BackupMessage& message) { return described(participants_of(message, own)); }
 
-  AddressSet own;
+  helpers::AddressSet own;
 };
 
 TEST_F(Participants, OfATextAreItsAddresses) {
