@@ -115,7 +115,7 @@ int search_one_by_one(const std::vector<std::string>& addresses) {
   const auto candidates = compile(
       "SELECT convId FROM msg_address_table GROUP BY convId HAVING count(*) = ? ORDER BY convId;",
       CANNOT_SEARCH);
-  bind(*candidates, static_cast<int>(addresses.size()));
+  bind_all(*candidates, static_cast<int>(addresses.size()));
   while (next_row(*candidates, CANNOT_SEARCH)) {
     const int convId = candidates->getInt(0);
     if (has_exactly(convId, addresses)) return convId;

@@ -36,14 +36,13 @@ inline void bind_value(db::SqlStatement& statement, int index, std::optional<lon
     statement.bindNull(index);
   }
 }
-/** The text is not copied: it outlives the step. */
 inline void bind_value(db::SqlStatement& statement, int index, const std::string& text) {
   statement.bind(index, text.c_str());
 }
 
-/** Binds the values to the parameters 1, 2, ... */
+/** Binds the values to the parameters 1, 2, ...; texts are not copied and outlive the step. */
 template <typename... Values>
-void bind(db::SqlStatement& statement, const Values&... values) {
+void bind_all(db::SqlStatement& statement, const Values&... values) {
   int index = 0;
   (bind_value(statement, ++index, values), ...);
 }
@@ -52,7 +51,7 @@ void bind(db::SqlStatement& statement, const Values&... values) {
 template <typename... Values>
 int number(const std::string& sql, std::string_view purpose, const Values&... values) {
   const auto statement = compile(sql, purpose);
-  bind(*statement, values...);
+  bind_all(*statement, values...);
   return next_row(*statement, purpose) ? statement->getInt(0) : 0;
 }
 

@@ -102,7 +102,7 @@ db::SqlStatement& StoreWriter::_statement(const char* sql) {
 template <typename... Values>
 void StoreWriter::_run(const char* sql, const Values&... values) {
   db::SqlStatement& statement = _statement(sql);
-  bind(statement, values...);
+  bind_all(statement, values...);
   run(statement, CANNOT_WRITE);
 }
 
@@ -244,7 +244,7 @@ void StoreWriter::_deleteMessages(const std::string& chosen, int value) {
   }
   for (const std::string& text : texts) {
     const auto statement = compile(text, CANNOT_WRITE);
-    bind(*statement, value);
+    bind_all(*statement, value);
     run(*statement, CANNOT_WRITE);
   }
 }
@@ -267,7 +267,7 @@ void StoreWriter::_summarise() {
   const bool isOne = _changed.size() == 1;
   const auto messages =
       compile(std::string(READ_MESSAGES) + (isOne ? " WHERE convId = ?;" : ";"), CANNOT_WRITE);
-  if (isOne) bind(*messages, _changed.begin()->first);
+  if (isOne) bind_all(*messages, _changed.begin()->first);
   while (next_row(*messages, CANNOT_WRITE)) {
     const auto found = _changed.find(messages->getInt(0));
     const int folder = messages->getInt(2);
