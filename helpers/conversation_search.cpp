@@ -71,7 +71,7 @@ bool is_searchable(const std::vector<std::string>& addresses) {
   return room <= SEARCH_ROOM;
 }
 
-int search_in_library(const std::vector<std::string>& addresses) {
+int search_in_library(const std::vector<std::string>& addresses, bool& areRowsReadable) {
   std::vector<Address> key;
   for (const std::string& address : addresses) {
     Address element;
@@ -84,7 +84,8 @@ int search_in_library(const std::vector<std::string>& addresses) {
   if (ret == db::DB_SUCCESS) return convId;
   if (ret != db::DB_NO_DATA) throw StoreError(CANNOT_SEARCH, ret);
   // Also what a failed step gives: then the same rows cannot be read now, or the view has ended.
-  number(READ_ADDRESSES, CANNOT_SEARCH);
+  if (!areRowsReadable) number(READ_ADDRESSES, CANNOT_SEARCH);
+  areRowsReadable = true;
   return 0;
 }
 
@@ -123,10 +124,10 @@ int search_one_by_one(const std::vector<std::string>& addresses) {
   return 0;
 }
 
-int search(const std::vector<std::string>& addresses) {
+int search(const std::vector<std::string>& addresses, bool& areRowsReadable) {
   if (is_searchable(addresses)) {
     try {
-      return search_in_library(addresses);
+      return search_in_library(addresses, areRowsReadable);
     } catch (const std::out_of_range&) {
       // A number that ends within its calling code.
     }
@@ -137,11 +138,16 @@ int search(const std::vector<std::string>& addresses) {
 }  // namespace
 
 int find_conversation(const std::vector<std::string>& addresses) {
+  return RepeatedSearch().find(addresses);
+}
+
+int RepeatedSearch::find(const std::vector<std::string>& addresses) {
   SteadyView view;
   // Takes the lock that reading needs: what follows finds no other process in its way.
   number("SELECT count(*) FROM sqlite_master;", CANNOT_SEARCH);
   // A conversation without an address has one row all the same, an empty one.
-  const int convId = search(addresses.empty() ? std::vector<std::string>(1) : addresses);
+  const int convId =
+      search(addresses.empty() ? std::vector<std::string>(1) : addresses, _areRowsReadable);
   view.end();
   return convId;
 }
