@@ -12,7 +12,6 @@
 #include "commands/command_set.h"
 #include "commands/commands.h"
 #include "exit_status.h"
-#include "failure.h"
 #include "helpers/store_maker.h"
 #include "helpers/transaction.h"
 #include "print/json.h"
