@@ -17,14 +17,20 @@ constexpr const char* base_name(const char* path) {
   return base;
 }
 
-/** The place a log line belongs to, for a helper that logs on behalf of its caller. */
+/**
+ * The place a log line belongs to, for a helper that logs on behalf of its caller. It names the
+ * caller's file too, so such a helper may live in any file.
+ */
 struct CallSite {
+  /** A base name. */
+  const char* file;
   const char* function;
   int line;
 
-  static constexpr CallSite here(const char* function = __builtin_FUNCTION(),
+  static constexpr CallSite here(const char* file = __builtin_FILE(),
+                                 const char* function = __builtin_FUNCTION(),
                                  int line = __builtin_LINE()) {
-    return {function, line};
+    return {base_name(file), function, line};
   }
 };
 
@@ -36,29 +42,27 @@ struct CallSite {
 #define MSG_TARVEL_COLOUR_RESET "\033[0;m"
 
 // The reset escape is the last argument of every line, which keeps the argument list non-empty.
-#define MSG_TARVEL_LOG_(function, line, priority, colour, format, ...)                    \
-  __dlog_print(LOG_ID_MAIN, priority, "MSG_TARVEL", "%s: %s(%d) > " colour format "%s\n", \
-               ::msg_tarvel::log::base_name(__FILE__), function, line, __VA_ARGS__)
+#define MSG_TARVEL_LOG_(file, function, line, priority, colour, format, ...)                    \
+  __dlog_print(LOG_ID_MAIN, priority, "MSG_TARVEL", "%s: %s(%d) > " colour format "%s\n", file, \
+               function, line, __VA_ARGS__)
+#define MSG_TARVEL_LOG_HERE_(priority, colour, ...)                                             \
+  MSG_TARVEL_LOG_(::msg_tarvel::log::base_name(__FILE__), __func__, __LINE__, priority, colour, \
+                  __VA_ARGS__, MSG_TARVEL_COLOUR_RESET)
+#define MSG_TARVEL_LOG_AT_(site, priority, colour, ...)                                     \
+  MSG_TARVEL_LOG_((site).file, (site).function, (site).line, priority, colour, __VA_ARGS__, \
+                  MSG_TARVEL_COLOUR_RESET)
 
 /** A red line that begins with "[ERROR] ". */
-#define MSG_TARVEL_ERROR(...)                                                                    \
-  MSG_TARVEL_LOG_(__func__, __LINE__, DLOG_ERROR, MSG_TARVEL_COLOUR_RED "[ERROR] ", __VA_ARGS__, \
-                  MSG_TARVEL_COLOUR_RESET)
-/** The same on behalf of the function that `site` names. */
-#define MSG_TARVEL_ERROR_AT(site, ...)                                                        \
-  MSG_TARVEL_LOG_((site).function, (site).line, DLOG_ERROR, MSG_TARVEL_COLOUR_RED "[ERROR] ", \
-                  __VA_ARGS__, MSG_TARVEL_COLOUR_RESET)
+#define MSG_TARVEL_ERROR(...) \
+  MSG_TARVEL_LOG_HERE_(DLOG_ERROR, MSG_TARVEL_COLOUR_RED "[ERROR] ", __VA_ARGS__)
 /** A red line without the prefix. */
-#define MSG_TARVEL_ERROR_BARE(...)                                                    \
-  MSG_TARVEL_LOG_(__func__, __LINE__, DLOG_ERROR, MSG_TARVEL_COLOUR_RED, __VA_ARGS__, \
-                  MSG_TARVEL_COLOUR_RESET)
-#define MSG_TARVEL_WARN(...)                                                             \
-  MSG_TARVEL_LOG_(__func__, __LINE__, DLOG_WARN, MSG_TARVEL_COLOUR_MAGENTA, __VA_ARGS__, \
-                  MSG_TARVEL_COLOUR_RESET)
-#define MSG_TARVEL_INFO(...)                                                           \
-  MSG_TARVEL_LOG_(__func__, __LINE__, DLOG_INFO, MSG_TARVEL_COLOUR_GREEN, __VA_ARGS__, \
-                  MSG_TARVEL_COLOUR_RESET)
-/** The same on behalf of the function that `site` names. */
-#define MSG_TARVEL_INFO_AT(site, ...)                                                            \
-  MSG_TARVEL_LOG_((site).function, (site).line, DLOG_INFO, MSG_TARVEL_COLOUR_GREEN, __VA_ARGS__, \
-                  MSG_TARVEL_COLOUR_RESET)
+#define MSG_TARVEL_ERROR_BARE(...) \
+  MSG_TARVEL_LOG_HERE_(DLOG_ERROR, MSG_TARVEL_COLOUR_RED, __VA_ARGS__)
+#define MSG_TARVEL_WARN(...) MSG_TARVEL_LOG_HERE_(DLOG_WARN, MSG_TARVEL_COLOUR_MAGENTA, __VA_ARGS__)
+#define MSG_TARVEL_INFO(...) MSG_TARVEL_LOG_HERE_(DLOG_INFO, MSG_TARVEL_COLOUR_GREEN, __VA_ARGS__)
+
+/** The same lines on behalf of the place that `site` names. */
+#define MSG_TARVEL_ERROR_AT(site, ...) \
+  MSG_TARVEL_LOG_AT_(site, DLOG_ERROR, MSG_TARVEL_COLOUR_RED "[ERROR] ", __VA_ARGS__)
+#define MSG_TARVEL_INFO_AT(site, ...) \
+  MSG_TARVEL_LOG_AT_(site, DLOG_INFO, MSG_TARVEL_COLOUR_GREEN, __VA_ARGS__)

@@ -5,6 +5,7 @@
 
 #include <app_common.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -86,13 +87,37 @@ thread_local CachedManager cachedManager = {nullptr, 0};
 // Counts how often all managers were destroyed at once, which outdates every thread's cache.
 std::atomic<unsigned int> managerGeneration{0};
 
+/** The process that registered the exit hook. A child that it forks inherits hook and managers. */
+std::atomic<pid_t> exitHookProcess{0};
+
 /**
  * What a thread did to its manager happens before a later thread with the same id takes it over:
  * the one locks the mutex as it ends, the other to look the manager up.
+ *
+ * A key of the thread, not an object of it: the object's destructor would keep the library loaded,
+ * after dlclose, for as long as the thread lives. The key goes when the library goes.
  */
-struct HandOverAtThreadEnd {
-  std::mutex& mutex;
-  ~HandOverAtThreadEnd() { const std::lock_guard<std::mutex> lock(mutex); }
+class HandOverAtThreadEnd {
+ public:
+  HandOverAtThreadEnd() : _isMade(pthread_key_create(&_key, &HandOverAtThreadEnd::lock) == 0) {}
+  HandOverAtThreadEnd(const HandOverAtThreadEnd&) = delete;
+  HandOverAtThreadEnd& operator=(const HandOverAtThreadEnd&) = delete;
+  ~HandOverAtThreadEnd() {
+    if (_isMade) pthread_key_delete(_key);
+  }
+
+  /** Has the calling thread lock `mutex` as it ends. */
+  void prepare(std::mutex& mutex) const {
+    if (_isMade) pthread_setspecific(_key, &mutex);
+  }
+
+ private:
+  static void lock(void* mutex) {
+    const std::lock_guard<std::mutex> lock(*static_cast<std::mutex*>(mutex));
+  }
+
+  pthread_key_t _key = 0;
+  bool _isMade;
 };
 
 /**
@@ -104,15 +129,14 @@ struct HandOverAtThreadEnd {
  * its group and mode. Set beforehand, the mode holds, and the pragma inside merely repeats it.
  *
  * Whatever goes wrong here goes wrong in the transaction too and is reported there, so this step is
- * silent. Only a lock is waited for here, as the transaction would have waited for it; false when
- * it stays busy.
+ * silent.
  */
-bool keep_journal(sqlite3* db) {
+void keep_journal(sqlite3* db) {
   sqlite3_stmt* pragma = nullptr;
-  const int code = sqlite3_prepare_v2(db, PERSIST_JOURNAL, -1, &pragma, nullptr);
-  if (code == SQLITE_OK) sqlite3_step(pragma);
+  if (sqlite3_prepare_v2(db, PERSIST_JOURNAL, -1, &pragma, nullptr) == SQLITE_OK) {
+    sqlite3_step(pragma);
+  }
   sqlite3_finalize(pragma);
-  return code != SQLITE_BUSY;
 }
 
 /** Inserts the subscription row of a new SUBSCRIPTION_TABLE; 0 or a result code. */
@@ -170,14 +194,18 @@ DBMgr::DBMgr() = default;
 DBMgr::~DBMgr() { _closeDb(); }
 
 DBMgr* DBMgr::getInstance() {
-  std::call_once(only_once, [] { std::atexit(&DBMgr::_onDestroyed); });
+  std::call_once(only_once, [] {
+    exitHookProcess = getpid();
+    std::atexit(&DBMgr::_onDestroyed);
+  });
 
   const unsigned int generation = managerGeneration.load(std::memory_order_acquire);
   if (cachedManager.manager && cachedManager.generation == generation) {
     return cachedManager.manager;
   }
 
-  static thread_local const HandOverAtThreadEnd handOver{_mutex};
+  static const HandOverAtThreadEnd handOver;
+  handOver.prepare(_mutex);
   const std::lock_guard<std::mutex> lock(_mutex);
   DBMgr*& manager = _instances[std::this_thread::get_id()];
   if (!manager) manager = new DBMgr();
@@ -212,6 +240,10 @@ void DBMgr::_unref() {
 }
 
 void DBMgr::_onDestroyed() {
+  // In a forked child the managers are its parent's: closing one would roll back, in the file, a
+  // transaction that the parent is in.
+  if (exitHookProcess != getpid()) return;
+
   std::map<std::thread::id, DBMgr*> managers;
   {
     const std::lock_guard<std::mutex> lock(_mutex);
@@ -311,7 +343,11 @@ std::unique_ptr<SqlStatement> DBMgr::compileStatement(const std::string& sql) {
     MSG_TARVEL_ERROR("sqlite3_prepare_v2() failed: (%d) (%s)", code, sqlite3_errmsg(_db));
     return nullptr;
   }
-  return std::make_unique<SqlStatement>(statement);
+  // Without memory for the wrapper the statement goes too, or the connection could never be closed.
+  std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> owned(statement, &sqlite3_finalize);
+  auto wrapper = std::make_unique<SqlStatement>(statement);
+  owned.release();
+  return wrapper;
 }
 
 int DBMgr::createDb() {
@@ -369,11 +405,16 @@ int DBMgr::_createDbFiles() {
 
   int ret = _openDb();
   if (ret == DB_SUCCESS) {
-    // A lock that stayed busy is not waited for a second time.
-    const bool stillLocked = !keep_journal(_db);
-    if (stillLocked) sqlite3_busy_handler(_db, nullptr, nullptr);
+    // Both steps may find the file locked; together they wait no longer than one of them may.
+    int waits = 0;
+    const auto waitWithinBudget = [](void* used, int /*count*/) {
+      int& count = *static_cast<int*>(used);
+      return count > BUSY_LAST_COUNT + 1 ? 0 : _onBusyHandler(nullptr, count++);
+    };
+    sqlite3_busy_handler(_db, waitWithinBudget, &waits);
+    keep_journal(_db);
     ret = beginTransaction();
-    if (stillLocked) sqlite3_busy_handler(_db, &DBMgr::_onBusyHandler, nullptr);
+    sqlite3_busy_handler(_db, &DBMgr::_onBusyHandler, nullptr);
   }
   if (ret != DB_SUCCESS) {
     MSG_TARVEL_ERROR("beginTransaction() failed!");

@@ -1,17 +1,18 @@
-// The read queries. Each validates its arguments, builds its condition, compiles, steps and copies.
+// The read queries, in six themes: messages, threads, conversations, addresses, contents, and the
+// network message store. In each, the SELECT texts come first, then the readers, which take the
+// columns by their place, then the queries: each validates its arguments, builds its condition,
+// compiles, steps and copies.
 
 #include "msg-tarvel-common/db/db_common_funcs.h"
 
 #include <vconf.h>
 
 #include <cstdint>
-#include <memory>
-#include <utility>
 
 #include "db/bounded_text.h"
 #include "db/db_common_funcs_internal.h"
+#include "db/query.h"
 #include "log.h"
-#include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/SqlStatement.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "msg-tarvel-common/utility/common_util_funcs.h"
@@ -21,7 +22,16 @@ namespace msg_tarvel::db {
 
 namespace {
 
-// SELECT texts. The readers below take the columns by their place.
+constexpr const char* MMS = "mms";
+
+/** A condition, or a part of a statement: at most 1,023 characters. */
+using ConditionText = BoundedText<1024>;
+
+}  // namespace
+
+// Messages
+
+namespace {
 
 constexpr const char* SELECT_MESSAGE =
     "SELECT msgId, convId, msgType, itemId, storageFolder, storageId, networkStatus, mainText, "
@@ -37,325 +47,15 @@ constexpr const char* SELECT_MESSAGE_LIST =
     "peerChatSessionId, stickerId, isShareDialMessage, isSafeMessage "
     "FROM msg_message_table ";
 
-constexpr const char* SELECT_DELETED_MESSAGES =
-    "SELECT msgId, msgType, itemId, storageFolder, displayTime FROM deleted_msg_table";
-
-#define SELECT_THREAD_COLUMNS                                                           \
-  "SELECT A.convId, A.unreadCnt, A.msgCnt, A.storageFolder, A.msgType, A.displayTime, " \
-  "A.mainText, A.msgText, A.peerConvId, A.peerChatType, A.peerChatState, A.stickerId, " \
-  "A.lastMsgId, "
-#define SELECT_THREAD_COUNTS                                       \
-  "(COUNT(CASE WHEN B.networkStatus = %d THEN 1 END)) AS FAILED, " \
-  "(COUNT(CASE WHEN B.networkStatus = %d THEN 1 END)) AS SENDING " \
-  "FROM msg_conversation_table A, msg_message_table B "
-
-constexpr const char* SELECT_CONVERSATION =
-    "SELECT msgId, msgType, itemId, convId, storageId, storageFolder, networkStatus, mainText, "
-    "textMessage, displayTime, attachedNum, read, simIndex, peerConvId, peerChatType, "
-    "peerChatSessionId, peerGroupChatSender, stickerId, isShareDialMessage, isSafeMessage "
-    "FROM msg_message_table ";
-
-constexpr const char* SELECT_ADDRESSES =
-    "SELECT convId, addressType, recipientType, address FROM msg_address_table WHERE convId = ?;";
-
-constexpr const char* SELECT_SIM_INFOS =
-    "SELECT id, simIndex, storageId, Imsi, Address FROM msg_sim_table;";
-
-constexpr const char* SELECT_CONTENTS =
-    "SELECT msgId, slideIdx, textData, mediaType, contentType, attachType, hasFile, status, "
-    "filepath, filename, thumbpath, peer_filepath, peer_copied_filepath "
-    "FROM msg_mms_content_table ";
-
-constexpr const char* SELECT_SENDING_MSG_CONTENT =
-    "SELECT msgId, status, filepath, filename FROM msg_ft_content_table "
-    "WHERE msgId = ? and contentType = ?;";
-
-constexpr const char* SELECT_SENDING_FILE_CONTENT =
-    "SELECT msgId, status, filepath, filename FROM msg_ft_content_table WHERE filepath = ?;";
-
-constexpr const char* SELECT_NMS_META =
-    "SELECT msgId, objectId, primaryId, secondaryId, resourceURL, BTCorrelated, MSSICorrelated, "
-    "lastModSeq, MSSISync, deleted, msgTime, downloadRequired FROM msg_nms_meta_table ";
-
-constexpr const char* SELECT_NMS_META_LIST =
-    "SELECT msgId, objectId, primaryId, secondaryId, resourceURL, BTCorrelated, MSSICorrelated, "
-    "lastModSeq, MSSISync, deleted, msgTime, downloadRequired from msg_nms_meta_table ";
-
-constexpr const char* COUNT_DOWNLOAD_REQUIRED =
-    "SELECT count(msgId) FROM msg_nms_meta_table WHERE downloadRequired = ?;";
-
-constexpr const char* SELECT_SUBSCRIPTION =
-    "SELECT notiIdx, restartToken FROM mssi_info_table WHERE id = ?;";
-
-constexpr const char* ADDRESS_TABLE = "msg_address_table";
-
-constexpr const char* MMS = "mms";
-constexpr const char* STRUCTURED_MESSAGE = "json_msg";
-constexpr int SUBSCRIPTION_ROW_ID = 1;
-
-constexpr int NETWORK_STATUS_SENDING = 1;
-constexpr int NETWORK_STATUS_FAILED = 3;
-
-constexpr int ADDRESS_TYPE_EXACT = 2;
-constexpr int ADDRESS_TYPE_UNSEARCHED = 3;
-constexpr int RECIPIENT_TYPE_ENDS_SEARCH = 3;
-
-/** A condition, or a part of a statement: at most 1,023 characters. */
-using ConditionText = BoundedText<1024>;
-/** The statement of the search for a conversation: at most 5,119 characters. */
-using SearchText = BoundedText<5120>;
-
-bool is_failure(int ret) { return ret != DB_SUCCESS && ret != DB_NO_DATA; }
-
-std::unique_ptr<SqlStatement> compile(const std::string& sql, log::CallSite site) {
-  auto statement = DBMgr::getInstance()->compileStatement(sql);
-  if (!statement) MSG_TARVEL_ERROR_AT(site, "compileStatement() failed!");
-  return statement;
-}
-
-/** The wordings in which a failed step is reported. */
-enum class StepFailure { PLAIN, EXCLAIMED, WITH_CODE };
-
-void log_step_failure(StepFailure wording, int ret, log::CallSite site) {
-  switch (wording) {
-    case StepFailure::PLAIN:
-      MSG_TARVEL_ERROR_AT(site, "step() failed");
-      break;
-    case StepFailure::EXCLAIMED:
-      MSG_TARVEL_ERROR_AT(site, "step() failed!");
-      break;
-    case StepFailure::WITH_CODE:
-      MSG_TARVEL_ERROR_AT(site, "step failed: (%d)", ret);
-      break;
-  }
-}
-
-/** How a list query words its failures. */
-struct ListFailures {
-  StepFailure firstStep;
-  StepFailure laterStep;
-  /** The reader's name when it can fail. */
-  const char* reader;
-};
-
-/** Steps `statement` to its end and appends to `items` what `readRow` makes of each row. */
-template <typename Item>
-int append_rows(SqlStatement& statement, int (*readRow)(SqlStatement&, Item&),
-                const ListFailures& failures, std::vector<Item>& items, log::CallSite site) {
-  StepFailure stepFailure = failures.firstStep;
-  int ret = statement.step();
-  while (ret == DB_ROW) {
-    Item item;
-    const int readRet = readRow(statement, item);
-    if (readRet != DB_SUCCESS) {
-      if (failures.reader) MSG_TARVEL_ERROR_AT(site, "%s() failed!", failures.reader);
-      return readRet;
-    }
-    items.push_back(std::move(item));
-    stepFailure = failures.laterStep;
-    ret = statement.step();
-  }
-  if (ret != DB_SUCCESS) {
-    log_step_failure(stepFailure, ret, site);
-    return ret;
-  }
-  return items.empty() ? DB_NO_DATA : DB_SUCCESS;
-}
-
-/** Compiles `sql` and appends its rows to `items`. */
-template <typename Item>
-int query_list(const std::string& sql, int (*readRow)(SqlStatement&, Item&),
-               const ListFailures& failures, std::vector<Item>& items,
-               log::CallSite site = log::CallSite::here()) {
-  const auto statement = compile(sql, site);
-  if (!statement) return DB_ERR_PREPARE;
-  return append_rows(*statement, readRow, failures, items, site);
-}
-
-/** Compiles `sql` and reads its first row; `reader` names a reader whose failure is reported. */
-template <typename Item>
-int query_first(const std::string& sql, int (*readRow)(SqlStatement&, Item&), const char* reader,
-                Item& item, log::CallSite site = log::CallSite::here()) {
-  const auto statement = compile(sql, site);
-  if (!statement) return DB_ERR_PREPARE;
-
-  const int ret = statement->step();
-  if (ret == DB_ERR_STEP) {
-    log_step_failure(StepFailure::PLAIN, ret, site);
-    return ret;
-  }
-  if (ret != DB_ROW) return DB_NO_DATA;
-
-  const int readRet = readRow(*statement, item);
-  if (readRet != DB_SUCCESS && reader) MSG_TARVEL_ERROR_AT(site, "%s() failed!", reader);
-  return readRet;
-}
-
-/** Reports, for a public function, that its worker failed; finding nothing is no failure. */
-int report_failure(const char* worker, int ret, log::CallSite site = log::CallSite::here()) {
-  if (is_failure(ret)) MSG_TARVEL_ERROR_AT(site, "%s() failed: (%d)", worker, ret);
-  return ret;
-}
-
-int step_get_deleted_message(SqlStatement& statement, Message& message) {
-  message.msgId = statement.getInt(0);
-  message.msgType = statement.getText(1);
-  message.itemId = statement.getInt(2);
-  message.storageFolder = statement.getInt(3);
-  message.displayTime = statement.getInt64(4);
-  return DB_SUCCESS;
-}
-
-int step_get_address(SqlStatement& statement, Address& address) {
-  address.convId = statement.getInt(0);
-  address.addressType = statement.getInt(1);
-  address.recipientType = statement.getInt(2);
-  address.address = statement.getText(3);
-  return DB_SUCCESS;
-}
-
-int step_get_sim_info(SqlStatement& statement, SimInfo& simInfo) {
-  simInfo.id = statement.getInt(0);
-  simInfo.simIndex = statement.getInt(1);
-  simInfo.storageId = statement.getInt(2);
-  simInfo.imsi = statement.getText(3);
-  simInfo.address = statement.getText(4);
-  return DB_SUCCESS;
-}
-
-int step_get_content(SqlStatement& statement, Content& content) {
-  content.msgId = statement.getInt(0);
-  content.slideIdx = statement.getInt(1);
-  content.textData = statement.getText(2);
-  content.mediaType = statement.getInt(3);
-  content.contentType = statement.getText(4);
-  content.attachType = statement.getInt(5) != 0;
-  content.hasFile = statement.getInt(6) != 0;
-  content.status = statement.getInt(7);
-  content.filepath = statement.getText(8);
-  content.filename = statement.getText(9);
-  content.thumbpath = statement.getText(10);
-  content.peer_filepath = statement.getText(11);
-  content.peer_copied_filepath = statement.getText(12);
-  return DB_SUCCESS;
-}
-
-/** The folders whose "mms" messages show their contents in a conversation. */
-bool shows_contents(int folder) {
-  return (folder >= MAIN_FOLDER_1 && folder <= MAIN_FOLDER_3) ||
-         (folder >= STANDALONE_FOLDER_1 && folder <= STANDALONE_FOLDER_3);
-}
+constexpr ListFailures MESSAGE_LIST_FAILURES = {StepFailure::PLAIN, StepFailure::EXCLAIMED,
+                                                "_db_step_get_message"};
 
 /** The folders whose messages have metadata on the network message store. */
 bool has_nms_meta(int folder) {
   return (folder >= MAIN_FOLDER_1 && folder <= MAIN_FOLDER_3) || folder == MAIN_FOLDER_5;
 }
 
-void append_read_filter(ConditionText& condition, int readFilter) {
-  if (readFilter != -1) condition.append(" AND read = %d", readFilter == 1 ? 1 : 0);
-}
-
-/** Appends what `cond` says of folders; false for a folder option that does not exist. */
-bool append_folder_condition(ConditionText& condition, const ListCondition& cond) {
-  const int folder = cond.folderType;
-  if (folder == ALL_FOLDERS) {
-    condition.append(
-        "(storageFolder > %d AND storageFolder <> %d AND storageFolder <> %d AND "
-        "storageFolder < %d)",
-        NO_FOLDER, MAIN_FOLDER_5, STANDALONE_FOLDER_5, ALL_FOLDERS);
-    return true;
-  }
-  if (folder >= 0) {
-    condition.append("storageFolder = %d", folder);
-    if (folder == MAIN_FOLDER_1) append_read_filter(condition, cond.readFilter);
-    return true;
-  }
-  if (folder > FOLDER_PAIR_1 || folder < FOLDER_PAIR_5) return false;
-
-  const int pair = FOLDER_PAIR_1 - folder;
-  condition.append("(storageFolder = %d OR storageFolder = %d)", MAIN_FOLDER_1 + pair,
-                   STANDALONE_FOLDER_1 + pair);
-  if (folder == FOLDER_PAIR_1) append_read_filter(condition, cond.readFilter);
-  return true;
-}
-
-/**
- * A comma follows each id whose value differs from the last one's, so an id that repeats the last
- * one runs into its successor: {3, 7, 3} becomes "37,3". Kept as the watch's processes know it.
- */
-void append_conversation_condition(ConditionText& condition, const std::vector<int32_t>& convIds) {
-  if (convIds.empty()) return;
-  condition.append(" AND convId IN (");
-  for (const int32_t convId : convIds) {
-    condition.append("%d", convId);
-    if (convId != convIds.back()) condition.append(",");
-  }
-  condition.append(")");
-}
-
-/**
- * Whether a number that begins with "+" matches by its trailing digits: foreign numbers do not, on
- * a device whose country is known to tell its own calling code.
- */
-bool is_matched_by_suffix(const std::string& internationalNumber) {
-  const common_util::PlatformString value(vconf_get_str("db/csc/country_iso"));
-  const std::string country = value ? value.get() : "";
-  if (country.compare(0, 2, "US") == 0) return internationalNumber.compare(1, 1, "1") == 0;
-  if (country.compare(0, 2, "KR") == 0) return internationalNumber.compare(1, 2, "82") == 0;
-  return true;
-}
-
-/** Appends the condition for one participant. Addresses go in unescaped. */
-void append_address_condition(SearchText& sql, const Address& address) {
-  const std::string& text = address.address;
-  const auto minMatchDigit = static_cast<std::size_t>(common_util::get_min_match_digit());
-  const bool isLongNumber = text.size() > minMatchDigit &&
-                            address.addressType != ADDRESS_TYPE_EXACT &&
-                            common_util::is_number(text);
-
-  if (isLongNumber && (text[0] != '+' || is_matched_by_suffix(text))) {
-    // Two wildcards stand before the number; the watch's processes know the text so.
-    sql.append("address LIKE '%%%%%s'", common_util::convert_number(text).c_str());
-  } else if (text.empty()) {
-    sql.append("address is NULL");
-  } else {
-    sql.append("address LIKE '%s'", text.c_str());
-  }
-}
-
-/** Runs a bound look-up of msg_ft_content_table; without a row `content` stays as it is. */
-int read_sending_content(SqlStatement& statement, Content& content,
-                         log::CallSite site = log::CallSite::here()) {
-  const int ret = statement.step();
-  if (ret == DB_ERR_STEP) {
-    log_step_failure(StepFailure::WITH_CODE, ret, site);
-    return ret;
-  }
-  if (ret == DB_ROW) {
-    content.msgId = statement.getInt(0);
-    content.status = statement.getInt(1);
-    content.filepath = statement.getText(2);
-    content.filename = statement.getText(3);
-  }
-  return DB_SUCCESS;
-}
-
-constexpr ListFailures MESSAGE_LIST_FAILURES = {StepFailure::PLAIN, StepFailure::EXCLAIMED,
-                                                "_db_step_get_message"};
-constexpr ListFailures THREAD_LIST_FAILURES = {StepFailure::PLAIN, StepFailure::PLAIN,
-                                               "_db_step_get_thread"};
-constexpr ListFailures CONVERSATION_LIST_FAILURES = {StepFailure::PLAIN, StepFailure::PLAIN,
-                                                     "_db_step_get_conversation"};
-constexpr ListFailures CONTENT_LIST_FAILURES = {StepFailure::PLAIN, StepFailure::EXCLAIMED,
-                                                nullptr};
-constexpr ListFailures NMS_META_LIST_FAILURES = {StepFailure::PLAIN, StepFailure::EXCLAIMED,
-                                                 "_db_step_get_nms_meta"};
-constexpr ListFailures BOUND_LIST_FAILURES = {StepFailure::WITH_CODE, StepFailure::WITH_CODE,
-                                              nullptr};
-
 }  // namespace
-
-// Messages
 
 int _db_step_get_message(SqlStatement& statement, Message& message) {
   message.msgId = statement.getInt(0);
@@ -406,6 +106,64 @@ int _db_step_get_message(SqlStatement& statement, Message& message) {
   }
   return DB_SUCCESS;
 }
+
+namespace {
+
+constexpr const char* SELECT_DELETED_MESSAGES =
+    "SELECT msgId, msgType, itemId, storageFolder, displayTime FROM deleted_msg_table";
+
+int step_get_deleted_message(SqlStatement& statement, Message& message) {
+  message.msgId = statement.getInt(0);
+  message.msgType = statement.getText(1);
+  message.itemId = statement.getInt(2);
+  message.storageFolder = statement.getInt(3);
+  message.displayTime = statement.getInt64(4);
+  return DB_SUCCESS;
+}
+
+void append_read_filter(ConditionText& condition, int readFilter) {
+  if (readFilter != -1) condition.append(" AND read = %d", readFilter == 1 ? 1 : 0);
+}
+
+/** Appends what `cond` says of folders; false for a folder option that does not exist. */
+bool append_folder_condition(ConditionText& condition, const ListCondition& cond) {
+  const int folder = cond.folderType;
+  if (folder == ALL_FOLDERS) {
+    condition.append(
+        "(storageFolder > %d AND storageFolder <> %d AND storageFolder <> %d AND "
+        "storageFolder < %d)",
+        NO_FOLDER, MAIN_FOLDER_5, STANDALONE_FOLDER_5, ALL_FOLDERS);
+    return true;
+  }
+  if (folder >= 0) {
+    condition.append("storageFolder = %d", folder);
+    if (folder == MAIN_FOLDER_1) append_read_filter(condition, cond.readFilter);
+    return true;
+  }
+  if (folder > FOLDER_PAIR_1 || folder < FOLDER_PAIR_5) return false;
+
+  const int pair = FOLDER_PAIR_1 - folder;
+  condition.append("(storageFolder = %d OR storageFolder = %d)", MAIN_FOLDER_1 + pair,
+                   STANDALONE_FOLDER_1 + pair);
+  if (folder == FOLDER_PAIR_1) append_read_filter(condition, cond.readFilter);
+  return true;
+}
+
+/**
+ * A comma follows each id whose value differs from the last one's, so an id that repeats the last
+ * one runs into its successor: {3, 7, 3} becomes "37,3". Kept as the watch's processes know it.
+ */
+void append_conversation_condition(ConditionText& condition, const std::vector<int32_t>& convIds) {
+  if (convIds.empty()) return;
+  condition.append(" AND convId IN (");
+  for (const int32_t convId : convIds) {
+    condition.append("%d", convId);
+    if (convId != convIds.back()) condition.append(",");
+  }
+  condition.append(")");
+}
+
+}  // namespace
 
 int _db_query_get_message(const std::string& where, Message& message) {
   return query_first(SELECT_MESSAGE + where, &_db_step_get_message, "_db_step_get_message",
@@ -512,7 +270,26 @@ int db_get_deleted_messages(bool mainFolderOnly, std::vector<Message>& out) {
   return append_rows(*statement, &step_get_deleted_message, BOUND_LIST_FAILURES, out, site);
 }
 
-// Conversations, threads, addresses, SIM cards
+// Threads: conversations as the list of conversations shows them
+
+namespace {
+
+constexpr int NETWORK_STATUS_SENDING = 1;
+constexpr int NETWORK_STATUS_FAILED = 3;
+
+#define SELECT_THREAD_COLUMNS                                                           \
+  "SELECT A.convId, A.unreadCnt, A.msgCnt, A.storageFolder, A.msgType, A.displayTime, " \
+  "A.mainText, A.msgText, A.peerConvId, A.peerChatType, A.peerChatState, A.stickerId, " \
+  "A.lastMsgId, "
+#define SELECT_THREAD_COUNTS                                       \
+  "(COUNT(CASE WHEN B.networkStatus = %d THEN 1 END)) AS FAILED, " \
+  "(COUNT(CASE WHEN B.networkStatus = %d THEN 1 END)) AS SENDING " \
+  "FROM msg_conversation_table A, msg_message_table B "
+
+constexpr ListFailures THREAD_LIST_FAILURES = {StepFailure::PLAIN, StepFailure::PLAIN,
+                                               "_db_step_get_thread"};
+
+}  // namespace
 
 int _db_step_get_thread(SqlStatement& statement, Thread& thread) {
   thread.convId = statement.getInt(0);
@@ -574,6 +351,27 @@ int db_get_threads(std::vector<Thread>& threads) {
   return report_failure("_db_query_get_thread_list", _db_query_get_thread_list(threads));
 }
 
+// Conversations: messages as the view of one conversation shows them
+
+namespace {
+
+constexpr const char* SELECT_CONVERSATION =
+    "SELECT msgId, msgType, itemId, convId, storageId, storageFolder, networkStatus, mainText, "
+    "textMessage, displayTime, attachedNum, read, simIndex, peerConvId, peerChatType, "
+    "peerChatSessionId, peerGroupChatSender, stickerId, isShareDialMessage, isSafeMessage "
+    "FROM msg_message_table ";
+
+constexpr ListFailures CONVERSATION_LIST_FAILURES = {StepFailure::PLAIN, StepFailure::PLAIN,
+                                                     "_db_step_get_conversation"};
+
+/** The folders whose "mms" messages show their contents in a conversation. */
+bool shows_contents(int folder) {
+  return (folder >= MAIN_FOLDER_1 && folder <= MAIN_FOLDER_3) ||
+         (folder >= STANDALONE_FOLDER_1 && folder <= STANDALONE_FOLDER_3);
+}
+
+}  // namespace
+
 int _db_step_get_conversation(SqlStatement& statement, Conversation& conversation) {
   conversation.msgId = statement.getInt(0);
   conversation.msgType = statement.getText(1);
@@ -633,6 +431,74 @@ int db_get_conversations(int convId, std::vector<Conversation>& conversations) {
                         _db_query_get_conversation_list(convId, conversations));
 }
 
+// Addresses: those of a conversation, the conversation of addresses, SIM cards
+
+namespace {
+
+constexpr const char* ADDRESS_TABLE = "msg_address_table";
+
+constexpr int ADDRESS_TYPE_EXACT = 2;
+constexpr int ADDRESS_TYPE_UNSEARCHED = 3;
+constexpr int RECIPIENT_TYPE_ENDS_SEARCH = 3;
+
+/** The statement of the search for a conversation: at most 5,119 characters. */
+using SearchText = BoundedText<5120>;
+
+constexpr const char* SELECT_ADDRESSES =
+    "SELECT convId, addressType, recipientType, address FROM msg_address_table WHERE convId = ?;";
+
+int step_get_address(SqlStatement& statement, Address& address) {
+  address.convId = statement.getInt(0);
+  address.addressType = statement.getInt(1);
+  address.recipientType = statement.getInt(2);
+  address.address = statement.getText(3);
+  return DB_SUCCESS;
+}
+
+constexpr const char* SELECT_SIM_INFOS =
+    "SELECT id, simIndex, storageId, Imsi, Address FROM msg_sim_table;";
+
+int step_get_sim_info(SqlStatement& statement, SimInfo& simInfo) {
+  simInfo.id = statement.getInt(0);
+  simInfo.simIndex = statement.getInt(1);
+  simInfo.storageId = statement.getInt(2);
+  simInfo.imsi = statement.getText(3);
+  simInfo.address = statement.getText(4);
+  return DB_SUCCESS;
+}
+
+/**
+ * Whether a number that begins with "+" matches by its trailing digits: foreign numbers do not, on
+ * a device whose country is known to tell its own calling code.
+ */
+bool is_matched_by_suffix(const std::string& internationalNumber) {
+  const common_util::PlatformString value(vconf_get_str("db/csc/country_iso"));
+  const std::string country = value ? value.get() : "";
+  if (country.compare(0, 2, "US") == 0) return internationalNumber.compare(1, 1, "1") == 0;
+  if (country.compare(0, 2, "KR") == 0) return internationalNumber.compare(1, 2, "82") == 0;
+  return true;
+}
+
+/** Appends the condition for one participant. Addresses go in unescaped. */
+void append_address_condition(SearchText& sql, const Address& address) {
+  const std::string& text = address.address;
+  const auto minMatchDigit = static_cast<std::size_t>(common_util::get_min_match_digit());
+  const bool isLongNumber = text.size() > minMatchDigit &&
+                            address.addressType != ADDRESS_TYPE_EXACT &&
+                            common_util::is_number(text);
+
+  if (isLongNumber && (text[0] != '+' || is_matched_by_suffix(text))) {
+    // Two wildcards stand before the number; the watch's processes know the text so.
+    sql.append("address LIKE '%%%%%s'", common_util::convert_number(text).c_str());
+  } else if (text.empty()) {
+    sql.append("address is NULL");
+  } else {
+    sql.append("address LIKE '%s'", text.c_str());
+  }
+}
+
+}  // namespace
+
 int db_get_addresses(int convId, std::vector<Address>& addresses) {
   if (convId < 0) {
     MSG_TARVEL_ERROR("Invalid param: threadId:(%d)", convId);
@@ -674,7 +540,7 @@ int db_check_thread_address_exist(const std::vector<Address>& addresses, int* th
       ADDRESS_TABLE);
   sql.append(") GROUP BY convId HAVING COUNT(convId) = ?");
 
-  const auto statement = compile(sql.c_str(), log::CallSite::here());
+  const auto statement = compile(sql.c_str());
   if (!statement) return DB_ERR_PREPARE;
   const int participants = static_cast<int>(addresses.size());
   statement->bind(1, ADDRESS_TYPE_UNSEARCHED);
@@ -691,6 +557,61 @@ int db_check_thread_address_exist(const std::vector<Address>& addresses, int* th
 
 // Contents
 
+namespace {
+
+constexpr ListFailures CONTENT_LIST_FAILURES = {StepFailure::PLAIN, StepFailure::EXCLAIMED,
+                                                nullptr};
+
+constexpr const char* SELECT_CONTENTS =
+    "SELECT msgId, slideIdx, textData, mediaType, contentType, attachType, hasFile, status, "
+    "filepath, filename, thumbpath, peer_filepath, peer_copied_filepath "
+    "FROM msg_mms_content_table ";
+
+int step_get_content(SqlStatement& statement, Content& content) {
+  content.msgId = statement.getInt(0);
+  content.slideIdx = statement.getInt(1);
+  content.textData = statement.getText(2);
+  content.mediaType = statement.getInt(3);
+  content.contentType = statement.getText(4);
+  content.attachType = statement.getInt(5) != 0;
+  content.hasFile = statement.getInt(6) != 0;
+  content.status = statement.getInt(7);
+  content.filepath = statement.getText(8);
+  content.filename = statement.getText(9);
+  content.thumbpath = statement.getText(10);
+  content.peer_filepath = statement.getText(11);
+  content.peer_copied_filepath = statement.getText(12);
+  return DB_SUCCESS;
+}
+
+constexpr const char* STRUCTURED_MESSAGE = "json_msg";
+
+constexpr const char* SELECT_SENDING_MSG_CONTENT =
+    "SELECT msgId, status, filepath, filename FROM msg_ft_content_table "
+    "WHERE msgId = ? and contentType = ?;";
+
+constexpr const char* SELECT_SENDING_FILE_CONTENT =
+    "SELECT msgId, status, filepath, filename FROM msg_ft_content_table WHERE filepath = ?;";
+
+/** Runs a bound look-up of msg_ft_content_table; without a row `content` stays as it is. */
+int read_sending_content(SqlStatement& statement, Content& content,
+                         log::CallSite site = log::CallSite::here()) {
+  const int ret = statement.step();
+  if (ret == DB_ERR_STEP) {
+    log_step_failure(StepFailure::WITH_CODE, ret, site);
+    return ret;
+  }
+  if (ret == DB_ROW) {
+    content.msgId = statement.getInt(0);
+    content.status = statement.getInt(1);
+    content.filepath = statement.getText(2);
+    content.filename = statement.getText(3);
+  }
+  return DB_SUCCESS;
+}
+
+}  // namespace
+
 int _db_query_get_content_list(const std::string& where, std::vector<Content>& contents) {
   return query_list(SELECT_CONTENTS + where, &step_get_content, CONTENT_LIST_FAILURES, contents);
 }
@@ -703,7 +624,7 @@ int db_get_contents(int msgId, std::vector<Content>& contents) {
 }
 
 int db_get_sending_msg_content_info(int msgId, Content& content) {
-  const auto statement = compile(SELECT_SENDING_MSG_CONTENT, log::CallSite::here());
+  const auto statement = compile(SELECT_SENDING_MSG_CONTENT);
   if (!statement) return DB_ERR_PREPARE;
   statement->bind(1, msgId);
   statement->bind(2, STRUCTURED_MESSAGE);
@@ -711,13 +632,36 @@ int db_get_sending_msg_content_info(int msgId, Content& content) {
 }
 
 int db_get_sending_file_content_info(const std::string& filepath, Content& content) {
-  const auto statement = compile(SELECT_SENDING_FILE_CONTENT, log::CallSite::here());
+  const auto statement = compile(SELECT_SENDING_FILE_CONTENT);
   if (!statement) return DB_ERR_PREPARE;
   statement->bind(1, filepath.c_str());
   return read_sending_content(*statement, content);
 }
 
-// Network message store
+// Network message store: metadata and subscription
+
+namespace {
+
+constexpr const char* SELECT_NMS_META =
+    "SELECT msgId, objectId, primaryId, secondaryId, resourceURL, BTCorrelated, MSSICorrelated, "
+    "lastModSeq, MSSISync, deleted, msgTime, downloadRequired FROM msg_nms_meta_table ";
+
+constexpr const char* SELECT_NMS_META_LIST =
+    "SELECT msgId, objectId, primaryId, secondaryId, resourceURL, BTCorrelated, MSSICorrelated, "
+    "lastModSeq, MSSISync, deleted, msgTime, downloadRequired from msg_nms_meta_table ";
+
+constexpr const char* COUNT_DOWNLOAD_REQUIRED =
+    "SELECT count(msgId) FROM msg_nms_meta_table WHERE downloadRequired = ?;";
+
+constexpr const char* SELECT_SUBSCRIPTION =
+    "SELECT notiIdx, restartToken FROM mssi_info_table WHERE id = ?;";
+
+constexpr int SUBSCRIPTION_ROW_ID = 1;
+
+constexpr ListFailures NMS_META_LIST_FAILURES = {StepFailure::PLAIN, StepFailure::EXCLAIMED,
+                                                 "_db_step_get_nms_meta"};
+
+}  // namespace
 
 int _db_step_get_nms_meta(SqlStatement& statement, NmsMsgMeta& meta) {
   meta.msgId = statement.getInt(0);

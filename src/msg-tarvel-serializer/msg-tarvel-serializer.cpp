@@ -1,6 +1,17 @@
-// The wire format of messages. Every record is a block: a marker byte (the size of its image), the
-// image, a count byte and that many strings (a 4-byte length and the text); what a record holds
-// besides its strings follows. Integers are little-endian and stand at any byte.
+// The wire format of messages:
+//
+//   message           = head(84, 3) list(address) list(content) optional(metadata)
+//   address           = head(20, 1)
+//   content           = head(56, 6) optional(content-metadata)
+//   metadata          = head(56, 4)
+//   content-metadata  = head(24, 3)
+//
+//   head(I, N)        = byte I, image of I bytes, byte N, N strings
+//   list(element)     = byte: number of elements modulo 256, every element
+//   optional(element) = byte 0 | byte 1, element
+//   string            = length L in 4 bytes, L bytes of text
+//
+// Integers are little-endian and stand at any byte. record_shape.h has the slots of each image.
 
 #include "msg-tarvel-common/msg-tarvel-serializer/msg-tarvel-serializer.h"
 
@@ -29,23 +40,26 @@ template <typename Record>
 constexpr std::size_t FIXED_SIZE =
     1 + Shape<Record>::IMAGE_SIZE + 1 + LENGTH_SIZE* STRING_COUNT<Record>;
 
-/** What a message has besides its strings: two counts and a presence byte. */
-constexpr std::size_t MESSAGE_FIXED_SIZE = FIXED_SIZE<msg_message_item_t> + 3;
+/** A message's two counts and presence byte. */
+constexpr std::size_t MESSAGE_EXTRA_SIZE = 3;
+
+/** Texts may be shared, so a message can be larger than memory: the sum has room for that. */
+using Size = std::uint64_t;
 
 template <typename Record>
-std::size_t size_with_strings(const Record& item) {
-  std::size_t size = FIXED_SIZE<Record>;
+Size size_with_strings(const Record& item) {
+  Size size = FIXED_SIZE<Record>;
   for (const auto string : Shape<Record>::STRINGS) {
     if (item.*string) size += std::strlen(item.*string);
   }
   return size;
 }
 
-std::size_t size_of(const msg_address_item_t& item) { return size_with_strings(item); }
-std::size_t size_of(const msg_nms_msg_meta_data_t& item) { return size_with_strings(item); }
-std::size_t size_of(const msg_nms_content_meta_data_t& item) { return size_with_strings(item); }
-std::size_t size_of(const msg_content_item_t& item) {
-  const std::size_t metaSize = item.nmsContentMetaData ? size_of(*item.nmsContentMetaData) : 0;
+Size size_of(const msg_address_item_t& item) { return size_with_strings(item); }
+Size size_of(const msg_nms_msg_meta_data_t& item) { return size_with_strings(item); }
+Size size_of(const msg_nms_content_meta_data_t& item) { return size_with_strings(item); }
+Size size_of(const msg_content_item_t& item) {
+  const Size metaSize = item.nmsContentMetaData ? size_of(*item.nmsContentMetaData) : 0;
   return size_with_strings(item) + 1 + metaSize;
 }
 
@@ -123,7 +137,7 @@ class Writer {
 
 /** Adds the block sizes of a list to `size`; false when an element is null. */
 template <typename Record>
-bool add_list_size(const GSList* list, std::size_t& size, CallSite site) {
+bool add_list_size(const GSList* list, Size& size, CallSite site) {
   for (const GSList* node = list; node; node = node->next) {
     if (!node->data) {
       MSG_TARVEL_ERROR_AT(site, "tmp_item is NULL");
@@ -149,13 +163,13 @@ bool write_list(Writer& writer, GSList* list, CallSite site) {
 }
 
 /** A zero-filled buffer; null, and a line in the log, when there is no memory for it. */
-char* allocate_buffer(std::size_t size, CallSite site) {
+char* allocate_buffer(Size size, CallSite site) {
   char* buffer = nullptr;
   // The interface tells sizes as int.
   if (size > INT_MAX) {
     errno = ENOMEM;
   } else {
-    buffer = static_cast<char*>(std::calloc(size, 1));
+    buffer = static_cast<char*>(std::calloc(static_cast<std::size_t>(size), 1));
   }
   if (!buffer) {
     MSG_TARVEL_ERROR_AT(site, "calloc is failed!! buff_size:(%d)(%s)", static_cast<int>(size),
@@ -164,15 +178,15 @@ char* allocate_buffer(std::size_t size, CallSite site) {
   return buffer;
 }
 
-void report_if_different(std::size_t size, std::size_t written, CallSite site) {
+void report_if_different(Size size, std::size_t written, CallSite site) {
   if (written == size) return;
   MSG_TARVEL_INFO_AT(site, "size is different. buff_size:%d, offset:%d", static_cast<int>(size),
                      static_cast<int>(written));
 }
 
 /** The size of the buffer now in `*out`; 0 on failure, with whatever `*out` then holds. */
-std::size_t serialize_message(const msg_message_item_t& item, char** out, CallSite site) {
-  std::size_t size = MESSAGE_FIXED_SIZE + size_with_strings(item) - FIXED_SIZE<msg_message_item_t>;
+int serialize_message(const msg_message_item_t& item, char** out, CallSite site) {
+  Size size = size_with_strings(item) + MESSAGE_EXTRA_SIZE;
   if (!add_list_size<msg_address_item_t>(item.addressList, size, site)) return 0;
   if (!add_list_size<msg_content_item_t>(item.contentList, size, site)) return 0;
   if (item.nmsMsgMetaData) size += size_of(*item.nmsMsgMetaData);
@@ -180,21 +194,20 @@ std::size_t serialize_message(const msg_message_item_t& item, char** out, CallSi
   *out = allocate_buffer(size, site);
   if (!*out) return 0;
 
-  Writer writer(*out, size);
+  Writer writer(*out, static_cast<std::size_t>(size));
   writer.head(item);
   if (!write_list<msg_address_item_t>(writer, item.addressList, site)) return 0;
   if (!write_list<msg_content_item_t>(writer, item.contentList, site)) return 0;
   writer.optional(item.nmsMsgMetaData);
   report_if_different(size, writer.written(), site);
-  return size;
+  return static_cast<int>(size);
 }
 
 /** Writes one block at `buf`, whose room is what the block needs. */
 template <typename Record>
 int serialize_block(const Record* item, char* buf) {
   if (!item || !buf) return 0;
-  const std::size_t size = size_of(*item);
-  Writer writer(buf, size);
+  Writer writer(buf, static_cast<std::size_t>(size_of(*item)));
   writer.block(*item);
   return static_cast<int>(writer.written());
 }
@@ -247,23 +260,26 @@ bool is_cleared(char* msg_nms_content_meta_data_t::*member) {
   return member != &msg_nms_content_meta_data_t::text2;
 }
 
-/** Reads marker, image and strings of any record; the number of bytes read. */
+// What follows reads at `at` and returns where it stopped. The lengths in a damaged buffer may lead
+// anywhere, back too.
+
+/** Reads marker, image and strings of any record. */
 template <typename Record>
-int read_head(const char* buf, Record& item, CallSite site) {
-  if (byte_at(buf) == 0) MSG_TARVEL_INFO_AT(site, "Check struct size!!!");
-  int offset = 1;
-  Shape<Record>::slots(item, ImageReader(buf + offset));
-  offset += static_cast<int>(Shape<Record>::IMAGE_SIZE);
+const char* read_head(const char* at, Record& item, CallSite site) {
+  if (byte_at(at) == 0) MSG_TARVEL_INFO_AT(site, "Check struct size!!!");
+  ++at;
+  Shape<Record>::slots(item, ImageReader(at));
+  at += Shape<Record>::IMAGE_SIZE;
   for (const auto member : Shape<Record>::STRINGS) {
     if (is_cleared(member)) item.*member = nullptr;
   }
 
-  const std::size_t count = byte_at(buf + offset++);
+  const std::size_t count = byte_at(at++);
   for (std::size_t i = 0; i < count; ++i) {
     char** const slot = i < STRING_COUNT<Record> ? &(item.*Shape<Record>::STRINGS[i]) : nullptr;
-    offset += __deserialize_string(buf + offset, slot);
+    at += __deserialize_string(at, slot);
   }
-  return offset;
+  return at;
 }
 
 template <typename Record>
@@ -272,36 +288,36 @@ Record* new_record() {
 }
 
 /**
- * Reads a presence byte and, behind it, a record of its own into `*item`; the number of bytes read.
- * Without memory for the record, `*item` is null and its block is not passed over.
+ * Reads a presence byte and, behind it, a record of its own into `*item`. Without memory for the
+ * record, `*item` is null and its block is not passed over.
  */
 template <typename Record>
-int read_optional(const char* buf, Record** item, int (*readBlock)(const char*, Record*)) {
+const char* read_optional(const char* at, Record** item, int (*readBlock)(const char*, Record*)) {
   *item = nullptr;
-  if (byte_at(buf) == 0) return 1;
+  if (byte_at(at++) == 0) return at;
   *item = new_record<Record>();
-  return 1 + readBlock(buf + 1, *item);
+  return at + readBlock(at, *item);
 }
 
 /**
- * Reads a count and that many records into a new list; the number of bytes read. Without memory for
- * a record its entry is null and its block is not passed over.
+ * Reads a count and that many records into a new list. Without memory for a record its entry is
+ * null and its block is not passed over.
  */
 template <typename Record>
-int read_list(const char* buf, GSList** list, int (*readBlock)(const char*, Record*)) {
+const char* read_list(const char* at, GSList** list, int (*readBlock)(const char*, Record*)) {
   *list = nullptr;
-  const std::size_t count = byte_at(buf);
-  int offset = 1;
   GSList* last = nullptr;
-  for (std::size_t i = 0; i < count; ++i) {
+  for (std::size_t left = byte_at(at++); left > 0; --left) {
     auto* const item = new_record<Record>();
-    offset += readBlock(buf + offset, item);
+    at += readBlock(at, item);
     // Appending to the last node finds the end at once.
     GSList* const appended = g_slist_append(last, item);
     last = last ? last->next : (*list = appended);
   }
-  return offset;
+  return at;
 }
+
+int bytes_between(const char* begin, const char* end) { return static_cast<int>(end - begin); }
 
 }  // namespace
 
@@ -343,13 +359,13 @@ int __serialize_nms_content_meta_data_item(const msg_nms_content_meta_data_t* it
 
 int __deserialize_string(const char* buf, char** text) {
   if (!buf) return 0;
-  std::int32_t length = 0;
+  std::uint32_t length = 0;
   std::memcpy(&length, buf, LENGTH_SIZE);
-  const int consumed = static_cast<int>(LENGTH_SIZE) + length;
+  const auto consumed = static_cast<int>(LENGTH_SIZE + length);
   if (length == 0 || !text) return consumed;
 
-  const auto size = static_cast<std::size_t>(static_cast<std::uint32_t>(length));
-  if (length > STRING_SIZE_WITHOUT_REPORT) {
+  const std::size_t size = length;
+  if (static_cast<std::int32_t>(length) > STRING_SIZE_WITHOUT_REPORT) {
     // Only reported: the text is read all the same.
     MSG_TARVEL_ERROR("Too big to alloc memory (%d MB)!!", static_cast<int>((size + 1) >> 20));
   }
@@ -362,47 +378,48 @@ int __deserialize_string(const char* buf, char** text) {
 
 int __deserialize_msg_address_item(const char* buf, msg_address_item_t* item) {
   if (!buf || !item) return 0;
-  return read_head(buf, *item, CallSite::here());
+  return bytes_between(buf, read_head(buf, *item, CallSite::here()));
 }
 
 int __deserialize_nms_msg_meta_data_item(const char* buf, msg_nms_msg_meta_data_t* item) {
   if (!buf || !item) return 0;
-  return read_head(buf, *item, CallSite::here());
+  return bytes_between(buf, read_head(buf, *item, CallSite::here()));
 }
 
 int __deserialize_nms_content_meta_data_item(const char* buf, msg_nms_content_meta_data_t* item) {
   if (!buf || !item) return 0;
-  return read_head(buf, *item, CallSite::here());
+  return bytes_between(buf, read_head(buf, *item, CallSite::here()));
 }
 
 int __deserialize_msg_content_item(const char* buf, msg_content_item_t* item) {
   if (!buf || !item) return 0;
-  const int offset = read_head(buf, *item, CallSite::here());
-  return offset + read_optional(buf + offset, &item->nmsContentMetaData,
-                                &__deserialize_nms_content_meta_data_item);
+  const char* at = read_head(buf, *item, CallSite::here());
+  at = read_optional(at, &item->nmsContentMetaData, &__deserialize_nms_content_meta_data_item);
+  return bytes_between(buf, at);
 }
 
 int msg_serialize_message(const msg_message_item_t* item, char** out) {
   if (!item || !out) return 0;
-  const std::size_t size = serialize_message(*item, out, CallSite::here());
+  const int size = serialize_message(*item, out, CallSite::here());
   if (size == 0) {
     MSG_TARVEL_ERROR("msg_serialize_msg_message_item is failed");
-    // Also when nothing was allocated yet: what the caller handed in is given up.
+    // Also when nothing was allocated yet: what the caller handed in is given up. Without memory
+    // `*out` is null by now, and what it held is the caller's.
     std::free(*out);
     *out = nullptr;
   }
-  return static_cast<int>(size);
+  return size;
 }
 
 int msg_serialize_nms_msg_meta(const msg_nms_msg_meta_data_t* meta, char** out) {
   if (!meta || !out) return 0;
-  const std::size_t size = size_of(*meta);
+  const Size size = size_of(*meta);
   *out = allocate_buffer(size, CallSite::here());
   if (!*out) {
     MSG_TARVEL_ERROR("msg_serialize_msg_message_item is failed");
     return 0;
   }
-  Writer writer(*out, size);
+  Writer writer(*out, static_cast<std::size_t>(size));
   writer.block(*meta);
   report_if_different(size, writer.written(), CallSite::here());
   return static_cast<int>(size);
@@ -410,10 +427,10 @@ int msg_serialize_nms_msg_meta(const msg_nms_msg_meta_data_t* meta, char** out) 
 
 void msg_deserialize_message(const char* buf, msg_message_item_t* item) {
   if (!buf || !item) return;
-  int offset = read_head(buf, *item, CallSite::here());
-  offset += read_list(buf + offset, &item->addressList, &__deserialize_msg_address_item);
-  offset += read_list(buf + offset, &item->contentList, &__deserialize_msg_content_item);
-  read_optional(buf + offset, &item->nmsMsgMetaData, &__deserialize_nms_msg_meta_data_item);
+  const char* at = read_head(buf, *item, CallSite::here());
+  at = read_list(at, &item->addressList, &__deserialize_msg_address_item);
+  at = read_list(at, &item->contentList, &__deserialize_msg_content_item);
+  read_optional(at, &item->nmsMsgMetaData, &__deserialize_nms_msg_meta_data_item);
 }
 
 void msg_deserialize_nms_msg_meta(const char* buf, msg_nms_msg_meta_data_t* meta) {

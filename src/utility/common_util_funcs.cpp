@@ -140,7 +140,7 @@ bool create_file_by_rawdata(const char* path, const char* data, unsigned int siz
 bool _write_file(const char* path, const char* data, unsigned int size) {
   std::FILE* file = std::fopen(path, "wb");
   if (!file) {
-    const log::CallSite site{"create_file_by_rawdata", __LINE__};
+    const log::CallSite site = log::CallSite::here(__builtin_FILE(), "create_file_by_rawdata");
     MSG_TARVEL_ERROR_AT(site, "fopen() failed: (%s)", std::strerror(errno));
     return false;
   }

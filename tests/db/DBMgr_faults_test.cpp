@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <optional>
 #include <string>
@@ -280,6 +281,19 @@ TEST_F(StoreFaultTest, AFailedCloseKeepsTheConnection) {
   EXPECT_EQ(DBMgrInternal().closeDb(), 0);
 }
 
+TEST_F(StoreFaultTest, AManagerWhoseConnectionCannotBeClosedIsGoneAllTheSame) {
+  init_db();
+  sqlite3* const connection = DBMgrInternal().handle();
+  SqliteFaults::fail("close", "", SQLITE_IOERR);
+  deinit_db();
+  EXPECT_TRUE(logged({manager_error("_closeDb", "sqlite3_close() failed: (10)")}));
+  EXPECT_EQ(DBMgrInternal::instanceCount(), 0u);
+  EXPECT_EQ(DBMgrInternal().handle(), nullptr);
+  EXPECT_EQ(DBMgrInternal().refCount(), 0);
+  EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0);
+  sqlite3_close_v2(connection);
+}
+
 TEST_F(StoreFaultTest, ClearingTheParametersMayFail) {
   const auto statement = manager()->compileStatement("SELECT ?;");
   SqliteFaults::fail("clear_bindings", "", SQLITE_MISUSE);
@@ -296,15 +310,14 @@ TEST_F(StoreFaultTest, DestroyingTheManagerClosesItsConnection) {
   EXPECT_TRUE(logged({}));
 }
 
-TEST_F(StoreFaultTest, TheExitHookClosesEveryConnection) {
-  ASSERT_EQ(DBMgrInternal().closeDb(), 0);
+TEST_F(NewStoreFaultTest, TheExitHookClosesEveryConnection) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   Child child([&ends]() -> int {
+    EXPECT_EQ(manager()->createDb(), 0);
     for (int thread = 0; thread < 3; ++thread) {
       std::thread([] { EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0); }).join();
     }
-    EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0);
     const std::size_t managers = DBMgrInternal::instanceCount();
     SqliteFaults::onClose([&ends] { EXPECT_EQ(write(ends[1], "c", 1), 1); });
     EXPECT_EQ(write(ends[1], "mmmm", managers), static_cast<ssize_t>(managers));
@@ -326,6 +339,24 @@ TEST_F(StoreFaultTest, RootIsNotAskedWhetherItMayRead) {
   ASSERT_EQ(DBMgrInternal().closeDb(), 0);
   SqliteFaults::refuseReading();
   EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0);
+}
+
+TEST_F(StoreFaultTest, OnlyAMissingPermissionKeepsAUserFromOpening) {
+  ASSERT_EQ(DBMgrInternal().closeDb(), 0);
+  FakePlatform::get().clearLines();
+  Child child([]() -> int {
+    EXPECT_TRUE(become_nobody({5000}));
+    for (const int reason : {EPERM, ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, EROFS, EIO, ENOMEM}) {
+      SqliteFaults::refuseReading(reason);
+      EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0) << reason;
+      EXPECT_EQ(DBMgrInternal().closeDb(), 0);
+      EXPECT_TRUE(logged({opening()}));
+    }
+    SqliteFaults::refuseReading(EACCES);
+    EXPECT_EQ(manager()->execStatement("SELECT 1;"), -1001);
+    return HasFailure() ? 1 : 0;
+  });
+  EXPECT_EQ(child.wait(), 0);
 }
 
 TEST(BusyHandlerTest, WaitsSixTimesALittleLongerAndThenGivesUp) {
@@ -353,6 +384,57 @@ TEST_F(NewStoreFaultTest, AFreshFileThatStaysLockedFailsAfterSixWaits) {
                       manager_error("_createDbFiles", "beginTransaction() failed!"),
                       manager_error("createDb", "_createDbFile() failed: (-1006)")}));
   EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
+}
+
+TEST_F(NewStoreFaultTest, TwoLocksOfAFreshFileAreWaitedForNoLongerThanOne) {
+  std::optional<RawConnection> other;
+  when_opening([&] {
+    other.emplace(dbFile());
+    // A lock alone: the other connection leaves the journal file to the creator.
+    other->exec("PRAGMA journal_mode = MEMORY; BEGIN EXCLUSIVE;");
+  });
+  SqliteFaults::onSleep([&] {
+    // The first lock is given up in time for the journal mode; the second one stops the
+    // transaction.
+    if (SqliteFaults::sleeps().size() == 4) other->exec("ROLLBACK; BEGIN IMMEDIATE;");
+  });
+  EXPECT_EQ(manager()->createDb(), -1006);
+  EXPECT_EQ(SqliteFaults::sleeps(), SIX_WAITS);
+  EXPECT_TRUE(logged({creating_directories(), creating_files(), opening(), gave_up_waiting(),
+                      exec_failed("(5) - (database is locked)"),
+                      manager_error("_createDbFiles", "beginTransaction() failed!"),
+                      manager_error("createDb", "_createDbFile() failed: (-1006)")}));
+}
+
+TEST_F(NewStoreFaultTest, LaterStatementsWaitAsEverAfterAFreshFileThatStayedLocked) {
+  std::optional<RawConnection> other;
+  when_opening([&] {
+    other.emplace(dbFile());
+    other->exec("BEGIN EXCLUSIVE;");
+  });
+  ASSERT_EQ(manager()->createDb(), -1006);
+  const std::size_t before = SqliteFaults::sleeps().size();
+  EXPECT_EQ(manager()->execStatement("CREATE TABLE a(b);"), -1006);
+  const std::vector<unsigned int> sleeps = SqliteFaults::sleeps();
+  EXPECT_EQ(
+      std::vector<unsigned int>(sleeps.begin() + static_cast<std::ptrdiff_t>(before), sleeps.end()),
+      SIX_WAITS);
+}
+
+TEST_F(NewStoreFaultTest, LaterStatementsWaitAsEverAfterAFreshFileThatWasLocked) {
+  std::optional<RawConnection> other;
+  when_opening([&] {
+    other.emplace(dbFile());
+    other->exec("BEGIN EXCLUSIVE;");
+  });
+  SqliteFaults::onSleep([&] {
+    if (SqliteFaults::sleeps().size() == 2) other->exec("COMMIT;");
+  });
+  ASSERT_EQ(manager()->createDb(), 0);
+  const std::size_t before = SqliteFaults::sleeps().size();
+  other->exec("BEGIN EXCLUSIVE;");
+  EXPECT_EQ(manager()->beginTransaction(), -1006);
+  EXPECT_EQ(SqliteFaults::sleeps().size(), before + SIX_WAITS.size());
 }
 
 TEST_F(StoreFaultTest, AStoreThatStaysLockedFailsAfterSixWaits) {

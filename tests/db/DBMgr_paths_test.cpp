@@ -118,6 +118,17 @@ TEST_F(PathsTest, AnEmptyPathIsFilledAgain) {
   EXPECT_EQ(get_data_dir_path(), dataDir());
 }
 
+TEST_F(PathsTest, BuiltOnAnEmptyPathTheyAreKept) {
+  FakePlatform::get().setDataPath("");
+  EXPECT_EQ(get_db_filepath(), "dbspace/.msg-tarvel-server.db");
+  FakePlatform::get().setDataPath(dataDir());
+  EXPECT_EQ(get_data_dir_path(), dataDir());
+  EXPECT_EQ(get_db_dir_path(), "dbspace");
+  EXPECT_EQ(get_db_filepath(), "dbspace/.msg-tarvel-server.db");
+  EXPECT_EQ(get_db_journal_filepath(), "dbspace/.msg-tarvel-server.db-journal");
+  EXPECT_TRUE(logged({}));
+}
+
 TEST_F(PathsTest, AreEmptyWhileThePlatformKnowsNoDataPath) {
   FakePlatform::get().setDataPath(std::nullopt);
   for (const auto path :
@@ -179,6 +190,14 @@ TEST_F(FilesTest, BothDirectoriesAreMadeAndNothingElse) {
   EXPECT_EQ(mode_of(dbDir()), 0755u);
   EXPECT_EQ(status_of(dbDir()).st_uid, getuid());
   expectStoreFiles();
+}
+
+TEST_F(FilesTest, DirectoriesAreForOthersToReadOnlyWithoutAUmaskToo) {
+  ASSERT_EQ(rmdir(dataDir().c_str()), 0);
+  umask(0);
+  EXPECT_EQ(createFiles(), 0);
+  EXPECT_EQ(mode_of(dataDir()), 0755u);
+  EXPECT_EQ(mode_of(dbDir()), 0755u);
 }
 
 TEST_F(FilesTest, OnlyTheMissingDirectoryIsMade) {
@@ -246,7 +265,9 @@ TEST_F(FilesTest, TheJournalOfTheCreatorStaysInPlace) {
   EXPECT_EQ(mode->getText(0), "persist");
 }
 
-TEST_F(FilesTest, AnExistingJournalIsKeptAndGetsModeAndOwnerAgain) {
+// What is left over is no journal of this database, and SQLite deletes it. The one that it makes
+// instead has the database's group only because root makes it.
+TEST_F(FilesTest, RootGivesALeftOverJournalAndTheOneThatFollowsItModeAndOwner) {
   makeDbDir();
   write_file(journalFile(), "left over", 0600);
   ASSERT_EQ(chown(journalFile().c_str(), NOBODY, NOBODY), 0);

@@ -1,11 +1,13 @@
 // The store between processes: locks, users, and reading while others write.
 
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -96,6 +98,23 @@ TEST_F(ProcessesTest, ALockThatIsHeldForGoodIsGivenUpOn) {
   EXPECT_EQ(manager()->beginTransaction(), 0);
 }
 
+TEST_F(ProcessesTest, AForkedChildsExitLeavesTheParentsTransactionAlone) {
+  ASSERT_EQ(manager()->beginTransaction(), 0);
+  // More than SQLite keeps in memory: a part of it is in the file already when the child exits.
+  ASSERT_EQ(
+      manager()->execStatement(
+          "WITH RECURSIVE number(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM number LIMIT 80) "
+          "INSERT INTO temp_log(data1) SELECT hex(zeroblob(50000)) FROM number;"),
+      0);
+  Child child([]() -> int { std::exit(0); });
+  EXPECT_EQ(child.wait(), 0);
+  EXPECT_EQ(manager()->endTransaction(true), 0);
+
+  RawConnection raw(dbFile());
+  EXPECT_EQ(raw.value("PRAGMA integrity_check;"), "ok");
+  EXPECT_EQ(raw.value("SELECT count(*) FROM temp_log WHERE length(data1) = 100000;"), "80");
+}
+
 TEST_F(ProcessesTest, AnotherUserWithoutReadPermissionGetsNothing) {
   const ExpectedLine refused = manager_error("_openDb", "file access permission error");
   Child other([&] {
@@ -112,6 +131,55 @@ TEST_F(ProcessesTest, AnotherUserWithoutReadPermissionGetsNothing) {
       EXPECT_EQ(db_get_threads(threads), -1004);
       EXPECT_EQ(manager()->createDb(), -1001);
       EXPECT_EQ(DBMgrInternal().handle(), nullptr);
+    });
+  });
+  EXPECT_EQ(other.wait(), 0);
+}
+
+constexpr uid_t OWNER = 1;
+constexpr uid_t NOBODY = 65534;
+
+/** A store that one user alone may read, opened by processes that are half that user. */
+class TwoUsersTest : public ProcessesTest {
+ protected:
+  TwoUsersTest() {
+    EXPECT_EQ(chown(dbFile().c_str(), OWNER, OWNER), 0);
+    EXPECT_EQ(chmod(dbFile().c_str(), 0600), 0);
+  }
+
+  /** Expects what a process with these users gets from its first statement. */
+  static void expectResult(uid_t real, uid_t effective, int result, const Lines& lines) {
+    Child child([&] {
+      return expecting([&] {
+        ASSERT_EQ(setgroups(0, nullptr), 0);
+        ASSERT_EQ(setresgid(NOBODY, NOBODY, NOBODY), 0);
+        ASSERT_EQ(setresuid(real, effective, effective), 0);
+        EXPECT_EQ(manager()->execStatement("SELECT 1;"), result);
+        EXPECT_TRUE(logged(lines));
+      });
+    });
+    EXPECT_EQ(child.wait(), 0);
+  }
+};
+
+TEST_F(TwoUsersTest, TheRealUserIsTheOneWhoMustBeAllowedToRead) {
+  expectResult(NOBODY, OWNER, -1001,
+               {opening(), manager_error("_openDb", "file access permission error")});
+  expectResult(OWNER, NOBODY, -1002,
+               {opening(), manager_error("_openDb", "sqlite3_open() failed: (14)")});
+}
+
+TEST_F(TwoUsersTest, WhoeverIsEffectivelyRootIsNotAsked) {
+  expectResult(NOBODY, 0, 0, {opening()});
+}
+
+TEST_F(ProcessesTest, AnotherUserMayOpenWhatItMayReadAlone) {
+  ASSERT_EQ(chmod(dbFile().c_str(), 0664), 0);
+  Child other([&] {
+    return expecting([&] {
+      ASSERT_TRUE(become_nobody());
+      EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0);
+      EXPECT_TRUE(logged({opening()}));
     });
   });
   EXPECT_EQ(other.wait(), 0);

@@ -13,6 +13,7 @@
 #include "msg-tarvel-common/db/db_error.h"
 #include "support/db_log.h"
 #include "support/expected_schema.h"
+#include "support/statement_trace.h"
 #include "support/store.h"
 
 namespace msg_tarvel::db {
@@ -110,6 +111,19 @@ TEST_F(SchemaTest, ANewStoreHasItsVersionAndSubscriptionRow) {
 
 class FreshDeviceTest : public DataDirTest {};
 
+TEST_F(FreshDeviceTest, TheFilesAreStampedWithTheManagersOwnConnection) {
+  DBMgr* const ofThisThread = DBMgr::getInstance();
+  std::thread([ofThisThread] {
+    EXPECT_EQ(DBMgrInternal(ofThisThread).createDbFiles(), 0);
+    EXPECT_EQ(DBMgrInternal().handle(), nullptr);
+    init_db();
+    deinit_db();
+  }).join();
+  EXPECT_NE(DBMgrInternal().handle(), nullptr);
+  EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
+  EXPECT_EQ(RawConnection(dbFile()).value("PRAGMA user_version;"), "4");
+}
+
 TEST_F(FreshDeviceTest, CreateDbLogsItsSteps) {
   EXPECT_EQ(DBMgr::getInstance()->createDb(), 0);
   EXPECT_TRUE(logged({creating_directories(), creating_files(), opening(), created()}));
@@ -205,6 +219,68 @@ TEST_F(SchemaTest, ExistenceIsAskedWithTheCallingThreadsManager) {
   }).join();
   EXPECT_TRUE(logged({opening()}));
   EXPECT_EQ(DBMgrInternal().handle(), nullptr);
+}
+
+TEST_F(SchemaTest, TablesAreMadeWithTheManagersOwnConnection) {
+  DBMgr* const ofThisThread = DBMgr::getInstance();
+  dropTable("msg_sim_table");
+  std::thread([&] {
+    EXPECT_EQ(DBMgr::getInstance()->execStatement("SELECT 1;"), 0);
+    StatementTrace own(DBMgrInternal(ofThisThread).handle());
+    StatementTrace others(DBMgrInternal().handle());
+    EXPECT_EQ(DBMgrInternal(ofThisThread).createDbTables(), 0);
+    EXPECT_EQ(own.texts(),
+              (std::vector<std::string>{"BEGIN IMMEDIATE TRANSACTION",
+                                        EXPECTED_TABLES[9].creationText, "COMMIT TRANSACTION"}));
+    EXPECT_EQ(others.texts().size(), std::size(EXPECTED_TABLES));
+    for (const std::string& text : others.texts()) {
+      EXPECT_EQ(text.compare(0, 19, "SELECT count(name) "), 0) << text;
+    }
+    init_db();
+    deinit_db();
+  }).join();
+}
+
+// Whose transaction hides the new table from the one that asks for it.
+TEST_F(SchemaTest, TheInitialRowIsCompiledWithTheCallingThreadsManager) {
+  DBMgr* const ofThisThread = DBMgr::getInstance();
+  dropTable("mssi_info_table");
+  std::thread([&] {
+    EXPECT_EQ(DBMgr::getInstance()->execStatement("SELECT 1;"), 0);
+    FakePlatform::get().clearLines();
+    EXPECT_EQ(DBMgrInternal(ofThisThread).createDbTables(), -1004);
+    EXPECT_TRUE(
+        logged({manager_error("compileStatement",
+                              "sqlite3_prepare_v2() failed: (1) (no such table: mssi_info_table)"),
+                manager_error("_createDbTables", "compileStatement() failed!"),
+                creation_failed(-1004).front()}));
+    init_db();
+    deinit_db();
+  }).join();
+  EXPECT_EQ(DBMgrInternal().transactionDepth(), 0);
+  EXPECT_EQ(tables().size(), 13u);
+}
+
+TEST_F(SchemaTest, WithinATransactionTheCallersEndDecides) {
+  for (const bool commit : {false, true}) {
+    dropTable("mssi_info_table");
+    ASSERT_EQ(DBMgr::getInstance()->beginTransaction(), 0);
+    {
+      StatementTrace trace(DBMgrInternal().handle());
+      EXPECT_EQ(createDb(), 0);
+      const std::vector<std::string> texts = trace.texts();
+      EXPECT_EQ(std::count(texts.begin(), texts.end(), EXPECTED_TABLES[12].creationText), 1);
+      for (const std::string& text : texts) {
+        EXPECT_TRUE(text.find("TRANSACTION") == std::string::npos) << text;
+      }
+    }
+    EXPECT_EQ(DBMgrInternal().transactionDepth(), 1);
+    EXPECT_EQ(tables().size(), 13u);
+    EXPECT_EQ(DBMgr::getInstance()->endTransaction(commit), 0);
+    EXPECT_EQ(tables().size(), commit ? 14u : 13u);
+    if (!commit) raw().exec("CREATE TABLE mssi_info_table(a);");
+  }
+  EXPECT_EQ(subscriptionRows(), "1|0|'';");
 }
 
 TEST_F(SchemaTest, AFailedTableTakesEveryOtherOfTheCallWithIt) {

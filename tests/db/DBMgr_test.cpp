@@ -15,6 +15,7 @@
 #include "db/DBMgr_internal.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "support/db_log.h"
+#include "support/statement_trace.h"
 #include "support/store.h"
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -37,28 +38,6 @@ class LeakAllowed {
   // NOLINTNEXTLINE(modernize-use-equals-default): if trivial, a use of it would look unused
   LeakAllowed() {}
 #endif
-};
-
-/** The texts that a connection runs. */
-class StatementTrace {
- public:
-  explicit StatementTrace(sqlite3* connection) : _connection(connection) {
-    sqlite3_trace_v2(_connection, SQLITE_TRACE_STMT, &StatementTrace::record, this);
-  }
-  StatementTrace(const StatementTrace&) = delete;
-  StatementTrace& operator=(const StatementTrace&) = delete;
-  ~StatementTrace() { sqlite3_trace_v2(_connection, 0, nullptr, nullptr); }
-
-  const std::vector<std::string>& texts() const { return _texts; }
-
- private:
-  static int record(unsigned int /*event*/, void* self, void* /*statement*/, void* text) {
-    static_cast<StatementTrace*>(self)->_texts.emplace_back(static_cast<const char*>(text));
-    return 0;
-  }
-
-  sqlite3* _connection;
-  std::vector<std::string> _texts;
 };
 
 class ManagerTest : public StoreTest {
@@ -130,6 +109,18 @@ TEST_F(ManagerTest, EveryKindOfStatementOpensTheConnectionOnce) {
 TEST_F(ManagerTest, EndingATransactionDoesNotOpenTheConnection) {
   forgetManager();
   EXPECT_EQ(manager()->endTransaction(true), 0);
+  EXPECT_EQ(DBMgrInternal().handle(), nullptr);
+  EXPECT_TRUE(logged({}));
+}
+
+TEST_F(ManagerTest, CountingAUseDoesNotOpenTheConnection) {
+  forgetManager();
+  for (int uses = 1; uses <= 2; ++uses) {
+    init_db();
+    EXPECT_EQ(DBMgrInternal().refCount(), uses);
+    EXPECT_EQ(DBMgrInternal().handle(), nullptr);
+  }
+  deinit_db();
   EXPECT_EQ(DBMgrInternal().handle(), nullptr);
   EXPECT_TRUE(logged({}));
 }
@@ -233,6 +224,18 @@ TEST_F(ManagerTest, AFailedOpenIsTriedAgain) {
   std::filesystem::rename(dbFile() + ".kept", dbFile());
   EXPECT_EQ(exec(INSERT), 0);
   EXPECT_TRUE(logged({opening()}));
+}
+
+TEST_F(ManagerTest, EachFailedOpenKeepsItsHandle) {
+  forgetManager();
+  std::filesystem::remove(dbFile());
+  std::filesystem::create_directory(dbFile());
+  const LeakAllowed theHandleOfAFailedOpenIsNotClosed;
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    const sqlite3_int64 before = sqlite3_memory_used();
+    EXPECT_EQ(exec("SELECT 1;"), -1002);
+    EXPECT_GT(sqlite3_memory_used(), before);
+  }
 }
 
 TEST_F(ManagerTest, CreateDbReportsThatTheNewFileCannotBeOpened) {

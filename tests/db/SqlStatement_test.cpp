@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <memory>
+#include <new>
 #include <string>
 #include <type_traits>
 
@@ -13,6 +14,7 @@
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "support/db_log.h"
+#include "support/scarce_memory.h"
 #include "support/store.h"
 
 namespace msg_tarvel::db {
@@ -222,6 +224,22 @@ TEST_F(SqlStatementTest, DestroyingFinalizesTheHandle) {
   statement.reset();
   EXPECT_EQ(sqlite3_next_stmt(connection, nullptr), nullptr);
   EXPECT_TRUE(logged({}));
+}
+
+TEST_F(SqlStatementTest, WithoutMemoryForItTheHandleIsFinalized) {
+  ASSERT_EQ(DBMgr::getInstance()->execStatement("SELECT 1;"), 0);
+  const std::string text = "SELECT 1;";
+  bool isThrown = false;
+  {
+    const MemoryForAllocations none(0);
+    try {
+      DBMgr::getInstance()->compileStatement(text);
+    } catch (const std::bad_alloc&) {
+      isThrown = true;
+    }
+  }
+  EXPECT_TRUE(isThrown);
+  EXPECT_EQ(sqlite3_next_stmt(DBMgrInternal().handle(), nullptr), nullptr);
 }
 
 TEST_F(SqlStatementTest, FailedStepIsRepeatedByResetWhichStillClearsTheParameters) {

@@ -204,6 +204,16 @@ TEST_F(ConversationQueries, FlagsThatWereSetBeforeStay) {
   EXPECT_TRUE(out.sending);
 }
 
+TEST_F(ConversationQueries, AThreadThatIsUsedAgainIsOverwrittenButForItsFlags) {
+  insertThread(1, 10);
+  auto out = item_test::sample<Thread>(item_test::SEED);
+  Thread expected = thread(1);
+  expected.failed = true;
+  expected.sending = true;
+  EXPECT_EQ(db_get_thread(1, out), DB_SUCCESS);
+  expect_same(out, expected);
+}
+
 TEST_F(ConversationQueries, StatusAndSimAreThoseOfTheNewestMessage) {
   insert("msg_conversation_table", {{"convId", "1"}, {"msgCnt", "3"}});
   insertMessage({{"displayTime", "20"}, {"networkStatus", "5"}, {"simIndex", "0"}});
@@ -386,6 +396,17 @@ TEST_F(ConversationQueries, ContentsAreReadOfAnMmsInSomeFolders) {
   }
   EXPECT_EQ(withContents, 6);
   EXPECT_TRUE(logged({}));
+}
+
+TEST_F(ConversationQueries, AConversationThatIsUsedAgainIsOverwrittenAndItsContentsGrow) {
+  insertMessage({{"msgId", "7"}, {"msgType", "'mms'"}});
+  insert("msg_mms_content_table", {{"msgId", "7"}, {"filename", "'picture'"}});
+  auto out = item_test::sample<Conversation>(item_test::SEED);
+  Conversation expected = conversation(7);
+  ASSERT_EQ(expected.contents.size(), 1u);
+  expected.contents.insert(expected.contents.begin(), out.contents.begin(), out.contents.end());
+  EXPECT_EQ(db_get_conversation(7, out), DB_SUCCESS);
+  expect_same(out, expected);
 }
 
 TEST_F(ConversationQueries, AnMmsWithoutContentsIsFound) {

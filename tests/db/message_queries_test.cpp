@@ -726,6 +726,59 @@ TEST_F(MessageQueries, InListsTheSenderIsComparedWithTheStickerText) {
   EXPECT_EQ(each(out[0].addresses, &Address::userFlag), (std::vector<bool>{false, true}));
 }
 
+TEST_F(MessageQueries, AConversationWithANegativeIdHasNoAddressesToRead) {
+  insertBrief({{"convId", "-3"}, {"displayTime", "1"}});
+  const auto lines = [](const char* worker, const char* caller) {
+    return Lines{query_error("db_get_addresses", "Invalid param: threadId:(-3)"),
+                 query_error("_db_step_get_message", "db_get_addresses() failed: (-3)"),
+                 query_error(worker, "_db_step_get_message() failed!"),
+                 reported(caller, worker, -3)};
+  };
+  Message single;
+  EXPECT_EQ(db_get_message(1, single), DB_ERR_INVALID_ARGUMENT);
+  EXPECT_TRUE(logged(lines("_db_query_get_message", "db_get_message")));
+  EXPECT_EQ(single.convId, -3);
+
+  insertBrief({{"displayTime", "2"}});
+  Messages listed;
+  EXPECT_EQ(db_get_message_list(ListCondition(), listed), DB_ERR_INVALID_ARGUMENT);
+  EXPECT_TRUE(logged(lines("_db_query_get_message_list", "db_get_message_list")));
+  EXPECT_EQ(each(listed, &Message::msgId), std::vector<int>{2});
+}
+
+TEST_F(MessageQueries, AnItemThatIsUsedAgainKeepsWhatNoColumnHasAndItsPartsGrow) {
+  insertMessage({{"msgType", "'mms'"}});
+  insert("msg_address_table", {{"convId", "14"}, {"address", "'group sender'"}});
+  insert("msg_mms_content_table", {{"msgId", "11"}, {"filename", "'picture'"}});
+  auto out = item_test::sample<Message>(item_test::SEED);
+  out.addresses[1].address = "group sender";
+  Message expected = single_message();
+  expected.msgType = "mms";
+  expected.auxInt1 = out.auxInt1;
+  expected.auxInt2 = out.auxInt2;
+  expected.auxInt3 = out.auxInt3;
+  expected.auxInt4 = out.auxInt4;
+  expected.auxTime = out.auxTime;
+  expected.auxText = out.auxText;
+  expected.auxFlag = out.auxFlag;
+  expected.nmsMsgMeta = out.nmsMsgMeta;
+  expected.addresses = out.addresses;
+  expected.addresses[0].userFlag = false;
+  expected.addresses[1].userFlag = true;  // the first that equals the sender, and no other
+  Address& address = expected.addresses.emplace_back();
+  address.convId = 14;
+  address.address = "group sender";
+  expected.contents = out.contents;
+  Content& content = expected.contents.emplace_back();
+  content.msgId = 11;
+  content.filename = "picture";
+
+  out.addresses[0].userFlag = false;
+  out.addresses[1].userFlag = false;
+  EXPECT_EQ(db_get_message(11, out), DB_SUCCESS);
+  expect_same(out, expected);
+}
+
 TEST_F(MessageQueries, ContentsAreReadOnlyOfTheTypeMms) {
   const std::vector<std::pair<std::string, std::size_t>> types = {
       {"mms", 1}, {"MMS", 0}, {"sms", 0}, {"", 0}, {"mms ", 0}, {"mm", 0}};
@@ -768,6 +821,49 @@ TEST_F(MessageQueries, TheSalesCodeIsReadOnce) {
   insertMessage({{"storageFolder", "1"}});
   insert("msg_nms_meta_table", {{"msgId", "11"}, {"objectId", "'object'"}});
   EXPECT_FALSE(message(11).hasNmsMsgMeta());
+}
+
+/** The first message that the process reads: nobody has asked for the sales code yet. */
+class FirstMessage : public StoreTest {
+ protected:
+  FirstMessage() {
+    insert("msg_message_table", with(MESSAGE, {{"msgType", "'mms'"}}));
+    FakePlatform::get().onLog([this](const LogLine& line) {
+      if (line.function == "is_linkdial_supported") _runBefore = SqlRecorder::run();
+    });
+  }
+  ~FirstMessage() override { FakePlatform::get().onLog(nullptr); }
+
+  static int questions() { return FakePlatform::get().reads("db/csc/salescode"); }
+  /** The statements that ran before the sales code was asked for. */
+  const Texts& runBefore() const { return _runBefore; }
+
+ private:
+  Texts _runBefore;
+};
+
+TEST_F(FirstMessage, AsksForTheSalesCodeAfterItsPartsAndWhateverItsFolder) {
+  SqlRecorder::clear();
+  Message out;
+  EXPECT_EQ(db_get_message(11, out), DB_SUCCESS);
+  EXPECT_EQ(out.storageFolder, STANDALONE_FOLDER_1);  // which has no metadata
+  EXPECT_EQ(questions(), 1);
+  EXPECT_EQ(runBefore(), (Texts{SELECT + "WHERE msgId = 11 ORDER BY displayTime DESC;",
+                                SELECT_ADDRESSES + "14;", SELECT_CONTENTS + "11;"}));
+}
+
+TEST_F(FirstMessage, DoesNotAskWhenItsAddressesCannotBeRead) {
+  dropTable("msg_address_table");
+  Message out;
+  EXPECT_NE(db_get_message(11, out), DB_SUCCESS);
+  EXPECT_EQ(questions(), 0);
+}
+
+TEST_F(FirstMessage, DoesNotAskWhenItsContentsCannotBeRead) {
+  dropTable("msg_mms_content_table");
+  Message out;
+  EXPECT_NE(db_get_message(11, out), DB_SUCCESS);
+  EXPECT_EQ(questions(), 0);
 }
 
 class MessageQueriesOfASharingDevice : public MessageQueries {

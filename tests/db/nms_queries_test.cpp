@@ -249,6 +249,13 @@ TEST_F(NmsQueries, MetadataHasEveryColumnInItsField) {
   EXPECT_TRUE(logged({}));
 }
 
+TEST_F(NmsQueries, MetadataThatIsUsedAgainHasNothingOfBeforeLeft) {
+  insert("msg_nms_meta_table", META);
+  auto out = item_test::sample<NmsMsgMeta>(item_test::SEED);
+  EXPECT_EQ(db_get_nms_msg_meta(52, "", out), DB_SUCCESS);
+  expect_same(out, expected_meta());
+}
+
 TEST_F(NmsQueries, FlagsAndCorrelationsAreReadFromTheirOwnColumns) {
   insertMeta(1, {{"BTCorrelated", "2"}, {"MSSICorrelated", "3"}});
   insertMeta(2, {{"MSSISync", "2"}});
@@ -280,6 +287,15 @@ TEST_F(NmsQueries, AMessageIdGoesBeforeAnObjectId) {
   EXPECT_EQ(db_get_nms_msg_meta(-5, "four", out), DB_SUCCESS);
   EXPECT_EQ(out.msgId, 4);
   EXPECT_EQ(db_get_nms_msg_meta(5, "four", out), DB_NO_DATA);
+  EXPECT_EQ(out.msgId, 4);
+  EXPECT_TRUE(logged({}));
+}
+
+TEST_F(NmsQueries, AnEmptyObjectIdIsOneLikeAnother) {
+  insertMeta(3, {{"objectId", "NULL"}});
+  insertMeta(4, {{"objectId", "''"}});
+  NmsMsgMeta out;
+  EXPECT_EQ(db_get_nms_msg_meta(0, "", out), DB_SUCCESS);
   EXPECT_EQ(out.msgId, 4);
   EXPECT_TRUE(logged({}));
 }
@@ -370,6 +386,13 @@ TEST_F(NmsQueries, WhetherAnyMessageHasToBeDownloaded) {
   EXPECT_EQ(db_has_download_required_message(&has), DB_SUCCESS);
   EXPECT_TRUE(has);
   EXPECT_TRUE(logged({}));
+}
+
+TEST_F(NmsQueries, TwoMessagesToBeDownloadedAreAnyToo) {
+  for (int msgId = 1; msgId <= 2; ++msgId) insertMeta(msgId, {{"downloadRequired", "1"}});
+  bool has = false;
+  EXPECT_EQ(db_has_download_required_message(&has), DB_SUCCESS);
+  EXPECT_TRUE(has);
 }
 
 TEST_F(NmsQueries, ARowWithoutAMessageIsNotCounted) {

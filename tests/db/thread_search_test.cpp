@@ -279,6 +279,13 @@ TEST_F(ThreadSearchWithoutMinimum, ANumberMatchesEveryAddress) {
   EXPECT_EQ(threadId, 5);
 }
 
+// As a length a negative minimum is larger than any text, so no number is matched by its end.
+TEST_F(ThreadSearchWithoutMinimum, ANegativeOneMatchesExactly) {
+  FakePlatform::get().set(MIN_MATCH, -1);
+  EXPECT_EQ(conditions({address("01012345678")}), "address LIKE '01012345678'");
+  EXPECT_EQ(conditions({address("+14155550100")}), "address LIKE '+14155550100'");
+}
+
 TEST_F(ThreadSearchWithoutMinimum, ItIsAskedForWithEveryElement) {
   const Addresses three = {address("a"), address("b", 2), address("", 0)};
   conditions(three);

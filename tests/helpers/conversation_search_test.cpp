@@ -107,6 +107,7 @@ TEST_F(ConversationSearch, KnowsTheConversationWithoutAnAddress) {
 
 TEST_F(ConversationSearch, HasNoEndOfRoom) {
   std::vector<std::string> many;
+  many.reserve(255);
   for (int i = 0; i < 255; ++i) many.push_back("participant." + std::to_string(i) + "@example.org");
   store(3, many);
   EXPECT_EQ(find_conversation(many), 3);

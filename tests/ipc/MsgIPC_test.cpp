@@ -77,8 +77,7 @@ void expect_unknown_name(const std::string& name) {
   EXPECT_TRUE(logged({not_found(name)}));
 }
 
-void expect_nothing_for(int number) {
-  const MsgIPC ipc;
+void expect_nothing_for(const MsgIPC& ipc, int number) {
   EXPECT_EQ(ipc.getCmdString(command(number)), "") << number;
   EXPECT_EQ(ipc.getCmdStruct(command(number)), "") << number;
   EXPECT_EQ(ipc.getCmdStructLenth(command(number)), 0U) << number;
@@ -160,9 +159,8 @@ TEST(MsgIPC, AZeroByteBelongsToTheName) {
 }
 
 TEST(MsgIPC, NumbersAboveTheBoundAreReportedByEachLookUp) {
-  const MsgIPC ipc;
   for (const int number : {999, 1000, 65535, INT_MAX}) {
-    expect_nothing_for(number);
+    expect_nothing_for(MsgIPC(), number);
     EXPECT_TRUE(logged({out_of_bound("getCmdString", number), out_of_bound("getCmdStruct", number),
                         out_of_bound("getCmdStructLenth", number)}));
   }
@@ -170,12 +168,12 @@ TEST(MsgIPC, NumbersAboveTheBoundAreReportedByEachLookUp) {
 }
 
 TEST(MsgIPC, NumbersBetweenTheTableAndTheBoundAreNoCommandsInSilence) {
-  for (int number = 29; number <= 998; ++number) expect_nothing_for(number);
+  for (int number = 29; number <= 998; ++number) expect_nothing_for(MsgIPC(), number);
   EXPECT_TRUE(logged({}));
 }
 
 TEST(MsgIPC, NegativeNumbersAreNoCommandsInSilence) {
-  for (const int number : {-1, -2, -999, INT_MIN}) expect_nothing_for(number);
+  for (const int number : {-1, -2, -999, INT_MIN}) expect_nothing_for(MsgIPC(), number);
   EXPECT_TRUE(logged({}));
 }
 
@@ -189,6 +187,32 @@ TEST(MsgIPC, EachObjectHoldsItsOwnTable) {
   expect_table(copy);
   expect_table(assigned);
   expect_table(second);
+}
+
+TEST(MsgIPC, EveryLookUpAnswersFromTheObjectsOwnMap) {
+  MsgIPC ipc;
+  ipc.cmdMap[MsgIPC::READ_THREAD] = {"another_name", "(isb)"};
+  EXPECT_EQ(ipc.getCmdByMethodName("another_name"), MsgIPC::READ_THREAD);
+  EXPECT_EQ(ipc.getCmdString(MsgIPC::READ_THREAD), "another_name");
+  EXPECT_EQ(ipc.getCmdStruct(MsgIPC::READ_THREAD), "((isb))");
+  EXPECT_EQ(ipc.getCmdStructLenth(MsgIPC::READ_THREAD), 3U);
+  EXPECT_TRUE(logged({}));
+
+  EXPECT_EQ(ipc.getCmdByMethodName("read_thread"), 999);
+  EXPECT_TRUE(logged({not_found("read_thread")}));
+  ipc.cmdMap.erase(MsgIPC::READ_THREAD);
+  expect_nothing_for(ipc, MsgIPC::READ_THREAD);
+  EXPECT_TRUE(logged({}));
+}
+
+TEST(MsgIPC, OfEqualNamesTheSmallestNumberIsFound) {
+  MsgIPC ipc;
+  for (const int number : {28, 3, 17}) {
+    ipc.cmdMap[command(number)].first = "shared_name";
+    EXPECT_EQ(ipc.getCmdByMethodName("shared_name"), number == 28 ? 28 : 3);
+  }
+  ipc.cmdMap[command(-1)] = {"shared_name", "()"};
+  EXPECT_EQ(ipc.getCmdByMethodName("shared_name"), -1);
 }
 
 TEST(MsgIPC, TheMapHoldsEveryRowInOrderAndNothingElse) {

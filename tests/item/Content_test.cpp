@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "item/item_suites.h"
-#include "support/fake_platform.h"
+#include "support/expected_log.h"
 #include "support/scarce_memory.h"
 #include "support/store.h"
 #include "support/text_file.h"
@@ -33,12 +33,6 @@ Content content_with(const std::string& payload) {
   return content;
 }
 
-void expect_log(const std::vector<ExpectedLine>& expected) {
-  const std::vector<LogLine> lines = FakePlatform::get().lines();
-  ASSERT_EQ(lines.size(), expected.size());
-  for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(lines[i], expected[i]);
-}
-
 const ExpectedLine NO_MEMORY_TO_SET =
     error_line("Content.cpp", "setRawData", "[ERROR] Failed to allocate memory!");
 
@@ -50,21 +44,40 @@ TEST(ContentSetRawData, KeepsACopyOfItsOwn) {
   bytes.assign(8, '?');
   EXPECT_TRUE(content.hasRawData());
   EXPECT_EQ(payload_of(content), std::string("raw\0data", 8));
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 TEST(ContentSetRawData, ReplacesAnEarlierPayload) {
   Content content = content_with("a longer first payload");
   EXPECT_EQ(set(content, "second"), 0);
   EXPECT_EQ(payload_of(content), "second");
-  expect_log({});
+  EXPECT_TRUE(logged({}));
+}
+
+TEST(ContentSetRawData, ReleasesTheOldPayloadBeforeItAllocates) {
+  Content content = content_with("a longer first payload");
+  int allocations = 0;
+  long blocks = 0;
+  long change = 0;
+  {
+    const OnPayloadAllocation watch([&] {
+      ++allocations;
+      change = live_blocks() - blocks;
+      EXPECT_FALSE(content.hasRawData());
+      EXPECT_EQ(content.rawDataSize, 0U);
+    });
+    blocks = live_blocks();
+    EXPECT_EQ(set(content, "second"), 0);
+  }
+  EXPECT_EQ(allocations, 1);
+  EXPECT_EQ(change, ARRAYS_ARE_COUNTED ? -1 : 0);
 }
 
 TEST(ContentSetRawData, TakesUpToOneMebibyte) {
   std::string bytes(1048576, 'x');
   bytes.back() = 'y';
   EXPECT_EQ(payload_of(content_with(bytes)), bytes);
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 TEST(ContentSetRawData, OfNoBytesIsAPayload) {
@@ -72,7 +85,7 @@ TEST(ContentSetRawData, OfNoBytesIsAPayload) {
   EXPECT_EQ(set(content, ""), 0);
   EXPECT_TRUE(content.hasRawData());
   EXPECT_EQ(content.rawDataSize, 0U);
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 struct Refusal {
@@ -100,14 +113,14 @@ TEST_P(ContentSetRawDataRefusal, ChangesNothing) {
   Content empty;
   EXPECT_EQ(refusedCall(empty), GetParam().result);
   EXPECT_EQ(differences(empty, Content()), "");
-  expect_log({line});
+  EXPECT_TRUE(logged({line}));
 
   auto filled = sample<Content>(SEED);
   const unsigned char* const payload = filled.rawData.get();
   EXPECT_EQ(refusedCall(filled), GetParam().result);
   EXPECT_EQ(filled.rawData.get(), payload);
   EXPECT_EQ(differences(filled, sample<Content>(SEED)), "");
-  expect_log({line, line});
+  EXPECT_TRUE(logged({line}));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -133,7 +146,7 @@ TEST(ContentSetRawData, WithoutMemoryDropsTheOldPayload) {
   EXPECT_FALSE(content.hasRawData());
   EXPECT_EQ(content.rawDataSize, 0U);
   EXPECT_EQ(differences(content, sample<Content>(SEED)), "payload ");
-  expect_log({NO_MEMORY_TO_SET});
+  EXPECT_TRUE(logged({NO_MEMORY_TO_SET}));
 
   EXPECT_EQ(set(content, "once there is memory"), 0);
   EXPECT_EQ(payload_of(content), "once there is memory");
@@ -148,7 +161,7 @@ TEST(ContentSetRawData, WithoutMemoryAndOldPayloadLeavesTheSizeAsItWas) {
   }
   EXPECT_FALSE(content.hasRawData());
   EXPECT_EQ(content.rawDataSize, 77U);
-  expect_log({NO_MEMORY_TO_SET});
+  EXPECT_TRUE(logged({NO_MEMORY_TO_SET}));
 }
 
 // ---- Copies of the payload ---------------------------------------------------------------------
@@ -189,7 +202,7 @@ TEST(ContentPayload, AboveTheLimitOfSetRawDataIsCopied) {
   set_payload(source, bytes);
   const Content copy(source);
   EXPECT_EQ(payload_of(copy), bytes);
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 TEST(ContentPayload, OfNoBytesIsNotCopied) {
@@ -207,7 +220,7 @@ TEST(ContentPayload, SizeWithoutABufferIsNotCopied) {
   EXPECT_FALSE(copy.hasRawData());
   EXPECT_EQ(copy.rawDataSize, 0U);
   EXPECT_EQ(source.rawDataSize, 77U);
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 TEST(ContentPayload, IsMissingFromACopyMadeWithoutMemory) {
@@ -221,7 +234,7 @@ TEST(ContentPayload, IsMissingFromACopyMadeWithoutMemory) {
   EXPECT_EQ(copy.rawDataSize, 0U);
   EXPECT_EQ(differences(copy, source), "payload ");
   EXPECT_EQ(differences(source, sample<Content>(SEED)), "");
-  expect_log({error_line("Content.cpp", "Content", "[ERROR] Failed to allocate memory!")});
+  EXPECT_TRUE(logged({error_line("Content.cpp", "Content", "[ERROR] Failed to allocate memory!")}));
 }
 
 // ---- createFile --------------------------------------------------------------------------------
@@ -238,7 +251,7 @@ TEST_F(ContentCreateFile, WritesThePayload) {
   const std::string bytes("\0raw\n\xff%s", 8);
   EXPECT_EQ(content_with(bytes).createFile(path("part")), 0);
   EXPECT_EQ(read_file(path("part")), bytes);
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 TEST_F(ContentCreateFile, TruncatesAFileThatIsThere) {
@@ -247,13 +260,13 @@ TEST_F(ContentCreateFile, TruncatesAFileThatIsThere) {
     EXPECT_EQ(content_with(payload).createFile(path("part")), 0);
     EXPECT_EQ(read_file(path("part")), payload);
   }
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 TEST_F(ContentCreateFile, OfNoBytesMakesAnEmptyFile) {
   EXPECT_EQ(content_with("").createFile(path("part")), 0);
   EXPECT_TRUE(std::filesystem::is_empty(path("part")));
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 TEST_F(ContentCreateFile, WithoutPayloadIsRefusedSilently) {
@@ -261,7 +274,7 @@ TEST_F(ContentCreateFile, WithoutPayloadIsRefusedSilently) {
   content.rawDataSize = 5;
   EXPECT_EQ(content.createFile(path("part")), -1);
   EXPECT_FALSE(std::filesystem::exists(path("part")));
-  expect_log({});
+  EXPECT_TRUE(logged({}));
 }
 
 TEST_F(ContentCreateFile, ThatCannotBeOpenedIsLogged) {
@@ -272,8 +285,8 @@ TEST_F(ContentCreateFile, ThatCannotBeOpenedIsLogged) {
   EXPECT_EQ(content_with("bytes").createFile(path("missing/part")), -1);
   EXPECT_EQ(content_with("").createFile(path("missing/part")), -1);
   EXPECT_EQ(content_with("").createFile(path("")), -1);
-  expect_log({line("No such file or directory"), line("No such file or directory"),
-              line("Is a directory")});
+  EXPECT_TRUE(logged({line("No such file or directory"), line("No such file or directory"),
+                      line("Is a directory")}));
 }
 
 }  // namespace msg_tarvel::item_test

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "msg-tarvel-serializer/bytes.h"
 #include "msg-tarvel-serializer/internal_functions.h"
@@ -131,21 +132,40 @@ TEST(SerializerMemory, AnyAllocationForMetadataMayFail) {
   }
 }
 
-// Sizes are told as int. One long text in many places makes a message that is larger on the wire.
-TEST(SerializerMemory, WhatAnIntCannotTellFailsLikeAnAllocation) {
+// Whatever the caller's variable holds is overwritten, never released.
+TEST(SerializerMemory, WithoutMemoryTheOldOutIsOverwrittenByNull) {
   Arena arena;
-  constexpr std::size_t LENGTH = 1 << 24;
-  constexpr std::size_t TIMES = 128;
-  char* const text = arena.text(std::string(LENGTH, 'x'));
+  char byte = 'x';
+  WatchedCalls calls;
+  calls.failAllocation(1);
+  char* out = &byte;
+  EXPECT_EQ(msg_serialize_message(arena.message(full_message()), &out), 0);
+  EXPECT_EQ(out, nullptr);
+
+  WatchedCalls callsForMeta;
+  callsForMeta.failAllocation(1);
+  out = &byte;
+  EXPECT_EQ(msg_serialize_nms_msg_meta(arena.record<msg_nms_msg_meta_data_t>(), &out), 0);
+  EXPECT_EQ(out, nullptr);
+}
+
+// Sizes are told as int, and size_t has 32 bits on the watch. One long text in many places makes a
+// message that is larger on the wire than either can tell.
+class TooLargeMessage : public ::testing::TestWithParam<std::pair<std::size_t, std::size_t>> {};
+
+TEST_P(TooLargeMessage, FailsLikeAnAllocation) {
+  const auto [times, length] = GetParam();
+  Arena arena;
+  char* const text = arena.text(std::string(length, 'x'));
   std::vector<void*> addresses;
-  for (std::size_t i = 0; i < TIMES; ++i) {
+  for (std::size_t i = 0; i < times; ++i) {
     auto* const address = arena.record<msg_address_item_t>();
     address->text1 = text;
     addresses.push_back(address);
   }
   auto* const item = arena.message(empty_message());
   item->addressList = arena.list(addresses);
-  const auto size = static_cast<std::uint32_t>(101 + TIMES * (26 + LENGTH));
+  const std::uint64_t size = 101 + std::uint64_t{times} * (26 + length);
   ASSERT_GT(size, 0x7fffffffU);
 
   char* out = nullptr;
@@ -156,6 +176,9 @@ TEST(SerializerMemory, WhatAnIntCannotTellFailsLikeAnAllocation) {
   EXPECT_TRUE(logged({no_memory("msg_serialize_message", static_cast<int>(size), NO_MEMORY),
                       failed("msg_serialize_message")}));
 }
+
+INSTANTIATE_TEST_SUITE_P(SerializerMemory, TooLargeMessage,
+                         ::testing::Values(std::pair(128, 1 << 24), std::pair(255, 17'000'000)));
 
 // Nobody may change records while they are written. These do it all the same, right between the
 // measuring and the writing, to reach what the serializer does when the two disagree.
@@ -240,6 +263,15 @@ TEST(ReaderMemory, ALengthThatIsNegativeAsANumberIsNotReported) {
   EXPECT_EQ(__deserialize_string(number_bytes(0x80000000U).data(), &text), INT_MIN + 4);
   EXPECT_EQ(text, nullptr);
   EXPECT_EQ(calls.sizes(), std::vector<std::size_t>{0x80000001U});
+  EXPECT_TRUE(logged({}));
+}
+
+// Without a target nothing is asked for or reported, and the length counts as it stands.
+TEST(ReaderMemory, ANegativeLengthIsPassedOverAsANumber) {
+  WatchedCalls calls;
+  EXPECT_EQ(__deserialize_string(number_bytes(0xfffffffbU).data(), nullptr), -1);
+  EXPECT_EQ(__deserialize_string(number_bytes(0x80000000U).data(), nullptr), INT_MIN + 4);
+  EXPECT_EQ(calls.allocations(), 0);
   EXPECT_TRUE(logged({}));
 }
 
@@ -379,6 +411,56 @@ TEST(ReaderMemory, AContentWithoutMemoryIsANullEntry) {
   EXPECT_NE(contents[0], nullptr);
   EXPECT_EQ(contents[1], nullptr);
   EXPECT_EQ(item.nmsMsgMetaData, nullptr);
+  release(item);
+}
+
+// As above, but with an element that can be made behind the one that cannot: its block is read from
+// where the missing element's would begin.
+
+TEST(ReaderMemory, AnAddressBehindOneWithoutMemoryIsRead) {
+  Arena arena;
+  MessageValues values = empty_message();
+  values.addresses = {sample(ADDRESS_COUNTS, 1), sample(ADDRESS_COUNTS, 5)};
+  values.meta = sample(MESSAGE_META_COUNTS, 9);
+  std::string bytes = Buffer(arena.message(values)).bytes();
+  bytes[message_start().size()] = 3;
+  msg_message_item_t item{};
+  WatchedCalls calls;
+  calls.failAllocation(2);
+  msg_deserialize_message(bytes.data(), &item);
+  const std::vector<void*> addresses = data_of(item.addressList);
+  ASSERT_EQ(addresses.size(), 3U);
+  EXPECT_EQ(values_of(*static_cast<msg_address_item_t*>(addresses[0])), values.addresses[0]);
+  EXPECT_EQ(addresses[1], nullptr);
+  ASSERT_NE(addresses[2], nullptr);
+  EXPECT_EQ(values_of(*static_cast<msg_address_item_t*>(addresses[2])), values.addresses[1]);
+  ASSERT_NE(item.nmsMsgMetaData, nullptr);
+  EXPECT_EQ(values_of(*item.nmsMsgMetaData), *values.meta);
+  EXPECT_TRUE(logged({}));
+  release(item);
+}
+
+TEST(ReaderMemory, AContentBehindOneWithoutMemoryIsRead) {
+  Arena arena;
+  MessageValues values = empty_message();
+  values.contents = {{sample(CONTENT_COUNTS, 1), std::nullopt},
+                     {sample(CONTENT_COUNTS, 5), std::nullopt}};
+  values.meta = sample(MESSAGE_META_COUNTS, 9);
+  std::string bytes = Buffer(arena.message(values)).bytes();
+  bytes[message_start().size() + 1] = 3;
+  msg_message_item_t item{};
+  WatchedCalls calls;
+  calls.failAllocation(2);
+  msg_deserialize_message(bytes.data(), &item);
+  const std::vector<void*> contents = data_of(item.contentList);
+  ASSERT_EQ(contents.size(), 3U);
+  EXPECT_EQ(values_of(*static_cast<msg_content_item_t*>(contents[0])), values.contents[0].own);
+  EXPECT_EQ(contents[1], nullptr);
+  ASSERT_NE(contents[2], nullptr);
+  EXPECT_EQ(values_of(*static_cast<msg_content_item_t*>(contents[2])), values.contents[1].own);
+  ASSERT_NE(item.nmsMsgMetaData, nullptr);
+  EXPECT_EQ(values_of(*item.nmsMsgMetaData), *values.meta);
+  EXPECT_TRUE(logged({}));
   release(item);
 }
 

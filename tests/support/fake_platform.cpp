@@ -15,12 +15,18 @@ namespace msg_tarvel {
 
 namespace {
 
+/** What vconf_get_int returns, and what it stores. */
+struct NumberAnswer {
+  int result;
+  std::optional<int> value;
+};
+
 struct State {
   mutable std::mutex mutex;
   std::vector<LogLine> lines;
   std::function<void(const LogLine&)> hook;
   std::map<std::string, std::string> strings;
-  std::map<std::string, int> numbers;
+  std::map<std::string, NumberAnswer> numbers;
   std::map<std::string, int> reads;
   std::optional<std::string> dataPath;
 };
@@ -127,7 +133,12 @@ void FakePlatform::set(const std::string& key, const std::string& value) {
 
 void FakePlatform::set(const std::string& key, int value) {
   const std::lock_guard<std::mutex> lock(state().mutex);
-  state().numbers[key] = value;
+  state().numbers[key] = {0, value};
+}
+
+void FakePlatform::answer(const std::string& key, int result, std::optional<int> value) {
+  const std::lock_guard<std::mutex> lock(state().mutex);
+  state().numbers[key] = {result, value};
 }
 
 void FakePlatform::makeUnreadable(const std::string& key) {
@@ -183,8 +194,9 @@ int vconf_get_int(const char* in_key, int* intval) {
   ++state().reads[in_key];
   const auto found = state().numbers.find(in_key);
   if (found == state().numbers.end()) return FakePlatform::UNREADABLE;
-  *intval = found->second;
-  return 0;
+  const auto& [result, value] = found->second;
+  if (value) *intval = *value;
+  return result;
 }
 
 char* app_get_data_path(void) {

@@ -65,6 +65,11 @@ class FakePlatform {
   void set(const std::string& key, const std::string& value);
   void set(const std::string& key, int value);
   void makeUnreadable(const std::string& key);
+  /**
+   * Makes vconf_get_int return `result` for a key; without a value it leaves the caller's variable
+   * as it is.
+   */
+  void answer(const std::string& key, int result, std::optional<int> value);
   /** What vconf_get_int returns for an unreadable key. */
   static constexpr int UNREADABLE = -7;
   /** How often a key was asked for. */

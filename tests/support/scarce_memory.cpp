@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <limits>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -13,6 +14,7 @@ std::atomic<bool> payloadsRefused{false};
 std::atomic<int> refusalCount{0};
 std::atomic<int> allocationsLeft{UNLIMITED};
 std::atomic<long> liveBlocks{0};
+std::function<void()> payloadHook;
 
 }  // namespace
 
@@ -47,6 +49,7 @@ void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept {
 // from `delete[]`.
 // NOLINTNEXTLINE(misc-new-delete-overloads): what it allocates is released by the default delete[]
 void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  if (payloadHook) payloadHook();
   if (payloadsRefused) {
     ++refusalCount;
     return nullptr;
@@ -58,7 +61,7 @@ void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
   }
 }
 
-namespace msg_tarvel::item_test {
+namespace msg_tarvel {
 
 NoMemoryForPayloads::NoMemoryForPayloads() {
   refusalCount = 0;
@@ -69,10 +72,16 @@ NoMemoryForPayloads::~NoMemoryForPayloads() { payloadsRefused = false; }
 
 int NoMemoryForPayloads::refusals() const { return refusalCount; }
 
+OnPayloadAllocation::OnPayloadAllocation(std::function<void()> action) {
+  payloadHook = std::move(action);
+}
+
+OnPayloadAllocation::~OnPayloadAllocation() { payloadHook = nullptr; }
+
 MemoryForAllocations::MemoryForAllocations(int allocations) { allocationsLeft = allocations; }
 
 MemoryForAllocations::~MemoryForAllocations() { allocationsLeft = UNLIMITED; }
 
 long live_blocks() { return liveBlocks; }
 
-}  // namespace msg_tarvel::item_test
+}  // namespace msg_tarvel

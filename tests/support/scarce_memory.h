@@ -4,8 +4,9 @@
 // ones that can fail; the library's calls land in them too.
 
 #include <cstddef>
+#include <functional>
 
-namespace msg_tarvel::item_test {
+namespace msg_tarvel {
 
 /** While it lives, every non-throwing array `new` gives null. */
 class NoMemoryForPayloads {
@@ -28,7 +29,23 @@ class MemoryForAllocations {
   ~MemoryForAllocations();
 };
 
+/** While it lives, `action` is called before every non-throwing array `new`. */
+class OnPayloadAllocation {
+ public:
+  explicit OnPayloadAllocation(std::function<void()> action);
+  OnPayloadAllocation(const OnPayloadAllocation&) = delete;
+  OnPayloadAllocation& operator=(const OnPayloadAllocation&) = delete;
+  ~OnPayloadAllocation();
+};
+
 /** Blocks of plain `new` that have not been deleted yet. */
 long live_blocks();
 
-}  // namespace msg_tarvel::item_test
+/** Whether those of array `new` are among them; a sanitizer keeps them to itself. */
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool ARRAYS_ARE_COUNTED = false;
+#else
+constexpr bool ARRAYS_ARE_COUNTED = true;
+#endif
+
+}  // namespace msg_tarvel

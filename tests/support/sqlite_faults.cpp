@@ -24,7 +24,7 @@ struct State {
   std::vector<unsigned int> sleeps;
   std::function<void()> onSleep;
   std::function<void()> onClose;
-  bool refuseReading = false;
+  int refusal = 0;
   // SQLite's functions call each other; only the outermost call is the library's.
   bool inside = false;
 };
@@ -72,7 +72,7 @@ void SqliteFaults::fail(const std::string& call, const std::string& text, int co
   state().rules.push_back({text.empty() ? call : call + " " + text, code, times});
 }
 
-void SqliteFaults::refuseReading() { state().refuseReading = true; }
+void SqliteFaults::refuseReading(int reason) { state().refusal = reason; }
 
 std::vector<std::string> SqliteFaults::calls() { return state().calls; }
 
@@ -152,8 +152,8 @@ int usleep(useconds_t microseconds) {
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 int access(const char* path, int mode) noexcept {
   static const auto real = next("access", &access);
-  if (mode == R_OK && state().refuseReading) {
-    errno = EACCES;
+  if (mode == R_OK && state().refusal != 0) {
+    errno = state().refusal;
     return -1;
   }
   return real(path, mode);

@@ -4,6 +4,7 @@
 // sqlite_faults.cpp stand in front of SQLite's own and of usleep and access: they record the calls
 // of the library, fail those that a test names, and pass on the rest.
 
+#include <cerrno>
 #include <functional>
 #include <string>
 #include <vector>
@@ -19,8 +20,8 @@ class SqliteFaults {
    */
   static void fail(const std::string& call, const std::string& text, int code, int times = 1);
 
-  /** Makes access() refuse to say that a file may be read. */
-  static void refuseReading();
+  /** Makes access() refuse to say that a file may be read, for this reason. */
+  static void refuseReading(int reason = EACCES);
 
   /** The recorded calls since the last clear, as "exec TEXT", "step TEXT", "close", ... */
   static std::vector<std::string> calls();

@@ -85,6 +85,20 @@ TEST(StandaloneMode, IsOffWhileItCannotBeRead) {
   EXPECT_TRUE(is_wpc_mode());
 }
 
+TEST(StandaloneMode, IsReadWithAPositiveResultToo) {
+  platform().answer(STANDALONE, 1, 2);
+  EXPECT_TRUE(is_wpc_mode());
+  EXPECT_TRUE(logged({info_line("common_util_funcs.cpp", "is_wpc_mode", "isWPCMode : [2]")}));
+}
+
+TEST(StandaloneMode, IsOffWhenTheReadStoresNothing) {
+  for (const int result : {0, 1}) {
+    platform().answer(STANDALONE, result, std::nullopt);
+    EXPECT_FALSE(is_wpc_mode());
+    EXPECT_TRUE(logged({info_line("common_util_funcs.cpp", "is_wpc_mode", "isWPCMode : [0]")}));
+  }
+}
+
 // ---- get_min_match_digit -----------------------------------------------------------------------
 
 ExpectedLine digits_read(int digits) {
@@ -158,6 +172,33 @@ TEST(MinMatchUnreadable, SettingGivesZeroUntilItCanBeRead) {
   EXPECT_EQ(get_min_match_digit(), 7);
   platform().makeUnreadable(MIN_MATCH);
   EXPECT_EQ(get_min_match_digit(), 7);
+}
+
+TEST(MinMatch, IsReadWithAPositiveResultToo) {
+  platform().answer(MIN_MATCH, 1, 7);
+  EXPECT_EQ(get_min_match_digit(), 7);
+  EXPECT_TRUE(logged({digits_read(7)}));
+  EXPECT_EQ(get_min_match_digit(), 7);
+  EXPECT_EQ(platform().reads(MIN_MATCH), 1);
+}
+
+class MinMatchNotStored : public ::testing::TestWithParam<int> {};
+
+TEST_P(MinMatchNotStored, IsEight) {
+  platform().answer(MIN_MATCH, GetParam(), std::nullopt);
+  EXPECT_EQ(get_min_match_digit(), 8);
+  EXPECT_TRUE(logged({digits_read(8)}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Results, MinMatchNotStored, ::testing::Values(0, 1));
+
+TEST(MinMatch, IsLoggedBeforeTheCountryIsRead) {
+  std::vector<int> countryReads;
+  platform().onLog([&](const LogLine&) { countryReads.push_back(platform().reads(COUNTRY)); });
+  platform().set(COUNTRY, "KR");
+  EXPECT_EQ(get_min_match_digit(), 9);
+  platform().onLog(nullptr);
+  EXPECT_EQ(countryReads, (std::vector<int>{0, 1}));
 }
 
 TEST(DeviceSettings, ThreadsThatRaceOnTheFirstCallAgree) {

@@ -117,6 +117,12 @@ TEST(ConvertNumber, KeepsNineDigitsInKorea) {
   EXPECT_EQ(convert_number("1012345678"), "012345678");
 }
 
+// As a number of characters a negative one is larger than any text.
+TEST(ConvertNumber, KeepsEveryDigitWhenTheSettingIsNegative) {
+  platform().set(MIN_MATCH, -1);
+  EXPECT_EQ(convert_number("1012345678"), "1012345678");
+}
+
 TEST(ConvertNumber, KeepsNothingWhileTheSettingCannotBeRead) {
   platform().makeUnreadable(MIN_MATCH);
   EXPECT_EQ(convert_number("12345678"), "");

@@ -14,7 +14,7 @@ namespace msg_tarvel::db {
  *
  * Used only by the thread whose manager compiled it, and destroyed before that manager is. Bind
  * parameters count from 1, result columns from 0; indexes out of range and failed binds are not
- * reported. No function throws except getText, which may run out of memory.
+ * reported. No function throws but getText.
  */
 class MSG_TARVEL_EXPORT SqlStatement {
  public:
@@ -30,19 +30,23 @@ class MSG_TARVEL_EXPORT SqlStatement {
   /** Makes the statement ready to run again, with every parameter NULL. */
   void reset();
 
+  /** Binds a number of 32 bits. */
   void bind(int index, int value);
+  /** Binds a number of 64 bits. */
   void bind(int index, long long value);
   /**
    * Binds `text` without copying it: it must stay alive and unchanged until the statement has run
    * to its end, is reset or destroyed. Null leaves the parameter as it is.
    */
   void bind(int index, const char* text);
+  /** Makes the parameter NULL. */
   void bindNull(int index);
 
-  /** Columns of the current row, converted as SQLite does; 0 for NULL. */
+  /** A column of the current row as SQLite converts it: the low 32 bits of a number, 0 for NULL. */
   int getInt(int column) const;
+  /** The same with 64 bits. */
   long long getInt64(int column) const;
-  /** The text up to its first NUL byte; empty for NULL. */
+  /** The text up to its first NUL byte; empty for NULL. Throws std::bad_alloc. */
   std::string getText(int column) const;
 
  private:

@@ -30,12 +30,15 @@ namespace msg_tarvel::db {
  * finding nothing is DB_SUCCESS. An item passed by reference may be partly filled when a query
  * fails.
  *
+ * Every one may throw std::bad_alloc. The statement is released then, and rows appended before
+ * stay.
+ *
  * Text ids and types (msgType, objectId, correlationId, the addresses of a search) go into the
  * statement between single quotes as they are. A caller that does not make them itself must refuse
  * or double single quotes. Conditions are cut at 1,023 characters, the search for a conversation at
  * 5,119.
  *
- * Times are as stored.
+ * Times are as stored, in the unit that the store's owner writes.
  */
 
 // Messages

@@ -10,12 +10,25 @@ namespace msg_tarvel {
 
 /**
  * The registry of the inter-process commands: each has a number, a method name and a GVariant type
- * string for its parameters.
+ * string for its parameters. It sends nothing itself.
  *
- * An object never changes once it is built and may then be shared by threads.
+ * \code
+ * const MsgIPC registry;
+ * const MsgIPC::IpcCommand command = registry.getCmdByMethodName("read_message");
+ * if (command == MsgIPC::READ_MESSAGE) {
+ *   std::cout << registry.getCmdString(command) << registry.getCmdStruct(command) << "\n";
+ * }
+ * \endcode
+ *
+ * An object never changes once it is built and may then be shared by threads. Making and copying
+ * one and the functions that return a text throw std::bad_alloc.
  */
 class MSG_TARVEL_EXPORT MsgIPC {
  public:
+  /**
+   * The numbers of the commands. Each has the method name of its enumerator in lower case; what the
+   * parameters mean is between caller and server.
+   */
   enum IpcCommand : int {
     READ_MESSAGE = 0,
     READ_THREAD = 1,
@@ -50,8 +63,11 @@ class MSG_TARVEL_EXPORT MsgIPC {
     IPC_COMMAND_NONE = 999,
   };
 
+  /** Builds the table of all commands. */
   MsgIPC();
+  /** Copies the table. */
   MsgIPC(const MsgIPC& other);
+  /** Copies the table. */
   MsgIPC& operator=(const MsgIPC& other);
   ~MsgIPC();
 

@@ -8,7 +8,8 @@
 namespace msg_tarvel {
 
 /**
- * What is known of a message on the network message store: a row of msg_nms_meta_table.
+ * What is known of a message on the network message store: a row of msg_nms_meta_table. The owner
+ * of the store writes the rows, and the queries fill the fields from the columns of the same names.
  *
  * A plain value; one object belongs to one thread at a time.
  */
@@ -24,33 +25,37 @@ class MSG_TARVEL_EXPORT NmsMsgMeta {
   };
 
   NmsMsgMeta();
+  /** Throws std::bad_alloc. */
   NmsMsgMeta(const NmsMsgMeta& other);
   /** Leaves `other` equal to a default NmsMsgMeta. */
   NmsMsgMeta(NmsMsgMeta&& other);
   ~NmsMsgMeta();
+  /** Copies or moves, as the argument was given. */
   NmsMsgMeta& operator=(NmsMsgMeta other);
 
   MSG_TARVEL_EXPORT friend void swap(NmsMsgMeta& a, NmsMsgMeta& b) noexcept;
 
   /** The local message, a row of msg_message_table. */
   int32_t msgId = 0;
-  /** The store's id of the message object. */
+  /** The network store's id of the message object; db_get_nms_msg_meta finds by it. */
   std::string objectId;
-  /** Where the object lives on the store. */
+  /** Where the object is on the network store; carried as stored. */
   std::string resourceURL;
-  /** First and second correlation id. */
+  /** The first correlation id, by which the message is matched with its copy. */
   std::string primaryId;
+  /** The second correlation id. */
   std::string secondaryId;
-  /** The store's modification sequence number. */
+  /** The network store's modification sequence number; carried as stored. */
   int64_t lastModSeq = 0;
-  /** Message time as stored; the sort key of the list queries. */
+  /** Time of the message as stored; lists of metadata are ordered by it. */
   int64_t msgTime = 0;
   /** 0 until the message is correlated by BT, then 1. */
   int32_t BTCorrelated = 0;
   /** 0 until the message is correlated by MSSI, then 1. */
   int32_t MSSICorrelated = 0;
-  /** A sync with the store is pending. */
+  /** A sync with the network store is pending. */
   bool MSSISync = false;
+  /** The message is deleted; db_get_sync_required_nms_msg_metas asks for either kind. */
   bool deleted = false;
   /** The body still has to be fetched. */
   bool downloadRequired = false;

@@ -5,8 +5,25 @@
  * Flattens a message, or the metadata of one, into a buffer that another process can read. For C
  * and C++.
  *
+ * \code
+ * char* buffer = NULL;
+ * const int size = msg_serialize_message(&message, &buffer);
+ * if (size > 0) send_bytes(buffer, size);
+ * free(buffer);
+ * \endcode
+ *
+ * And where the bytes arrive, which nobody has looked at yet:
+ *
+ * \code
+ * msg_message_item_t received;
+ * if (size > 0 && msg_check_message(bytes, size) == size) {
+ *   msg_deserialize_message(bytes, &received);
+ * }
+ * \endcode
+ *
  * The functions keep no state and may be called on any thread, as long as no other thread changes
- * the records or lists in use. The format is the same on 32-bit and 64-bit builds.
+ * the records or lists in use. The format is the same on 32-bit and 64-bit builds. No function
+ * throws.
  */
 
 #include <stddef.h>
@@ -22,13 +39,21 @@ extern "C" {
  * Flattens `item` with its lists and metadata into a new buffer, which the caller releases with
  * free(). Returns its size in bytes.
  *
- * Returns 0 when an argument is null (`*out` is then left alone), when a list holds a null element
- * or when memory runs out. In the last two cases whatever `*out` held on entry is released with
- * free() and `*out` is null afterwards: hand it in as null.
+ * Returns 0
+ * - when an argument is null; `*out` is then left alone;
+ * - when a list holds a null element; what `*out` held is then released with free(), and `*out` is
+ *   null;
+ * - when memory runs out, or the message needs more than INT_MAX bytes; `*out` is then overwritten
+ *   with null, and what it held is not released.
+ *
+ * So hand `*out` in as null.
  */
 MSG_TARVEL_EXPORT int msg_serialize_message(const msg_message_item_t* item, char** out);
 
-/** The same for metadata alone; when memory runs out, `*out` is null. */
+/**
+ * The same for metadata alone. When memory runs out, or it needs more than INT_MAX bytes, `*out` is
+ * overwritten with null, and what it held is not released.
+ */
 MSG_TARVEL_EXPORT int msg_serialize_nms_msg_meta(const msg_nms_msg_meta_data_t* meta, char** out);
 
 /**
@@ -40,7 +65,10 @@ MSG_TARVEL_EXPORT int msg_serialize_nms_msg_meta(const msg_nms_msg_meta_data_t* 
  * followed when its string was empty: it then holds what the sender's pointer was.
  *
  * The reader trusts the buffer and has no bound: check one that you did not make with
- * msg_check_message first.
+ * msg_check_message first. It reports nothing. A string that there is no memory for is not stored.
+ * A record that there is none for is null, also in its list, and what follows it is read from the
+ * wrong place, even of a checked buffer and perhaps beyond its end. GLib ends the process when it
+ * has no memory for a list node.
  */
 MSG_TARVEL_EXPORT void msg_deserialize_message(const char* buf, msg_message_item_t* item);
 
@@ -52,9 +80,10 @@ MSG_TARVEL_EXPORT void msg_deserialize_nms_msg_meta(const char* buf, msg_nms_msg
  * marker, count, length or presence byte is not as the serializer writes it or would reach past
  * `size`. Never reads past `size`. A null `buf` gives 0.
  *
- * What is accepted, msg_deserialize_message reads in bounds. What msg_serialize_message makes is
- * accepted with its exact length, unless a list had more than 255 elements: such a list is written
- * whole behind a count modulo 256, and the buffer is no well-formed message any more.
+ * What is accepted, msg_deserialize_message reads in bounds, as long as no allocation fails. What
+ * msg_serialize_message makes is accepted with its exact length, unless a list had more than 255
+ * elements: such a list is written whole behind a count modulo 256, and the buffer is no
+ * well-formed message any more.
  */
 MSG_TARVEL_EXPORT size_t msg_check_message(const char* buf, size_t size);
 

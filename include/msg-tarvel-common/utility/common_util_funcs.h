@@ -5,7 +5,10 @@
 
 #include "../export.h"
 
-/** Device settings, phone numbers and small helpers. Every function may be called on any thread. */
+/**
+ * Device settings, phone numbers and small helpers. Every function may be called on any thread.
+ * Those that return a text throw std::bad_alloc.
+ */
 namespace msg_tarvel::common_util {
 
 /**

@@ -1,0 +1,65 @@
+// What the connection manager asks of the system by itself.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "db/DBMgr_internal.h"
+#include "msg-tarvel-common/db/DBMgr.h"
+#include "support/library_calls.h"
+#include "support/store.h"
+
+namespace msg_tarvel::db {
+
+namespace {
+
+using CallsTest = DataDirTest;
+
+TEST_F(CallsTest, TheFilesAreMadeOpenForReadingAloneAndGivenAwayInOrder) {
+  ASSERT_EQ(rmdir(dataDir().c_str()), 0);
+  ASSERT_EQ(DBMgrInternal().createDbFiles(), 0);
+  static_assert((O_RDONLY | O_CREAT) == 0100);
+  const std::string owner = std::to_string(getuid()) + " 5000";
+  EXPECT_EQ(
+      LibraryCalls::onFiles(),
+      (std::vector<std::string>{
+          "access " + dbDir() + " 0", "access " + dataDir() + " 0", "mkdir " + dataDir() + " 0755",
+          "mkdir " + dbDir() + " 0755", "access " + dbFile() + " 0",
+          // the eight calls on the files
+          "open " + dbFile() + " 0100 0644", "open " + journalFile() + " 0100 0644",
+          "fchmod " + dbFile() + " 0660", "fchmod " + journalFile() + " 0660",
+          "fchown " + dbFile() + " " + owner, "fchown " + journalFile() + " " + owner,
+          "close " + dbFile(), "close " + journalFile()}));
+}
+
+TEST_F(CallsTest, TheExitHookIsRegisteredOnce) {
+  EXPECT_EQ(LibraryCalls::exitHooks(), 0);
+  std::vector<std::thread> threads;
+  threads.reserve(8);
+  for (int i = 0; i < 8; ++i)
+    threads.emplace_back([] { EXPECT_NE(DBMgr::getInstance(), nullptr); });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(LibraryCalls::exitHooks(), 1);
+  init_db();
+  deinit_db();
+  DBMgrInternal::onDestroyed();
+  EXPECT_NE(DBMgr::getInstance(), nullptr);
+  EXPECT_EQ(LibraryCalls::exitHooks(), 1);
+}
+
+TEST_F(CallsTest, AThreadThatHasItsManagerFindsItWithoutALock) {
+  const int before = LibraryCalls::locks();
+  DBMgr* const manager = DBMgr::getInstance();
+  const int locks = LibraryCalls::locks();
+  EXPECT_GT(locks, before);
+  for (int call = 0; call < 3; ++call) EXPECT_EQ(DBMgr::getInstance(), manager);
+  EXPECT_EQ(LibraryCalls::locks(), locks);
+}
+
+}  // namespace
+
+}  // namespace msg_tarvel::db

@@ -1,0 +1,76 @@
+// The library in a plug-in: when the last user of the library unloads it, nothing of it stays.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <future>
+#include <string>
+#include <thread>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/** The program itself uses neither the library nor its platform. */
+class UnloadTest : public ::testing::Test {
+ protected:
+  UnloadTest() {
+    std::string pattern = (fs::temp_directory_path() / "unload-XXXXXX").string();
+    _folder = mkdtemp(pattern.data());
+    setenv("MSG_TARVEL_DATA_DIR", (_folder / "data/").c_str(), 1);
+    _module = dlopen(UNLOAD_MODULE, RTLD_NOW);
+  }
+  ~UnloadTest() override { fs::remove_all(_folder); }
+
+  int useStore() {
+    const auto use = reinterpret_cast<int (*)()>(dlsym(_module, "use_store"));
+    return use ? use() : -1;
+  }
+  void unload() { EXPECT_EQ(dlclose(_module), 0) << dlerror(); }
+
+  static bool isLoaded() {
+    void* const library = dlopen(LIBRARY, RTLD_NOW | RTLD_NOLOAD);
+    if (library) dlclose(library);
+    return library != nullptr;
+  }
+  /** Whether this process has a file of the store open. */
+  bool isStoreOpen() const {
+    for (const fs::directory_entry& descriptor : fs::directory_iterator("/proc/self/fd")) {
+      std::error_code error;
+      const std::string target = fs::read_symlink(descriptor, error).string();
+      if (target.rfind(_folder.string(), 0) == 0) return true;
+    }
+    return false;
+  }
+
+ private:
+  fs::path _folder;
+  void* _module = nullptr;
+};
+
+TEST_F(UnloadTest, UnloadingClosesTheConnectionOfAThreadThatLives) {
+  ASSERT_EQ(useStore(), 0);
+  ASSERT_TRUE(isLoaded());
+  ASSERT_TRUE(isStoreOpen());
+  unload();
+  EXPECT_FALSE(isLoaded());
+  EXPECT_FALSE(isStoreOpen());
+}
+
+TEST_F(UnloadTest, AThreadMayEndAfterUnloading) {
+  std::promise<int> used;
+  std::promise<void> unloaded;
+  std::thread thread([&] {
+    used.set_value(useStore());
+    unloaded.get_future().wait();
+  });
+  EXPECT_EQ(used.get_future().get(), 0);
+  unload();
+  EXPECT_FALSE(isLoaded());
+  unloaded.set_value();
+  thread.join();
+}
+
+}  // namespace
