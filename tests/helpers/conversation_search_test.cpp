@@ -106,10 +106,9 @@ TEST_F(ConversationSearch, KnowsTheConversationWithoutAnAddress) {
 }
 
 TEST_F(ConversationSearch, HasNoEndOfRoom) {
-  std::vector<std::string> many(255);
-  for (std::string& address : many) {
-    address = "participant." + std::to_string(&address - many.data()) + "@example.org";
-  }
+  std::vector<std::string> many;
+  many.reserve(255);
+  for (int i = 0; i < 255; ++i) many.push_back("participant." + std::to_string(i) + "@example.org");
   store(3, many);
   EXPECT_EQ(find_conversation(many), 3);
   many.back() = "another@example.org";
