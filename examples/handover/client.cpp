@@ -2,7 +2,6 @@
 // and ends with 0, or the error and ends with 1; with 2 when it was called wrongly.
 
 #include <gio/gio.h>
-#include <msg-tarvel-common/db/DBMgr.h>
 #include <msg-tarvel-common/db/db_common_funcs.h>
 #include <msg-tarvel-common/db/db_error.h>
 #include <msg-tarvel-common/ipc/MsgIPC.h>
@@ -13,7 +12,8 @@
 #include <vector>
 
 #include "bus_names.h"
-#include "record_mapping.h"
+#include "helpers/record_mapping.h"
+#include "helpers/transaction.h"
 
 namespace {
 
@@ -21,6 +21,7 @@ using msg_tarvel::Message;
 using msg_tarvel::MsgIPC;
 namespace db = msg_tarvel::db;
 namespace handover = msg_tarvel::handover;
+namespace helpers = msg_tarvel::helpers;
 
 constexpr const char* USAGE =
     "usage: example-handover-client hand-over MSGID [CONVID]\n"
@@ -80,10 +81,9 @@ GVariant* parse_parameters(const MsgIPC& registry, MsgIPC::IpcCommand command,
 
 /** A message of this process's own store. */
 Message read_message(int msgId) {
-  db::init_db();
+  const helpers::StoreSession session;
   Message message;
   const int ret = db::db_get_message(msgId, message);
-  db::deinit_db();
   if (ret != db::DB_SUCCESS) {
     throw std::runtime_error((ret == db::DB_NO_DATA ? "there is no message "
                                                     : "the store cannot be asked for message ") +
@@ -93,7 +93,7 @@ Message read_message(int msgId) {
 }
 
 GVariant* handover_parameters(int msgId, int convId) {
-  const std::string buffer = handover::to_buffer(read_message(msgId));
+  const std::string buffer = helpers::to_buffer(read_message(msgId));
   GVariant* const bytes =
       g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, buffer.data(), buffer.size(), sizeof(char));
   return g_variant_new("(vi)", bytes, convId);

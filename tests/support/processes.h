@@ -8,8 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "support/test_support.h"
-
 namespace msg_tarvel {
 
 /** How a process ended and what it printed. */
@@ -61,6 +59,12 @@ class Child {
  * Programs of the build that stand where that user may go still run.
  */
 bool become_nobody(const std::vector<gid_t>& groups = {});
+
+/**
+ * Whether another user gets in who waits for the file `path` while `action` runs: he opens it to
+ * read as soon as he can.
+ */
+bool stranger_gets_in(const std::string& path, const std::function<void()>& action);
 
 /** One end signals, the other waits: for keeping a parent and its child in step. */
 class Signal {

@@ -12,7 +12,7 @@
 #include "support/processes.h"
 #include "support/store.h"
 
-namespace test_support {
+namespace msg_tarvel {
 
 /** Attributes of an element, in order. Values go into the file as they are. */
 using Attributes = std::vector<std::pair<std::string, std::string>>;
@@ -55,6 +55,9 @@ class ToolTest : public ::testing::Test {
   void useProgramForEveryone();
 
   void create() const;
+  /** Exit status 3, one line on standard error that begins and ends so, nothing on the other. */
+  static void expectFailure(const ProcessResult& result, const std::string& beginning,
+                            const std::string& ending = "");
   /** Writes a file of the test's and returns its path. */
   std::string file(const std::string& name, const std::string& content) const;
   /** Imports a backup of these elements; returns the summary. */
@@ -74,4 +77,4 @@ class ToolTest : public ::testing::Test {
 
 std::string content_of(const std::string& path);
 
-}  // namespace test_support
+}  // namespace msg_tarvel

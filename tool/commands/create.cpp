@@ -1,0 +1,96 @@
+// msg-tarvel create
+
+#include <glib.h>
+#include <msg-tarvel-common/db/DBMgr.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <ostream>
+#include <string>
+
+#include "commands/command_set.h"
+#include "commands/commands.h"
+#include "exit_status.h"
+#include "helpers/store_maker.h"
+#include "helpers/transaction.h"
+#include "print/json.h"
+#include "store/log_sink.h"
+
+namespace msg_tarvel::tool {
+
+namespace {
+
+using helpers::MadeStore;
+
+constexpr int PARENT_MODE = 0700;
+
+/** As chmod takes it: "0644". */
+std::string octal(mode_t mode) {
+  std::string digits = "0000";
+  for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit, mode >>= 3) {
+    *digit = static_cast<char>('0' + (mode & 7));
+  }
+  return digits;
+}
+
+const char* words_for(MadeStore::State state) {
+  switch (state) {
+    case MadeStore::State::NEW:
+      return "created ";
+    case MadeStore::State::COMPLETED:
+      return "completed ";
+    case MadeStore::State::WHOLE:
+      break;
+  }
+  return "complete already: ";
+}
+
+/** What is not there every time is there only when it happened. */
+Json to_json(const MadeStore& made, const std::string& path) {
+  Json json = {{"path", path}, {"created", made.state == MadeStore::State::NEW}};
+  if (made.state == MadeStore::State::COMPLETED) json["completed"] = true;
+  for (const MadeStore::MendedMode& mended : made.mended) {
+    json["modesMended"].push_back({{"path", mended.path}, {"before", octal(mended.before)}});
+  }
+  return json;
+}
+
+void print_text(std::ostream& out, const MadeStore& made, const std::string& path) {
+  out << words_for(made.state) << path << "\n";
+  for (const MadeStore::MendedMode& mended : made.mended) {
+    out << "mode was " << octal(mended.before) << ", is now 0660: " << mended.path << "\n";
+  }
+}
+
+int create_store(const Output& output) {
+  const std::string path = db::get_db_filepath();
+  if (path.empty()) throw Failure("there is no place for a message store: HOME is not set");
+  const std::filesystem::path data(db::get_data_dir_path());
+  const std::filesystem::path parent = data.parent_path().parent_path();
+  if (!parent.empty() && g_mkdir_with_parents(parent.c_str(), PARENT_MODE) != 0) {
+    throw Failure("cannot make the directory " + parent.string() + ": " + std::strerror(errno));
+  }
+  const helpers::StoreSession session;
+  forget_log_errors();
+  const MadeStore made = helpers::make_store();
+  if (output.json) {
+    print_json(output, to_json(made, path));
+  } else {
+    print_text(output.out, made, path);
+  }
+  return FOUND;
+}
+
+}  // namespace
+
+void declare_create(CommandSet& commands) {
+  commands.add(
+      "create", "Makes the store, or what is missing of it",
+      "msg-tarvel create\n\n"
+      "Only the files' owner and group may read and write them; where another mode can be\n"
+      "changed to this one, it is, and the output says so.",
+      create_store);
+}
+
+}  // namespace msg_tarvel::tool
