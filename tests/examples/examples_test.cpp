@@ -9,6 +9,7 @@
 #include <sstream>
 #include <string>
 
+#include "support/as_root.h"
 #include "support/processes.h"
 #include "support/store.h"
 
@@ -66,6 +67,7 @@ mode_t mode_of(const std::string& path) {
 }
 
 TEST_F(Examples, MakeAStoreThatNobodyElseGetsInto) {
+  AS_ROOT();
   EXPECT_FALSE(stranger_gets_in(dbFile(), [this] {
     for (int store = 0; store < 40; ++store) {
       std::filesystem::remove_all(dataDir());

@@ -206,6 +206,7 @@ TEST_F(StoreMakerWithAReader, SaysSoWhenTheReaderStays) {
 }
 
 TEST_F(StoreMaker, NobodyElseGetsInWhileItIsMade) {
+  AS_ROOT();
   for (const std::string& path : {dbFile(), journalFile()}) {
     EXPECT_FALSE(stranger_gets_in(path, [this] {
       for (int store = 0; store < 40; ++store) {
@@ -218,6 +219,7 @@ TEST_F(StoreMaker, NobodyElseGetsInWhileItIsMade) {
 
 // Who waits there does get in where the mode lets him.
 TEST_F(StoreMaker, LeavesTheModeAsTheOnlyDoor) {
+  AS_ROOT();
   EXPECT_TRUE(stranger_gets_in(dbFile(), [this] {
     make_store();
     ASSERT_EQ(chmod(dbFile().c_str(), 0664), 0);
