@@ -2,12 +2,28 @@
 // transaction. Everything or nothing of it arrives.
 
 #include <msg-tarvel-common/msg-tarvel-common.h>
+#include <sys/stat.h>
 #include <iostream>
 
 using msg_tarvel::db::DB_SUCCESS;
 using msg_tarvel::db::DBMgr;
 
 namespace {
+
+/**
+ * The directories are for everyone to enter; the files are closed to others from the moment that
+ * they are there, for who has opened one keeps reading it.
+ */
+bool make_store() {
+  mkdir(msg_tarvel::db::get_data_dir_path().c_str(), 0755);
+  mkdir(msg_tarvel::db::get_db_dir_path().c_str(), 0755);
+  const mode_t before = umask(0077);
+  DBMgr* const store = DBMgr::getInstance();
+  // createDb does not look at its own commit: what that left open is committed here.
+  const bool made = store->createDb() == DB_SUCCESS && store->endTransaction(true) == DB_SUCCESS;
+  umask(before);
+  return made;
+}
 
 /** Runs one statement that returns no rows, with `text` as its only parameter. */
 bool run(const std::string& sql, const std::string& text) {
@@ -35,7 +51,7 @@ bool add_message(const std::string& from, const std::string& text) {
 int main() {
   msg_tarvel::db::init_db();
   DBMgr* const store = DBMgr::getInstance();
-  bool done = store->createDb() == DB_SUCCESS && store->beginTransaction() == DB_SUCCESS;
+  bool done = make_store() && store->beginTransaction() == DB_SUCCESS;
   if (done) {
     done = add_message("+14155550100", "Are you coming?");
     done = store->endTransaction(done) == DB_SUCCESS && done;

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "bus_names.h"
-#include "record_mapping.h"
+#include "helpers/record_mapping.h"
 
 namespace {
 
@@ -21,6 +21,7 @@ using msg_tarvel::Message;
 using msg_tarvel::MsgIPC;
 namespace db = msg_tarvel::db;
 namespace handover = msg_tarvel::handover;
+namespace helpers = msg_tarvel::helpers;
 
 constexpr const char* USAGE =
     "usage: example-handover-client hand-over MSGID [CONVID]\n"
@@ -93,7 +94,7 @@ Message read_message(int msgId) {
 }
 
 GVariant* handover_parameters(int msgId, int convId) {
-  const std::string buffer = handover::to_buffer(read_message(msgId));
+  const std::string buffer = helpers::to_buffer(read_message(msgId));
   GVariant* const bytes =
       g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, buffer.data(), buffer.size(), sizeof(char));
   return g_variant_new("(vi)", bytes, convId);

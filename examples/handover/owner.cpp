@@ -4,9 +4,7 @@
 
 #include <gio/gio.h>
 #include <glib-unix.h>
-#include <msg-tarvel-common/db/DBMgr.h>
 #include <msg-tarvel-common/ipc/MsgIPC.h>
-#include <msg-tarvel-common/utility/common_util_funcs.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -15,14 +13,19 @@
 #include <string>
 
 #include "bus_names.h"
-#include "message_store_writer.h"
-#include "record_mapping.h"
+#include "helpers/record_mapping.h"
+#include "helpers/same_address.h"
+#include "helpers/store_error.h"
+#include "helpers/store_maker.h"
+#include "helpers/store_writer.h"
+#include "helpers/transaction.h"
 
 namespace {
 
 using msg_tarvel::Message;
 using msg_tarvel::MsgIPC;
 namespace handover = msg_tarvel::handover;
+namespace helpers = msg_tarvel::helpers;
 
 /** A command of the registry that this process has no answer to. */
 class NotServed : public std::runtime_error {
@@ -60,6 +63,31 @@ std::string interface_description(const MsgIPC& registry) {
   return xml + "</interface></node>";
 }
 
+/** Carries out `work` as one transaction: it happens as a whole or, when this throws, not at all.
+ */
+template <typename Work>
+void write_store(const Work& work) {
+  helpers::Transaction transaction;
+  helpers::StoreWriter writer;
+  work(writer);
+  writer.updateConversations();
+  transaction.commit();
+}
+
+/** Into the conversation `convId`; for 0, into the one of the message's addresses. Its new id. */
+int store_message(const Message& message, int convId) {
+  int msgId = 0;
+  write_store([&](helpers::StoreWriter& writer) {
+    if (convId != 0) {
+      writer.requireConversation(convId);
+    } else if (message.addresses.empty()) {
+      throw std::invalid_argument("a message without addresses needs a conversation");
+    }
+    msgId = writer.addMessage(convId != 0 ? convId : writer.conversationOf(message), message);
+  });
+  return msgId;
+}
+
 int add_message(GVariant* parameters) {
   const char* address = nullptr;
   const char* msgType = nullptr;
@@ -69,11 +97,9 @@ int add_message(GVariant* parameters) {
   g_variant_get(parameters, "(&si&s&s&si)", &address, &message.storageFolder, &msgType, &mainText,
                 &textMessage, &message.simIndex);
   if (*address == '\0') throw std::invalid_argument("a message needs an address");
-  constexpr int NUMBER = 1;
-  constexpr int TEXT = 2;  // matches as it is, not by its last digits
   msg_tarvel::Address participant;
   participant.address = address;
-  participant.addressType = msg_tarvel::common_util::is_number(address) ? NUMBER : TEXT;
+  participant.addressType = helpers::address_type_of(address);
   participant.recipientType = 1;
   message.addresses.push_back(participant);
   message.msgType = msgType;
@@ -82,7 +108,7 @@ int add_message(GVariant* parameters) {
   message.displayTime = g_get_real_time() / 1000;
   message.read = message.storageFolder != msg_tarvel::MAIN_FOLDER_1 &&
                  message.storageFolder != msg_tarvel::STANDALONE_FOLDER_1;
-  return handover::add_message(message, 0);
+  return store_message(message, 0);
 }
 
 /** Another process made the buffer, so nothing in it is believed before it has been checked. */
@@ -97,12 +123,12 @@ int add_handed_over_message(GVariant* parameters) {
   gsize size = 0;
   const auto* const buffer =
       static_cast<const char*>(g_variant_get_fixed_array(content, &size, sizeof(char)));
-  const handover::MessageRecord record = handover::read_record(buffer, size);
+  const helpers::MessageRecord record = helpers::read_record(buffer, size);
   if (!record) {
     throw std::invalid_argument("the " + std::to_string(size) +
                                 " bytes are not one well-formed message");
   }
-  return handover::add_message(handover::to_message(*record), convId);
+  return store_message(helpers::to_message(*record), convId);
 }
 
 /** Carries a command out; its reply, null for none. The parameters are of the command's type. */
@@ -112,19 +138,19 @@ GVariant* carry_out(MsgIPC::IpcCommand command, GVariant* parameters) {
   switch (command) {
     case MsgIPC::READ_MESSAGE:
       g_variant_get(parameters, "(ii)", &first, &second);
-      handover::mark_message_read(first, second);
+      write_store([&](auto& writer) { writer.markMessageRead(first, second); });
       return nullptr;
     case MsgIPC::READ_THREAD:
       g_variant_get(parameters, "(i)", &first);
-      handover::mark_thread_read(first);
+      write_store([&](auto& writer) { writer.markThreadRead(first); });
       return nullptr;
     case MsgIPC::DELETE_MESSAGE:
       g_variant_get(parameters, "(ii)", &first, &second);
-      handover::delete_message(first, second);
+      write_store([&](auto& writer) { writer.deleteMessage(first, second); });
       return nullptr;
     case MsgIPC::DELETE_THREAD:
       g_variant_get(parameters, "(i)", &first);
-      handover::delete_thread(first);
+      write_store([&](auto& writer) { writer.deleteThread(first); });
       return nullptr;
     case MsgIPC::ADD_MESSAGE:
       return g_variant_new("(i)", add_message(parameters));
@@ -134,7 +160,7 @@ GVariant* carry_out(MsgIPC::IpcCommand command, GVariant* parameters) {
       guint64 notiIdx = 0;
       const char* restartToken = nullptr;
       g_variant_get(parameters, "(t&s)", &notiIdx, &restartToken);
-      handover::update_subscription(notiIdx, restartToken);
+      write_store([&](auto& writer) { writer.updateSubscription(notiIdx, restartToken); });
       return nullptr;
     }
     default:
@@ -157,8 +183,10 @@ void on_call(GDBusConnection* /*bus*/, const gchar* /*sender*/, const gchar* /*p
     refuse(G_DBUS_ERROR_NOT_SUPPORTED, error.what());
   } catch (const std::invalid_argument& error) {
     refuse(G_DBUS_ERROR_INVALID_ARGS, error.what());
-  } catch (const std::out_of_range&) {
-    refuse(G_DBUS_ERROR_INVALID_ARGS, "an address ends within its calling code");
+  } catch (const helpers::UnknownOutcome&) {
+    refuse(G_DBUS_ERROR_FAILED, "the commit failed; it is unknown whether this was done");
+  } catch (const helpers::StoreError& error) {
+    refuse(G_DBUS_ERROR_FAILED, (std::string(error.what()) + ", see the owner's log").c_str());
   } catch (const std::bad_alloc&) {
     refuse(G_DBUS_ERROR_NO_MEMORY, "out of memory");
   } catch (const std::exception& error) {
@@ -226,14 +254,11 @@ int serve() {
 }  // namespace
 
 int main() {
-  msg_tarvel::db::init_db();
-  int status = EXIT_FAILURE;
+  const helpers::StoreSession session;
   try {
-    handover::create_store();
-    status = serve();
+    helpers::make_store();
+    return serve();
   } catch (const std::exception& error) {
-    status = fail("cannot own the store", error.what());
+    return fail("cannot own the store", error.what());
   }
-  msg_tarvel::db::deinit_db();
-  return status;
 }

@@ -7,9 +7,9 @@
 #include <sstream>
 #include <string>
 
-#include "record_mapping.h"
+#include "helpers/record_mapping.h"
 
-namespace msg_tarvel::handover {
+namespace msg_tarvel::helpers {
 
 namespace {
 
@@ -60,7 +60,7 @@ TEST(IpcDocument, ListsEverySlot) {
   for (const Table& table : tables) {
     const std::string rows = section(text, table.heading);
     for (int slot = 0; slot < table.slots; ++slot) {
-      const std::string meaning = msg_tarvel::handover::slot_meaning(table.kind, slot);
+      const std::string meaning = slot_meaning(table.kind, slot);
       const std::string row =
           "\n| " + std::to_string(slot) + " | " + (meaning.empty() ? "0" : meaning) + " | ";
       EXPECT_NE(rows.find(row), std::string::npos) << table.heading << row;
@@ -80,9 +80,9 @@ TEST(IpcDocument, ShowsTheExamplesCodeAsItStands) {
     EXPECT_NE(programs.find(code), std::string::npos) << code;
     ++shown;
   }
-  EXPECT_EQ(shown, 4);
+  EXPECT_EQ(shown, 5);
 }
 
 }  // namespace
 
-}  // namespace msg_tarvel::handover
+}  // namespace msg_tarvel::helpers

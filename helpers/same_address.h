@@ -1,0 +1,47 @@
+#pragma once
+
+// When two addresses are one person's. Every program that asks answers alike.
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace msg_tarvel::helpers {
+
+// Values of msg_address_table.addressType.
+constexpr int ADDRESS_TYPE_NUMBER = 1;
+/** An e-mail address or a name: matches only as it is. */
+constexpr int ADDRESS_TYPE_TEXT = 2;
+
+int address_type_of(const std::string& address);
+
+/** Whether `text` is a phone number as the library sees it; without its log line for nothing. */
+bool is_phone_number(const std::string& text);
+
+/**
+ * An address as it is stored and searched: a phone number without the blanks, dashes, dots and
+ * parentheses that people put into it; any other text as it is, but for blanks around it.
+ */
+std::string normalised_address(const std::string& text);
+
+/**
+ * Whether two normalised addresses are one person's: the same text, or numbers in different forms
+ * (national, international) that end in the same digits, as many as the device compares.
+ */
+bool is_same_address(const std::string& a, const std::string& b);
+
+/** Addresses, found again by is_same_address. */
+class AddressSet {
+ public:
+  /** False when it was there already. */
+  bool add(const std::string& address);
+  bool contains(const std::string& address) const { return find(address) != nullptr; }
+  /** The address that is the same; null for none. */
+  const std::string* find(const std::string& address) const;
+  bool empty() const { return _byEnding.empty(); }
+
+ private:
+  std::unordered_map<std::string, std::vector<std::string>> _byEnding;
+};
+
+}  // namespace msg_tarvel::helpers

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace msg_tarvel::helpers {
+
+/** What make_store did. */
+struct MadeStore {
+  enum class State {
+    /** There was no store. */
+    NEW,
+    /** Some of its tables were missing. */
+    COMPLETED,
+    /** Nothing was missing. */
+    WHOLE,
+  };
+
+  /** A file that its group could not write to, or that others could read. */
+  struct MendedMode {
+    std::string path;
+    mode_t before;
+  };
+
+  State state = State::NEW;
+  std::vector<MendedMode> mended;
+};
+
+/**
+ * Makes what is missing of the message store, for the one process that owns it.
+ *
+ * The directories are made first; the files then under a umask that keeps everybody else out, until
+ * they have their mode, 0660: who opened a file before would keep reading it for ever. The umask is
+ * the process's, so no other thread should make files meanwhile. Files of another mode get this one
+ * where that is allowed.
+ *
+ * Throws StoreError unless the whole store is there and committed. Not within a transaction.
+ */
+MadeStore make_store();
+
+}  // namespace msg_tarvel::helpers

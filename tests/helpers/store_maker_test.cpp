@@ -1,0 +1,257 @@
+// The store is whole and committed, or its maker says so; and nobody else gets in while it is made.
+
+#include "helpers/store_maker.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <thread>
+
+#include "helpers/statements.h"
+#include "helpers/store_error.h"
+#include "helpers/transaction.h"
+#include "support/processes.h"
+#include "support/store.h"
+
+namespace msg_tarvel::helpers {
+
+namespace {
+
+using State = MadeStore::State;
+
+mode_t mode_of(const std::string& path) {
+  struct stat status = {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+  return status.st_mode & 07777;
+}
+
+class StoreMaker : public DataDirTest {
+ protected:
+  RawConnection& raw() {
+    if (!_raw) _raw.emplace(dbFile());
+    return *_raw;
+  }
+
+  int tables() {
+    return std::stoi(
+        *raw().value("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND "
+                     "name NOT LIKE 'sqlite_%';"));
+  }
+
+  /** The next store is made on a new connection, in a directory that is not there. */
+  void removeStore() {
+    { const StoreSession last; }
+    std::filesystem::remove_all(dbDir());
+  }
+
+  void expectRefused(const std::string& reason) {
+    try {
+      make_store();
+      ADD_FAILURE() << "made";
+    } catch (const StoreError& error) {
+      EXPECT_EQ(error.what(), "cannot create the message store " + dbFile() + reason);
+    }
+  }
+
+  void expectTransactionsToArrive() {
+    Transaction transaction;
+    execute("INSERT INTO respond_msg_table (status) VALUES (1);", CANNOT_WRITE);
+    transaction.commit();
+    EXPECT_EQ(raw().value("SELECT count(*) FROM respond_msg_table;"), "1");
+  }
+
+ private:
+  std::optional<RawConnection> _raw;
+};
+
+TEST_F(StoreMaker, MakesEverything) {
+  std::filesystem::remove(dataDir());
+  const mode_t before = umask(0027);
+  const MadeStore made = make_store();
+  EXPECT_EQ(umask(before), 0027U);
+  EXPECT_EQ(made.state, State::NEW);
+  EXPECT_TRUE(made.mended.empty());
+  EXPECT_EQ(tables(), 14);
+  EXPECT_EQ(raw().value("PRAGMA user_version;"), "4");
+  EXPECT_EQ(mode_of(dataDir()), 0750U);
+  EXPECT_EQ(mode_of(dbDir()), 0750U);
+  EXPECT_EQ(mode_of(dbFile()), 0660U);
+  EXPECT_EQ(mode_of(journalFile()), 0660U);
+  expectTransactionsToArrive();
+}
+
+TEST_F(StoreMaker, MakesDirectoriesForEveryoneToEnter) {
+  std::filesystem::remove(dataDir());
+  const mode_t before = umask(0);
+  make_store();
+  umask(before);
+  EXPECT_EQ(mode_of(dataDir()), 0755U);
+  EXPECT_EQ(mode_of(dbDir()), 0755U);
+}
+
+TEST_F(StoreMaker, LeavesAWholeStoreAlone) {
+  make_store();
+  expectTransactionsToArrive();
+  const MadeStore again = make_store();
+  EXPECT_EQ(again.state, State::WHOLE);
+  EXPECT_TRUE(again.mended.empty());
+  EXPECT_EQ(raw().value("SELECT count(*) FROM respond_msg_table;"), "1");
+}
+
+TEST_F(StoreMaker, CompletesAStoreThatLacksAnyTable) {
+  make_store();
+  const std::vector<std::string> names = raw().column(
+      "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite_%';");
+  ASSERT_EQ(names.size(), 14U);
+  for (const std::string& name : names) {
+    raw().exec("DROP TABLE " + name + ";");
+    EXPECT_EQ(make_store().state, State::COMPLETED) << name;
+    EXPECT_EQ(tables(), 14) << name;
+  }
+}
+
+TEST_F(StoreMaker, CountsTablesOnly) {
+  make_store();
+  raw().exec("DROP TABLE ft_queue_table; CREATE VIEW ft_queue_table AS SELECT 1;");
+  expectRefused(": tables are missing");
+}
+
+TEST_F(StoreMaker, SaysSoWhenThereIsNoPlace) {
+  std::filesystem::remove(dataDir());
+  std::filesystem::create_symlink("/proc/none/below", dataDir().substr(0, dataDir().size() - 1));
+  expectRefused("");
+}
+
+TEST_F(StoreMaker, MendsModes) {
+  make_store();
+  ASSERT_EQ(chmod(dbFile().c_str(), 0644), 0);
+  ASSERT_EQ(chmod(journalFile().c_str(), 0600), 0);
+  const MadeStore made = make_store();
+  EXPECT_EQ(made.state, State::WHOLE);
+  ASSERT_EQ(made.mended.size(), 2U);
+  EXPECT_EQ(made.mended[0].path, dbFile());
+  EXPECT_EQ(made.mended[0].before, 0644U);
+  EXPECT_EQ(made.mended[1].path, journalFile());
+  EXPECT_EQ(made.mended[1].before, 0600U);
+  EXPECT_EQ(mode_of(dbFile()), 0660U);
+  EXPECT_EQ(mode_of(journalFile()), 0660U);
+  EXPECT_TRUE(make_store().mended.empty());
+}
+
+TEST_F(StoreMaker, MendsNoFileElsewhere) {
+  make_store();
+  const std::string elsewhere = dataDir() + "elsewhere";
+  std::filesystem::rename(dbFile(), elsewhere);
+  std::filesystem::create_symlink(elsewhere, dbFile());
+  ASSERT_EQ(chmod(elsewhere.c_str(), 0644), 0);
+  EXPECT_TRUE(make_store().mended.empty());
+  EXPECT_EQ(mode_of(elsewhere), 0644U);
+}
+
+TEST_F(StoreMaker, LeavesModesThatItMayNotMend) {
+  make_store();
+  { const StoreSession last; }
+  for (const std::string& path : {dbFile(), journalFile()}) {
+    ASSERT_EQ(chmod(path.c_str(), 0666), 0);
+  }
+  Child stranger([] {
+    if (!become_nobody()) return 99;
+    const MadeStore made = make_store();
+    return made.state == State::WHOLE && made.mended.empty() ? 0 : 1;
+  });
+  EXPECT_EQ(stranger.wait(), 0);
+  EXPECT_EQ(mode_of(dbFile()), 0666U);
+}
+
+/** A process that reads the store, and so keeps others from committing. */
+class StoreMakerWithAReader : public StoreMaker {
+ protected:
+  StoreMakerWithAReader() {
+    make_store();
+    raw().exec("DROP TABLE msg_sharedial_meta_table;");
+  }
+
+  void readMeanwhile() {
+    raw().exec("BEGIN;");
+    raw().value("SELECT count(*) FROM temp_log;");
+  }
+};
+
+TEST_F(StoreMakerWithAReader, CommitsWhenTheReaderHasGone) {
+  readMeanwhile();
+  std::thread reader([this] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(2600));  // createDb gives up after 2.1 s
+    raw().exec("COMMIT;");
+  });
+  const MadeStore made = make_store();
+  reader.join();
+  EXPECT_EQ(made.state, State::COMPLETED);
+  EXPECT_EQ(tables(), 14);
+  expectTransactionsToArrive();
+}
+
+TEST_F(StoreMakerWithAReader, SaysSoWhenTheReaderStays) {
+  readMeanwhile();
+  expectRefused("");
+  raw().exec("COMMIT;");
+  EXPECT_EQ(tables(), 13);
+  expectTransactionsToArrive();
+  EXPECT_EQ(make_store().state, State::COMPLETED);
+  EXPECT_EQ(tables(), 14);
+}
+
+/** Another user, who opens a file of the store as soon as that can be done. */
+class StoreMakerAndAStranger : public StoreMaker {
+ protected:
+  static constexpr int OPENED = 1;
+  static constexpr int NEVER = 128 + SIGTERM;
+
+  /** What becomes of a stranger who waits for `path` while `action` runs. */
+  static int strangerAt(const std::string& path, const std::function<void()>& action) {
+    Signal isWaiting;
+    Child stranger([&] {
+      if (!become_nobody()) return 99;
+      isWaiting.send();
+      while (open(path.c_str(), O_RDONLY | O_CLOEXEC) == -1) continue;
+      return OPENED;
+    });
+    isWaiting.wait();
+    action();
+    kill(stranger.pid(), SIGTERM);
+    return stranger.wait();
+  }
+};
+
+TEST_F(StoreMakerAndAStranger, NobodyElseGetsInWhileItIsMade) {
+  for (const std::string& path : {dbFile(), journalFile()}) {
+    EXPECT_EQ(strangerAt(path,
+                         [this] {
+                           for (int store = 0; store < 40; ++store) {
+                             make_store();
+                             removeStore();
+                           }
+                         }),
+              NEVER)
+        << path;
+  }
+}
+
+TEST_F(StoreMakerAndAStranger, WhoMayGetInDoes) {
+  EXPECT_EQ(strangerAt(dbFile(),
+                       [this] {
+                         make_store();
+                         ASSERT_EQ(chmod(dbFile().c_str(), 0664), 0);
+                         std::this_thread::sleep_for(std::chrono::seconds(1));
+                       }),
+            OPENED);
+}
+
+}  // namespace
+
+}  // namespace msg_tarvel::helpers
