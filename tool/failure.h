@@ -4,16 +4,23 @@
 
 namespace msg_tarvel::tool {
 
-/** Ends a command with exit status 3; what() is its one line on standard error. */
+// What ends a command; exit_status.h has the statuses.
+
+/** FAILED; what() is its one line on standard error. */
 class Failure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/** Ends a command with exit status 2: the arguments make no sense together. */
+/** USAGE_ERROR: the arguments make no sense together. */
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+/** Ends an import because the user or the system asked the program to end with `signal`. */
+struct Interrupted {
+  int signal;
 };
 
 }  // namespace msg_tarvel::tool

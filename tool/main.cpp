@@ -5,8 +5,10 @@
 #include <new>
 
 #include "command_line.h"
+#include "exit_status.h"
 #include "failure.h"
-#include "interrupt.h"
+#include "helpers/store_error.h"
+#include "store/log_sink.h"
 
 namespace {
 
@@ -24,8 +26,10 @@ int main(int argc, char** argv) {
     return CommandLine().run(argc, argv);
   } catch (const UsageError& error) {
     return complain(error.what(), USAGE_ERROR);
+  } catch (const msg_tarvel::helpers::StoreError& error) {
+    return complain(with_log_failure(error.what()), FAILED);
   } catch (const Interrupted& interrupted) {
-    return complain("interrupted; nothing was imported", 128 + interrupted.signal);
+    return complain("interrupted; nothing was imported", INTERRUPTED + interrupted.signal);
   } catch (const std::bad_alloc&) {
     return complain("out of memory", FAILED);
   } catch (const std::exception& error) {

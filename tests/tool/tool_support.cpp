@@ -1,4 +1,4 @@
-#include "tool_support.h"
+#include "tool/tool_support.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -6,7 +6,7 @@
 #include <fstream>
 #include <sstream>
 
-namespace test_support {
+namespace msg_tarvel {
 
 namespace {
 
@@ -170,4 +170,4 @@ std::string content_of(const std::string& path) {
   return text.str();
 }
 
-}  // namespace test_support
+}  // namespace msg_tarvel

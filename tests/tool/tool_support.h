@@ -12,7 +12,7 @@
 #include "support/processes.h"
 #include "support/store.h"
 
-namespace test_support {
+namespace msg_tarvel {
 
 /** Attributes of an element, in order. Values go into the file as they are. */
 using Attributes = std::vector<std::pair<std::string, std::string>>;
@@ -74,4 +74,4 @@ class ToolTest : public ::testing::Test {
 
 std::string content_of(const std::string& path);
 
-}  // namespace test_support
+}  // namespace msg_tarvel

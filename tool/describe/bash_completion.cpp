@@ -4,8 +4,8 @@
 
 #include <ostream>
 
-#include "commands.h"
-#include "description.h"
+#include "commands/folder_names.h"
+#include "describe/description.h"
 
 namespace msg_tarvel::tool {
 

@@ -1,4 +1,4 @@
-#include "description.h"
+#include "describe/description.h"
 
 #include <algorithm>
 

@@ -5,7 +5,7 @@
 #include <iostream>
 
 #include "command_line.h"
-#include "description.h"
+#include "describe/description.h"
 
 int main(int argc, char** argv) {
   using namespace msg_tarvel::tool;  // NOLINT(google-build-using-namespace): a part of the tool

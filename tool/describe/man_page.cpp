@@ -3,7 +3,7 @@
 
 #include <ostream>
 
-#include "description.h"
+#include "describe/description.h"
 
 namespace msg_tarvel::tool {
 

@@ -1,0 +1,102 @@
+#include "backup/payload_lifter.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace msg_tarvel::tool {
+namespace {
+
+class Payloads : public PayloadSink {
+ public:
+  void beginPayload(long number) override { texts.push_back(std::to_string(number) + ":"); }
+  void payloadText(const char* text, std::size_t size) override { texts.back().append(text, size); }
+  void endPayload() override { texts.back() += "|"; }
+
+  std::vector<std::string> texts;
+};
+
+struct Lifted {
+  std::string parserText;
+  std::vector<std::string> payloads;
+};
+
+Lifted lifted(const std::string& in, std::size_t cut) {
+  Payloads payloads;
+  PayloadLifter lifter(payloads);
+  std::string out;
+  lifter.lift(in.data(), cut, out);
+  lifter.lift(in.data() + cut, in.size() - cut, out);
+  return {out, payloads.texts};
+}
+
+struct Case {
+  std::string in;
+  std::string out;
+  std::vector<std::string> payloads;
+};
+
+const Case CASES[] = {
+    {R"(<part data="QUJD" ct="a"/>)", R"(<part data="1." ct="a"/>)", {"1:QUJD|"}},
+    {R"(<part ct='x' data = 'QUJD'></part>)", R"(<part ct='x' data = '1.'></part>)", {"1:QUJD|"}},
+    {"<part\n data=\"a\"/><part data=\"b\"/>",
+     "<part\n data=\"1.\"/><part data=\"2.\"/>",
+     {"1:a|", "2:b|"}},
+    {R"(<part data=""/>)", R"(<part data="1."/>)", {"1:|"}},
+    // Line ends stay, so that the parser counts lines; references of them go.
+    {"<part data=\"a\nb&#10;c&#xA;d\"/>", "<part data=\"1.\n\"/>", {"1:a\nbcd|"}},
+    // What the parser must judge reaches it.
+    {R"(<part data="a&foo;b<c"/>)", R"(<part data="1.&foo;<"/>)", {"1:a&foo;b<c|"}},
+    {R"(<part data="a&"/>)", R"(<part data="1.&"/>)", {"1:a&|"}},
+    {"<part data=\"a\x01\xC3\xA9*\"/>", "<part data=\"1.\x01\xC3\xA9\"/>", {"1:a\x01\xC3\xA9*|"}},
+    // Not a part's data.
+    {R"(<parts data="QUJD"/>)", R"(<parts data="QUJD"/>)", {}},
+    {R"(<part dat="Q" xdata="R" text=" data='S'"/>)",
+     R"(<part dat="Q" xdata="R" text=" data='S'"/>)",
+     {}},
+    {R"(<sms body="&lt;part data='Q'> <part"/>)", R"(<sms body="&lt;part data='Q'> <part"/>)", {}},
+    {R"(<!-- <part data="Q"/> - --><part data="R"/>)",
+     R"(<!-- <part data="Q"/> - --><part data="1."/>)",
+     {"1:R|"}},
+    {R"(<![CDATA[<part data="Q"/>]]]><part data="R"/>)",
+     R"(<![CDATA[<part data="Q"/>]]]><part data="1."/>)",
+     {"1:R|"}},
+    {R"(<?x <part data="Q"/> ??><part data="R"/>)",
+     R"(<?x <part data="Q"/> ??><part data="1."/>)",
+     {"1:R|"}},
+    {R"(text data="Q" <part>data="R"</part>)", R"(text data="Q" <part>data="R"</part>)", {}},
+    // Cut short.
+    {R"(<part data="QUJ)", R"(<part data="1.)", {"1:QUJ"}},
+};
+
+TEST(PayloadLifter, LiftsDataOutWhereverThePieceEnds) {
+  for (const Case& one : CASES) {
+    for (std::size_t cut = 0; cut <= one.in.size(); ++cut) {
+      const Lifted result = lifted(one.in, cut);
+      EXPECT_EQ(result.parserText, one.out) << one.in << " cut at " << cut;
+      EXPECT_EQ(result.payloads, one.payloads) << one.in << " cut at " << cut;
+    }
+  }
+}
+
+TEST(PayloadLifter, RefusesElementsWithTooManyAttributes) {
+  const auto attributes = [](int count) {
+    std::string text = "<sms";
+    for (int i = 0; i < count; ++i) text += " a" + std::to_string(i) + "=''";
+    return text + "/>";
+  };
+  EXPECT_NO_THROW(lifted(attributes(1000) + attributes(1000), 0));
+  const std::string tooMany = "<smses>\n\n" + attributes(1001);
+  for (const std::size_t cut : {std::size_t{0}, std::size_t{9}, tooMany.size() - 3}) {
+    try {
+      lifted(tooMany, cut);
+      ADD_FAILURE() << "nothing thrown";
+    } catch (const TooManyAttributes& refusal) {
+      EXPECT_EQ(refusal.line, 3);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace msg_tarvel::tool

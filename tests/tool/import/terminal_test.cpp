@@ -1,0 +1,140 @@
+// The progress bar of an import, and what an interruption leaves.
+
+#include <pty.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+
+#include "tool/tool_support.h"
+
+namespace msg_tarvel {
+namespace {
+
+class Terminal : public ToolTest {
+ protected:
+  void SetUp() override { create(); }
+
+  /** A backup that takes a second or two. */
+  std::string longBackup(int texts = 60000) const {
+    std::string picture;
+    picture.resize(40000000, 'Q');
+    std::string path = folder() + "/long.xml";
+    std::ofstream out(path);
+    out << "<smses>";
+    for (int i = 1; i <= texts; ++i) out << sms({{"date", std::to_string(i)}});
+    out << mms({}, data_part("image/png", picture), "") << "</smses>";
+    return path;
+  }
+
+  /** Runs the tool on a terminal; `onOutput` sees all that it printed so far, and its process. */
+  ProcessResult runOnTerminal(const std::vector<std::string>& arguments,
+                              const std::function<void(const std::string&, pid_t)>& onOutput,
+                              unsigned short width = 60) const {
+    winsize size = {24, width, 0, 0};
+    int terminal = -1;
+    const pid_t pid = forkpty(&terminal, nullptr, nullptr, &size);
+    if (pid == 0) {
+      std::vector<std::string> program = {TOOL_PROGRAM};
+      program.insert(program.end(), arguments.begin(), arguments.end());
+      program = runnable(program);
+      std::vector<std::string> command = {"env"};
+      for (const std::string& variable : environment()) command.push_back(variable);
+      command.insert(command.end(), program.begin(), program.end());
+      execute(command);
+      _exit(127);
+    }
+    ProcessResult result;
+    char buffer[4096];
+    for (ssize_t count = 0; (count = read(terminal, buffer, sizeof buffer)) > 0;) {
+      result.out.append(buffer, static_cast<std::size_t>(count));
+      onOutput(result.out, pid);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    close(terminal);
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return result;
+  }
+};
+
+void ignore(const std::string& /*output*/, pid_t /*pid*/) {}
+
+std::size_t count_of(const std::string& text, const std::string& what) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
+TEST_F(Terminal, ShowsAProgressBarAndClearsIt) {
+  const auto start = std::chrono::steady_clock::now();
+  const ProcessResult result = runOnTerminal({"import", longBackup()}, ignore);
+  const auto tenths = std::chrono::duration_cast<std::chrono::milliseconds>(
+                          std::chrono::steady_clock::now() - start)
+                          .count() /
+                      100;
+  EXPECT_EQ(result.status, 0) << result.out;
+  EXPECT_NE(result.out.find("\r\033[Kchecking  ["), std::string::npos);
+  EXPECT_NE(result.out.find("\r\033[Kimporting ["), std::string::npos);
+  const std::size_t summary = result.out.find("\r\033[Kread: ");
+  EXPECT_NE(summary, std::string::npos);
+  EXPECT_LE(count_of(result.out, "%"), static_cast<std::size_t>(tenths) + 2);
+}
+
+TEST_F(Terminal, WithoutOneShowsNoBar) {
+  const ProcessResult result = run({"import", longBackup()});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+}
+
+TEST_F(Terminal, GivesItsWidthToTables) {
+  import(sms({{ "body", std::string(500, 'x') }}));
+  for (const unsigned short width : {std::uint16_t{40}, std::uint16_t{80}, std::uint16_t{200}}) {
+    const std::string out = runOnTerminal({"threads"}, ignore, width).out;
+    const std::string row = out.substr(out.find('\n') + 1);
+    // The terminal ends lines with "\r\n"; the ellipsis has three bytes in one column.
+    EXPECT_EQ(row.size(), width + 2U + 2U * count_of(row, "…")) << out;
+  }
+}
+
+TEST_F(Terminal, IsNotGivenTheBytesOfABuffer) {
+  import(sms({{ "body", "text" }}));
+  const ProcessResult refused = runOnTerminal({"buffer", "encode", "1"}, ignore, 200);
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_EQ(refused.out,
+            "msg-tarvel: a buffer is no text for a terminal; name a file with --output\r\n");
+  const std::string path = folder() + "/message.bin";
+  EXPECT_EQ(runOnTerminal({"buffer", "encode", "1", "--output", path}, ignore).status, 0);
+  EXPECT_EQ(content_of(path).substr(0, 1), "T");
+}
+
+TEST_F(Terminal, AnInterruptedImportLeavesNothing) {
+  import(sms({{ "body", "before" }}));
+  const std::string before = everything();
+  // So long that the signal comes before the end, however busy the machine.
+  const std::string path = longBackup(400000);
+  for (const int signal : {SIGINT, SIGTERM}) {
+    bool isSent = false;
+    const ProcessResult result =
+        runOnTerminal({"import", path}, [&](const std::string& output, pid_t pid) {
+          if (isSent || output.find("importing [") == std::string::npos) return;
+          isSent = kill(pid, signal) == 0;
+        });
+    EXPECT_TRUE(isSent);
+    EXPECT_EQ(result.status, 128 + signal) << result.out;
+    EXPECT_NE(result.out.find("\r\033[Kmsg-tarvel: interrupted; nothing was imported"),
+              std::string::npos)
+        << result.out;
+    EXPECT_EQ(everything(), before);
+  }
+}
+
+}  // namespace
+}  // namespace msg_tarvel

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "backup/base64.h"
+#include "backup/payload_lifter.h"
+
+typedef struct _GChecksum GChecksum;
+
+namespace msg_tarvel::tool {
+
+/** The decoded data of a part. */
+struct Payload {
+  enum class State {
+    /** No data, or the text "null". */
+    NONE,
+    WHOLE,
+    /** Not base64, or cut short. */
+    DAMAGED
+  };
+  State state = State::NONE;
+  /** Where the bytes are staged; empty for no bytes, and for damaged ones. */
+  std::string path;
+  long long size = 0;
+  /** SHA-256 of what could be decoded, in hexadecimal. */
+  std::string digest;
+};
+
+/**
+ * Decodes payloads into files as they pass by, until it is decided which of them stay.
+ *
+ * Files lie in one directory, which is made when the first one comes. Whatever is not kept, and all
+ * of it when confirm() is never called, is removed again with the stage. Throws Failure when a file
+ * cannot be written.
+ */
+class PayloadStage : public PayloadSink {
+ public:
+  /** `directory` is absolute and without a slash at the end. */
+  explicit PayloadStage(std::string directory);
+  ~PayloadStage() override;
+
+  void beginPayload(long number) override;
+  void payloadText(const char* text, std::size_t size) override;
+  void endPayload() override;
+
+  /** The finished payload `number`, which the caller now answers for; those before it are dropped.
+   */
+  Payload take(long number);
+  /** Decodes a payload that is in memory. */
+  Payload decode(const char* text, std::size_t size);
+
+  /**
+   * Gives a staged file its lasting name, `baseName` "." `extension` or, if that is taken, with a
+   * number behind the base name; returns its path.
+   */
+  std::string keep(const Payload& payload, const std::string& baseName,
+                   const std::string& extension);
+  void drop(const Payload& payload);
+
+  /** Brings the kept files to the disk: a row that names one is not to outlive it. */
+  void synchronise();
+  /** Lets the kept files stay. */
+  void confirm() { _kept.clear(); }
+
+ private:
+  struct Checksum {
+    Checksum();
+    Checksum(const Checksum&) = delete;
+    Checksum& operator=(const Checksum&) = delete;
+    ~Checksum();
+    GChecksum* handle;
+  };
+  /** The payload that is being read. */
+  struct Open {
+    long number = 0;
+    std::string head;
+    Base64Decoder decoder;
+    std::string bytes;
+    int file = -1;
+    Payload payload;
+    Checksum checksum;
+  };
+  struct Finished {
+    long number = 0;
+    Payload payload;
+  };
+
+  void _makeDirectory();
+  void _createFile();
+  void _write();
+  Payload _finish();
+
+  const std::string _directory;
+  bool _madeDirectory = false;
+  bool _isThere = false;
+  long _nextFile = 1;
+  std::unique_ptr<Open> _open;
+  std::deque<Finished> _finished;
+  /** Every file that is neither kept nor dropped, wherever its payload is. */
+  std::unordered_set<std::string> _staged;
+  std::vector<std::string> _kept;
+};
+
+}  // namespace msg_tarvel::tool

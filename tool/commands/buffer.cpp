@@ -1,0 +1,207 @@
+// msg-tarvel buffer: encode, show and check.
+
+#include <msg-tarvel-common/db/db_common_funcs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "commands/buffer_walk.h"
+#include "commands/command_set.h"
+#include "commands/commands.h"
+#include "exit_status.h"
+#include "failure.h"
+#include "helpers/record_mapping.h"
+#include "helpers/store_error.h"
+#include "helpers/transaction.h"
+#include "print/json.h"
+#include "print/table.h"
+#include "store/log_sink.h"
+#include "store/store.h"
+
+namespace msg_tarvel::tool {
+
+namespace {
+
+constexpr std::size_t MOST_BYTES_SHOWN = 4;
+constexpr std::streamsize CHUNK_SIZE = 65536;
+
+struct EncodeArguments {
+  int msgId = 0;
+  std::string outputFile;
+};
+
+/** Of `show` and `check`. */
+struct BufferArguments {
+  std::string file;
+};
+
+[[noreturn]] void cannot_read(const std::string& path, const std::string& why) {
+  throw Failure("cannot read " + path + ": " + why);
+}
+
+/** The bytes of a file, or of a pipe; what is larger than any buffer is not taken in. */
+std::string read_file(const std::string& path) {
+  constexpr std::size_t LARGEST_BUFFER = INT_MAX;
+  constexpr const char* TOO_LARGE = "it is larger than a buffer can be";
+  std::ifstream file(path, std::ios::binary);
+  if (!file.is_open()) cannot_read(path, std::strerror(errno));
+  std::error_code hasNoSize;
+  const std::uintmax_t size = std::filesystem::file_size(path, hasNoSize);
+  if (!hasNoSize && size > LARGEST_BUFFER) cannot_read(path, TOO_LARGE);
+
+  std::string content;
+  std::vector<char> chunk(CHUNK_SIZE);
+  while (file.read(chunk.data(), CHUNK_SIZE) || file.gcount() > 0) {
+    content.append(chunk.data(), static_cast<std::size_t>(file.gcount()));
+    if (content.size() > LARGEST_BUFFER) cannot_read(path, TOO_LARGE);
+  }
+  if (file.bad()) cannot_read(path, std::strerror(errno));
+  return content;
+}
+
+/** The first bytes in hexadecimal. */
+std::string hex(const std::string& bytes) {
+  static constexpr const char* DIGITS = "0123456789abcdef";
+  std::string text;
+  for (std::size_t i = 0; i < std::min(bytes.size(), MOST_BYTES_SHOWN); ++i) {
+    const auto byte = static_cast<unsigned char>(bytes[i]);
+    if (i > 0) text += ' ';
+    text += DIGITS[byte >> 4];
+    text += DIGITS[byte & 15];
+  }
+  if (bytes.size() > MOST_BYTES_SHOWN) text += "…";
+  return text;
+}
+
+void print_walk(const Output& output, const BufferWalk& walk, const std::string& buffer) {
+  if (output.json) {
+    Json fields = Json::array();
+    for (const BufferField& field : walk.fields) {
+      fields.push_back({{"offset", field.offset},
+                        {"size", field.size},
+                        {"block", field.block},
+                        {"meaning", field.meaning},
+                        {"value", field.value}});
+    }
+    print_json(output, {{"kind", walk.kind},
+                        {"size", buffer.size()},
+                        {"fields", fields},
+                        {"damage", walk.damage},
+                        {"damageOffset", walk.damageOffset}});
+    return;
+  }
+  Table table({{"OFFSET", 0, true}, {"BYTES"}, {"BLOCK"}, {"MEANING", 24}, {"VALUE", 8}});
+  for (const BufferField& field : walk.fields) {
+    table.add({std::to_string(field.offset), hex(buffer.substr(field.offset, field.size)),
+               field.block, field.meaning, field.value});
+  }
+  if (!walk.fields.empty()) table.print(output.out, output.width);
+}
+
+/** FOUND for a whole buffer; a damaged one throws a Failure that says where and why. */
+int verdict(const BufferWalk& walk, const std::string& path) {
+  if (walk.damage.empty()) return FOUND;
+  throw Failure(path + ": damaged at offset " + std::to_string(walk.damageOffset) + ": " +
+                walk.damage);
+}
+
+void write_file(const std::string& path, const std::string& content) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file.write(content.data(), static_cast<std::streamsize>(content.size()));
+  if (!file.flush()) throw Failure("cannot write " + path + ": " + std::strerror(errno));
+}
+
+/** Writes a message of the store, serialized, to a file or to `output`. */
+int encode_buffer(const Output& output, const EncodeArguments& arguments) {
+  const std::string& path = arguments.outputFile;
+  if (path.empty() && isatty(STDOUT_FILENO) != 0) {
+    throw UsageError("a buffer is no text for a terminal; name a file with --output");
+  }
+  require_store();
+  const helpers::StoreSession session;
+  Message message;
+  forget_log_errors();
+  if (!is_found(db::db_get_message(arguments.msgId, message), helpers::CANNOT_READ)) {
+    return NOTHING_FOUND;
+  }
+  const std::string buffer = helpers::to_buffer(message);
+  if (path.empty()) {
+    output.out << buffer;
+  } else {
+    write_file(path, buffer);
+  }
+  return FOUND;
+}
+
+/** A damaged buffer is shown as far as it is good. */
+int show_buffer(const Output& output, const BufferArguments& arguments) {
+  const std::string buffer = read_file(arguments.file);
+  const BufferWalk walk = walk_buffer(buffer);
+  print_walk(output, walk, buffer);
+  return verdict(walk, arguments.file);
+}
+
+int check_buffer(const Output& output, const BufferArguments& arguments) {
+  const std::string buffer = read_file(arguments.file);
+  const BufferWalk walk = walk_buffer(buffer);
+  if (output.json) {
+    print_json(output, {{"kind", walk.kind},
+                        {"size", buffer.size()},
+                        {"damage", walk.damage},
+                        {"damageOffset", walk.damageOffset}});
+  } else if (walk.damage.empty()) {
+    output.out << walk.kind << ", " << buffer.size() << " bytes, well-formed\n";
+  }
+  return verdict(walk, arguments.file);
+}
+
+void declare_encode(CommandSet& commands, CLI::App* group) {
+  const auto arguments = std::make_shared<EncodeArguments>();
+  CLI::App& app = commands.add(
+      "encode", "Serializes a message of the store", "msg-tarvel buffer encode 3 > message.bin",
+      [arguments](const Output& output) { return encode_buffer(output, *arguments); }, group);
+  app.add_option("MSGID", arguments->msgId, "The message, as 'messages' lists it")
+      ->required()
+      ->check(CLI::Range(0, INT_MAX));
+  app.add_option("-o,--output", arguments->outputFile, "Where to (default: standard output)")
+      ->type_name("FILE");
+}
+
+}  // namespace
+
+void declare_buffer(CommandSet& commands) {
+  CLI::App* const group = &commands.addGroup("buffer", "Makes and explains serialized messages",
+                                             "msg-tarvel buffer encode 3 --output message.bin");
+  declare_encode(commands, group);
+
+  const auto shown = std::make_shared<BufferArguments>();
+  commands
+      .add(
+          "show", "Shows every field of a buffer, as far as it is good",
+          "msg-tarvel buffer show message.bin",
+          [shown](const Output& output) { return show_buffer(output, *shown); }, group)
+      .add_option("FILE", shown->file, "The buffer")
+      ->required();
+
+  const auto checked = std::make_shared<BufferArguments>();
+  commands
+      .add(
+          "check", "Says whether a file is one well-formed buffer",
+          "msg-tarvel buffer check message.bin",
+          [checked](const Output& output) { return check_buffer(output, *checked); }, group)
+      .add_option("FILE", checked->file, "The buffer")
+      ->required();
+}
+
+}  // namespace msg_tarvel::tool

@@ -1,0 +1,20 @@
+#pragma once
+
+namespace msg_tarvel::tool {
+
+class CommandSet;
+
+// Each declares a command with its arguments and what it does.
+
+void declare_create(CommandSet& commands);
+void declare_import(CommandSet& commands);
+void declare_threads(CommandSet& commands);
+void declare_conversation(CommandSet& commands);
+void declare_messages(CommandSet& commands);
+void declare_find_thread(CommandSet& commands);
+/** `commands`, the registry of what processes send each other. */
+void declare_registry(CommandSet& commands);
+/** `buffer encode`, `buffer show` and `buffer check`. */
+void declare_buffer(CommandSet& commands);
+
+}  // namespace msg_tarvel::tool

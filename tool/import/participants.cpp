@@ -1,0 +1,166 @@
+#include "import/participants.h"
+
+#include <algorithm>
+#include <sstream>
+
+namespace msg_tarvel::tool {
+
+using helpers::AddressSet;
+using helpers::is_phone_number;
+using helpers::is_same_address;
+using helpers::normalised_address;
+
+namespace {
+
+/** What phones write as the sender of a message that they send. */
+constexpr const char* NO_SENDER_YET = "insert-address-token";
+constexpr const char* RECEIVED = "1";
+
+/** The addresses of the attribute `address`, separated by "~" in a group. */
+std::vector<std::string> listed_addresses(const BackupMessage& message) {
+  std::vector<std::string> addresses;
+  std::istringstream list(message.address);
+  for (std::string address; std::getline(list, address, '~');) {
+    address = normalised_address(address);
+    if (!address.empty() && address != "null") addresses.push_back(address);
+  }
+  return addresses;
+}
+
+int recipient_type_of(int addressType) {
+  if (addressType == ADDRESS_CC) return 2;
+  if (addressType == ADDRESS_BCC) return 3;
+  return 1;
+}
+
+/** The senders and recipients of the elements <addr>. */
+std::vector<Participant> addressed(const BackupMessage& message) {
+  std::vector<Participant> participants;
+  for (const BackupAddress& entry : message.addresses) {
+    const std::string address = normalised_address(entry.address);
+    if (!address.empty() && address != NO_SENDER_YET) {
+      participants.push_back({address, recipient_type_of(entry.type)});
+    }
+  }
+  return participants;
+}
+
+/** Participants without duplicates; the nearest role of each counts (a sender is often cc too). */
+class Union {
+ public:
+  void add(const Participant& participant) {
+    if (_addresses.add(participant.address)) {
+      _participants.push_back(participant);
+      return;
+    }
+    for (Participant& known : _participants) {
+      if (is_same_address(known.address, participant.address)) {
+        known.recipientType = std::min(known.recipientType, participant.recipientType);
+      }
+    }
+  }
+  const AddressSet& addresses() const { return _addresses; }
+  const std::vector<Participant>& participants() const { return _participants; }
+
+ private:
+  AddressSet _addresses;
+  std::vector<Participant> _participants;
+};
+
+std::vector<Participant> without(const AddressSet& own, std::vector<Participant> participants) {
+  const auto isOwn = [&own](const Participant& one) { return own.contains(one.address); };
+  const auto others = std::remove_if(participants.begin(), participants.end(), isOwn);
+  participants.erase(others, participants.end());
+  return participants;
+}
+
+}  // namespace
+
+void OwnNumbers::add(const std::string& number) {
+  const std::string normalised = normalised_address(number);
+  if (is_phone_number(normalised)) _numbers.add(normalised);
+}
+
+void OwnNumbers::observe(const BackupMessage& message) {
+  if (!message.isMultimedia) return;
+  if (message.box == RECEIVED) {
+    _observeReceived(message);
+    return;
+  }
+  for (const BackupAddress& entry : message.addresses) {
+    if (entry.type == ADDRESS_FROM) add(entry.address);
+  }
+}
+
+void OwnNumbers::_observeReceived(const BackupMessage& message) {
+  const std::string sender = sender_of(message);
+  if (!sender.empty()) _senders.add(sender);
+
+  AddressSet listed;
+  for (const std::string& address : listed_addresses(message)) listed.add(address);
+  Union recipients;
+  for (const BackupAddress& entry : message.addresses) {
+    const std::string address = normalised_address(entry.address);
+    if (entry.type != ADDRESS_FROM && is_phone_number(address) &&
+        !is_same_address(address, sender)) {
+      recipients.add({address});
+    }
+  }
+  if (recipients.participants().size() == 1) {
+    _onlyRecipients.insert(recipients.participants().front().address);
+  } else if (recipients.participants().size() > 1) {
+    ++_groupMessages;
+    for (const Participant& recipient : recipients.participants()) {
+      if (!listed.contains(recipient.address)) ++_unlistedRecipients[recipient.address];
+    }
+  }
+}
+
+void OwnNumbers::conclude() {
+  for (const std::string& number : _onlyRecipients) {
+    if (!_senders.contains(number)) _numbers.add(number);
+  }
+  if (!_numbers.empty()) return;
+  // The weakest sign counts only when there is no other: a member of a group who never writes
+  // looks nearly the same, but is not in every group.
+  for (const auto& [number, messages] : _unlistedRecipients) {
+    if (messages == _groupMessages && !_senders.contains(number)) _numbers.add(number);
+  }
+}
+
+std::vector<Participant> participants_of(const BackupMessage& message, const AddressSet& own) {
+  Union named;
+  for (const Participant& participant : addressed(message)) named.add(participant);
+  const bool namesOthers = !without(own, named.participants()).empty();
+
+  Union all;
+  for (const std::string& address : listed_addresses(message)) {
+    // A text that is nobody's address stands for the group, whose members are named.
+    const bool isGroupName =
+        namesOthers && !is_phone_number(address) && !named.addresses().contains(address);
+    // A listed address counts as from or to only if nothing nearer is said of it.
+    if (!isGroupName) all.add({address, named.addresses().contains(address) ? 3 : 1});
+  }
+  for (const Participant& participant : named.participants()) all.add(participant);
+
+  const std::vector<Participant> others = without(own, all.participants());
+  return others.empty() ? all.participants() : others;
+}
+
+std::vector<std::string> named_addresses(const BackupMessage& message) {
+  std::set<std::string> addresses;
+  for (const std::string& address : listed_addresses(message)) addresses.insert(address);
+  for (const Participant& participant : addressed(message)) addresses.insert(participant.address);
+  return {addresses.begin(), addresses.end()};
+}
+
+std::string sender_of(const BackupMessage& message) {
+  if (message.box != RECEIVED) return {};
+  for (const BackupAddress& entry : message.addresses) {
+    std::string address = normalised_address(entry.address);
+    if (entry.type == ADDRESS_FROM && !address.empty() && address != NO_SENDER_YET) return address;
+  }
+  return {};
+}
+
+}  // namespace msg_tarvel::tool

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <msg-tarvel-common/item/Address.h>
+#include <msg-tarvel-common/item/Thread.h>
+
+#include <vector>
+
+namespace msg_tarvel::tool {
+
+/** A conversation of the list, with its participants. */
+struct ListedThread {
+  Thread thread;
+  std::vector<Address> addresses;
+};
+
+}  // namespace msg_tarvel::tool

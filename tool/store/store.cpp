@@ -1,0 +1,36 @@
+#include "store/store.h"
+
+#include <msg-tarvel-common/db/DBMgr.h>
+#include <msg-tarvel-common/db/db_error.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "failure.h"
+#include "store/log_sink.h"
+
+namespace msg_tarvel::tool {
+
+void require_store() {
+  const std::string path = db::get_db_filepath();
+  if (path.empty()) throw Failure("there is no place for a message store: HOME is not set");
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == 0) {
+    if (S_ISREG(status.st_mode)) return;
+    throw Failure("the message store " + path + " is not a file");
+  }
+  if (errno == ENOENT || errno == ENOTDIR) {
+    throw Failure("no message store at " + path + "; make one with 'msg-tarvel create'");
+  }
+  throw Failure("cannot read the message store " + path + ": " + std::strerror(errno));
+}
+
+bool is_found(int result, const std::string& what) {
+  if (result == db::DB_SUCCESS) return true;
+  // Some queries take a failed step for the end of the rows.
+  if (result == db::DB_NO_DATA && !has_database_error()) return false;
+  fail_with_log(what);
+}
+
+}  // namespace msg_tarvel::tool
