@@ -2,7 +2,6 @@
 // and ends with 0, or the error and ends with 1; with 2 when it was called wrongly.
 
 #include <gio/gio.h>
-#include <msg-tarvel-common/db/DBMgr.h>
 #include <msg-tarvel-common/db/db_common_funcs.h>
 #include <msg-tarvel-common/db/db_error.h>
 #include <msg-tarvel-common/ipc/MsgIPC.h>
@@ -14,6 +13,7 @@
 
 #include "bus_names.h"
 #include "helpers/record_mapping.h"
+#include "helpers/transaction.h"
 
 namespace {
 
@@ -81,10 +81,9 @@ GVariant* parse_parameters(const MsgIPC& registry, MsgIPC::IpcCommand command,
 
 /** A message of this process's own store. */
 Message read_message(int msgId) {
-  db::init_db();
+  const helpers::StoreSession session;
   Message message;
   const int ret = db::db_get_message(msgId, message);
-  db::deinit_db();
   if (ret != db::DB_SUCCESS) {
     throw std::runtime_error((ret == db::DB_NO_DATA ? "there is no message "
                                                     : "the store cannot be asked for message ") +

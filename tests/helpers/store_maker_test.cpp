@@ -2,11 +2,8 @@
 
 #include "helpers/store_maker.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -206,50 +203,24 @@ TEST_F(StoreMakerWithAReader, SaysSoWhenTheReaderStays) {
   EXPECT_EQ(tables(), 14);
 }
 
-/** Another user, who opens a file of the store as soon as that can be done. */
-class StoreMakerAndAStranger : public StoreMaker {
- protected:
-  static constexpr int OPENED = 1;
-  static constexpr int NEVER = 128 + SIGTERM;
-
-  /** What becomes of a stranger who waits for `path` while `action` runs. */
-  static int strangerAt(const std::string& path, const std::function<void()>& action) {
-    Signal isWaiting;
-    Child stranger([&] {
-      if (!become_nobody()) return 99;
-      isWaiting.send();
-      while (open(path.c_str(), O_RDONLY | O_CLOEXEC) == -1) continue;
-      return OPENED;
-    });
-    isWaiting.wait();
-    action();
-    kill(stranger.pid(), SIGTERM);
-    return stranger.wait();
-  }
-};
-
-TEST_F(StoreMakerAndAStranger, NobodyElseGetsInWhileItIsMade) {
+TEST_F(StoreMaker, NobodyElseGetsInWhileItIsMade) {
   for (const std::string& path : {dbFile(), journalFile()}) {
-    EXPECT_EQ(strangerAt(path,
-                         [this] {
-                           for (int store = 0; store < 40; ++store) {
-                             make_store();
-                             removeStore();
-                           }
-                         }),
-              NEVER)
-        << path;
+    EXPECT_FALSE(stranger_gets_in(path, [this] {
+      for (int store = 0; store < 40; ++store) {
+        make_store();
+        removeStore();
+      }
+    })) << path;
   }
 }
 
-TEST_F(StoreMakerAndAStranger, WhoMayGetInDoes) {
-  EXPECT_EQ(strangerAt(dbFile(),
-                       [this] {
-                         make_store();
-                         ASSERT_EQ(chmod(dbFile().c_str(), 0664), 0);
-                         std::this_thread::sleep_for(std::chrono::seconds(1));
-                       }),
-            OPENED);
+// Who waits there does get in where the mode lets him.
+TEST_F(StoreMaker, LeavesTheModeAsTheOnlyDoor) {
+  EXPECT_TRUE(stranger_gets_in(dbFile(), [this] {
+    make_store();
+    ASSERT_EQ(chmod(dbFile().c_str(), 0664), 0);
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+  }));
 }
 
 }  // namespace

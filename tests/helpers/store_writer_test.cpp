@@ -10,6 +10,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "helpers/statements.h"
 #include "helpers/store_error.h"
 #include "helpers/transaction.h"
 #include "support/fake_platform.h"
@@ -103,6 +104,15 @@ TEST_F(StoreWriterTest, FindsOrMakesTheConversation) {
   const std::vector<std::string> addresses = {"1,1,1,'+14155550100'", "1,2,1,'ann_lee@example.org'",
                                               "2,1,1,'4155550100'", "3,2,1,NULL"};
   EXPECT_EQ(rows("convId, addressType, recipientType, address", "msg_address_table"), addresses);
+}
+
+TEST_F(StoreWriterTest, LooksForAConversationOnce) {
+  Transaction transaction;
+  StoreWriter writer;
+  EXPECT_EQ(writer.conversationOf(messageTo({"a_a", "b"})), 1);
+  execute("DROP TABLE msg_address_table;", CANNOT_WRITE);
+  EXPECT_EQ(writer.conversationOf(messageTo({"b", "a_a"})), 1);
+  EXPECT_THROW(writer.conversationOf(messageTo({"b"})), StoreError);
 }
 
 TEST_F(StoreWriterTest, MakesAConversationOfThePeer) {
@@ -278,6 +288,16 @@ TEST_F(StoreWriterTest, CountsWhatAConversationShows) {
                                          "2,4,2,8,'sms',101,500,0,'last of its moment','more',4",
                                          "3,0,0,0,'',0,0,0,'','',0"};
   EXPECT_EQ(rows(SUMMARY, "msg_conversation_table"), both);
+}
+
+TEST_F(StoreWriterTest, CountsAgainAfterMoreMessages) {
+  write([](StoreWriter& writer) {
+    for (int i = 0; i < 2; ++i) {
+      add(writer, {"4155550100"});
+      writer.updateConversations();
+    }
+  });
+  EXPECT_EQ(row("msgCnt, lastMsgId", "msg_conversation_table"), "2,2");
 }
 
 TEST_F(StoreWriterTest, TakesTheExpiryOfTheLastMessage) {

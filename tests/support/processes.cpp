@@ -170,6 +170,22 @@ bool become_nobody(const std::vector<gid_t>& groups) {
          setresuid(NOBODY, NOBODY, NOBODY) == 0;
 }
 
+bool stranger_gets_in(const std::string& path, const std::function<void()>& action) {
+  Signal isWaiting;
+  Child stranger([&] {
+    const bool isStranger = become_nobody();
+    isWaiting.send();
+    while (isStranger && open(path.c_str(), O_RDONLY | O_CLOEXEC) == -1) continue;
+    return isStranger ? 0 : 1;
+  });
+  isWaiting.wait();
+  action();
+  kill(stranger.pid(), SIGTERM);
+  const int status = stranger.wait();
+  require(status == 0 || status == 128 + SIGTERM, "become another user");
+  return status == 0;
+}
+
 Signal::Signal() { require(pipe2(_ends, O_CLOEXEC) == 0, "pipe2"); }
 
 Signal::~Signal() {

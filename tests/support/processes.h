@@ -62,6 +62,12 @@ class Child {
  */
 bool become_nobody(const std::vector<gid_t>& groups = {});
 
+/**
+ * Whether another user gets in who waits for the file `path` while `action` runs: he opens it to
+ * read as soon as he can.
+ */
+bool stranger_gets_in(const std::string& path, const std::function<void()>& action);
+
 /** One end signals, the other waits: for keeping a parent and its child in step. */
 class Signal {
  public:
