@@ -103,8 +103,9 @@ void print_fish_completion(std::ostream& out, const CLI::App& program) {
          "    test \"$command\" = \"$argv\"\n"
          "end\n\n"
       << COMPLETE << " -f\n";
-  for (const CLI::Option* const option : options_everywhere(program))
+  for (const CLI::Option* const option : options_everywhere(program)) {
     print_option(out, *option, "");
+  }
   for (const Path& path : paths_of(program)) print_command(out, path);
 }
 

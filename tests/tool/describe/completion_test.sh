@@ -17,7 +17,7 @@ mkdir -p "$HOME" "$folder/files/old backups"
 cd "$folder/files"
 touch "old backups/one.xml" two.xml
 
-# offers_of_SHELL LINE: one word in each line, as the shell offers it behind LINE.
+# offers LINE: one word in each line, as the shell offers it behind LINE.
 offers_of_bash() {
   local function
   # The script is the one under test.
@@ -38,13 +38,19 @@ offers_of_fish() {
   fish --no-config -c 'source $argv[1]; complete -C $argv[2]' "$script" "$1" |
     sed -E 's/\t.*//; s,/$,,; s/^--[a-z-]+=//'
 }
-offers_of_zsh() { zsh -f "$here/zsh_offers.zsh" "$script" "$1" "$folder/zsh"; }
+offers() {
+  case $shell in
+    bash) offers_of_bash "$1" ;;
+    fish) offers_of_fish "$1" ;;
+    zsh) zsh -f "$here/zsh_offers.zsh" "$script" "$1" "$folder/zsh" ;;
+  esac
+}
 
 failures=0
 # expect OFFER LINE: OFFER is what stands in line, in alphabetical order
 expect() {
   local offered
-  offered=$("offers_of_$shell" "msg-tarvel $2" | LC_ALL=C sort -u | paste -sd,)
+  offered=$(offers "msg-tarvel $2" | LC_ALL=C sort -u | paste -sd,)
   if [ "$offered" != "$1" ]; then
     printf 'FAILED: msg-tarvel %s\n  offers   %s\n  expected %s\n' "$2" "$offered" "$1"
     failures=1

@@ -10,7 +10,7 @@ cp $1 $folder/functions/_msg-tarvel
 cat >$folder/setup <<'SETUP'
 fpath=($folder/functions $fpath)
 autoload -Uz compinit
-compinit -D -u
+compinit -u -d $folder/dump
 bindkey '^I' complete-word
 compadd() {
   # Calls that only sort words out offer nothing.
