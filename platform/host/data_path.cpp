@@ -1,5 +1,5 @@
-// The data directory on a machine that is not the watch: $MSG_TARVEL_DATA_DIR or
-// $XDG_DATA_HOME/msg-tarvel/.
+// For development machines, never for the watch, whose system has this function itself. The data
+// directory is $MSG_TARVEL_DATA_DIR or $XDG_DATA_HOME/msg-tarvel/.
 
 #include <app_common.h>
 #include <glib.h>
