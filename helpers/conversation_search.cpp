@@ -23,7 +23,7 @@ constexpr std::size_t ROOM_PER_ADDRESS = 24;
 // Rows of this type take no part in the library's search either.
 constexpr int ADDRESS_TYPE_UNSEARCHED = 3;
 
-// Reads what the library's search reads.
+// Reads all that the library's search reads.
 constexpr const char* READ_ADDRESSES =
     "SELECT max(length(address)), max(addressType), max(convId) FROM msg_address_table;";
 
@@ -81,11 +81,8 @@ int search_in_library(const std::vector<std::string>& addresses) {
   }
   int convId = 0;
   const int ret = db::db_check_thread_address_exist(key, &convId);
-  if (ret == db::DB_SUCCESS) return convId;
-  if (ret != db::DB_NO_DATA) throw StoreError(CANNOT_SEARCH, ret);
-  // Also what a failed step gives: then the same rows cannot be read now, or the view has ended.
-  number(READ_ADDRESSES, CANNOT_SEARCH);
-  return 0;
+  if (ret != db::DB_SUCCESS && ret != db::DB_NO_DATA) throw StoreError(CANNOT_SEARCH, ret);
+  return convId;
 }
 
 bool has_same(const std::vector<std::string>& addresses, const std::string& wanted) {
@@ -136,14 +133,20 @@ int search(const std::vector<std::string>& addresses) {
 
 }  // namespace
 
-int find_conversation(const std::vector<std::string>& addresses) {
+int RepeatedSearch::find(const std::vector<std::string>& addresses) {
   SteadyView view;
-  // Takes the lock that reading needs: what follows finds no other process in its way.
-  number("SELECT count(*) FROM sqlite_master;", CANNOT_SEARCH);
+  // The library's search gives the same for a failed step and for no row. That the rows can be read
+  // is seen before, under the lock that then stays; what ends the view is seen behind.
+  if (!_areRowsReadable) number(READ_ADDRESSES, CANNOT_SEARCH);
   // A conversation without an address has one row all the same, an empty one.
   const int convId = search(addresses.empty() ? std::vector<std::string>(1) : addresses);
   view.end();
+  _areRowsReadable = true;
   return convId;
+}
+
+int find_conversation(const std::vector<std::string>& addresses) {
+  return RepeatedSearch().find(addresses);
 }
 
 }  // namespace msg_tarvel::helpers

@@ -14,4 +14,17 @@ namespace msg_tarvel::helpers {
  */
 int find_conversation(const std::vector<std::string>& addresses);
 
+/**
+ * Many such searches within one transaction of the caller's, which outlives this object. No other
+ * process writes meanwhile, so that rows which could be read once are not read just to be sure.
+ */
+class RepeatedSearch {
+ public:
+  /** As find_conversation. */
+  int find(const std::vector<std::string>& addresses);
+
+ private:
+  bool _areRowsReadable = false;
+};
+
 }  // namespace msg_tarvel::helpers

@@ -86,8 +86,9 @@ MadeStore make_store() {
     made.state = count_tables() == TABLES ? MadeStore::State::WHOLE : MadeStore::State::COMPLETED;
   }
   make_files_and_tables();
-  if (count_tables() != TABLES)
+  if (count_tables() != TABLES) {
     throw StoreError(cannot_make() + ": tables are missing", db::DB_NO_DATA);
+  }
   return made;
 }
 

@@ -7,7 +7,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "helpers/conversation_search.h"
 #include "helpers/folders.h"
 #include "helpers/statements.h"
 #include "helpers/store_error.h"
@@ -145,7 +144,7 @@ int StoreWriter::conversationOf(const Message& message) {
   const auto known = _found.find(key);
   if (known != _found.end()) return known->second;
 
-  int convId = find_conversation(addresses);
+  int convId = _search.find(addresses);
   if (convId == 0) convId = _makeConversation(message);
   _found.emplace(key, convId);
   return convId;

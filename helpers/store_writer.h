@@ -13,6 +13,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "helpers/conversation_search.h"
 #include "helpers/same_address.h"
 
 namespace msg_tarvel::helpers {
@@ -103,6 +104,7 @@ class StoreWriter {
   std::map<const char*, std::unique_ptr<db::SqlStatement>> _statements;
   /** Not read before somebody asks. */
   std::optional<std::unordered_set<std::string>> _importMarks;
+  RepeatedSearch _search;
   /** Conversations that were looked for, by their participants. */
   std::unordered_map<std::string, int> _found;
   std::unordered_map<int, AddressSet> _addresses;

@@ -8,7 +8,6 @@
 
 #include "commands/commands.h"
 #include "exit_status.h"
-#include "failure.h"
 #include "print/table.h"
 #include "store/log_sink.h"
 

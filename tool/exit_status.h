@@ -1,8 +1,10 @@
 #pragma once
 
+#include <stdexcept>
+
 namespace msg_tarvel::tool {
 
-// The exit statuses of msg-tarvel.
+// The exit statuses of msg-tarvel, and what a command throws to end with one.
 
 /** Found, or done. */
 constexpr int FOUND = 0;
@@ -13,5 +15,22 @@ constexpr int USAGE_ERROR = 2;
 constexpr int FAILED = 3;
 /** Plus the number of the signal that ended an import. */
 constexpr int INTERRUPTED = 128;
+
+/** FAILED; what() is its one line on standard error. */
+class Failure : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/** USAGE_ERROR: the arguments make no sense together. */
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/** Ends an import because the user or the system asked the program to end with `signal`. */
+struct Interrupted {
+  int signal;
+};
 
 }  // namespace msg_tarvel::tool

@@ -6,7 +6,6 @@
 
 #include "command_line.h"
 #include "exit_status.h"
-#include "failure.h"
 #include "helpers/store_error.h"
 #include "store/log_sink.h"
 

@@ -29,3 +29,4 @@
 #include "msg-tarvel-serializer/msg-tarvel-serializer.h"
 #include "msg-tarvel-serializer/msg_records.h"
 #include "utility/common_util_funcs.h"
+#include "version.h"

@@ -24,10 +24,13 @@
 #include "log.h"
 #include "msg-tarvel-serializer/msg-tarvel-serializer_internal.h"
 #include "msg-tarvel-serializer/record_shape.h"
+#include "msg-tarvel-serializer/senders_text.h"
 
 namespace {
 
 using msg_tarvel::log::CallSite;
+using msg_tarvel::wire::moved_to_senders_text_place;
+using msg_tarvel::wire::new_content_metadata;
 using msg_tarvel::wire::Shape;
 using msg_tarvel::wire::SLOT_SIZE;
 using msg_tarvel::wire::STRING_COUNT;
@@ -248,18 +251,6 @@ class ImageReader {
   const char* _at;
 };
 
-/** Whether the reader clears a string slot before it reads strings. */
-template <typename Record>
-bool is_cleared(char* Record::*) {
-  return true;
-}
-
-// Content metadata keeps the sender's value in the slot of text2 until a string takes its place.
-template <>
-bool is_cleared(char* msg_nms_content_meta_data_t::*member) {
-  return member != &msg_nms_content_meta_data_t::text2;
-}
-
 // What follows reads at `at` and returns where it stopped. The lengths in a damaged buffer may lead
 // anywhere, back too.
 
@@ -270,15 +261,27 @@ const char* read_head(const char* at, Record& item, CallSite site) {
   ++at;
   Shape<Record>::slots(item, ImageReader(at));
   at += Shape<Record>::IMAGE_SIZE;
-  for (const auto member : Shape<Record>::STRINGS) {
-    if (is_cleared(member)) item.*member = nullptr;
-  }
+  for (const auto member : Shape<Record>::STRINGS) item.*member = nullptr;
 
   const std::size_t count = byte_at(at++);
   for (std::size_t i = 0; i < count; ++i) {
     char** const slot = i < STRING_COUNT<Record> ? &(item.*Shape<Record>::STRINGS[i]) : nullptr;
     at += __deserialize_string(at, slot);
   }
+  return at;
+}
+
+/**
+ * The same for content metadata, whose text2 keeps the sender's pointer until a string takes its
+ * place. `isSenders` tells that it still does.
+ */
+const char* read_content_metadata(const char* at, msg_nms_content_meta_data_t& item,
+                                  bool& isSenders, CallSite site) {
+  msg_nms_content_meta_data_t image;
+  Shape<msg_nms_content_meta_data_t>::slots(image, ImageReader(at + 1));
+  at = read_head(at, item, site);
+  isSenders = !item.text2 && image.text2;
+  if (isSenders) item.text2 = image.text2;
   return at;
 }
 
@@ -292,11 +295,24 @@ Record* new_record() {
  * record, `*item` is null and its block is not passed over.
  */
 template <typename Record>
-const char* read_optional(const char* at, Record** item, int (*readBlock)(const char*, Record*)) {
+void read_optional(const char* at, Record** item, int (*readBlock)(const char*, Record*)) {
+  *item = byte_at(at) == 0 ? nullptr : new_record<Record>();
+  readBlock(at + 1, *item);
+}
+
+/** The same for the metadata of a content, which is put where its text2 asks for. */
+const char* read_optional(const char* at, msg_nms_content_meta_data_t** item) {
   *item = nullptr;
   if (byte_at(at++) == 0) return at;
-  *item = new_record<Record>();
-  return at + readBlock(at, *item);
+  *item = new_content_metadata();
+  if (!*item) return at;
+
+  bool isSenders = false;
+  const CallSite site =
+      CallSite::here(__builtin_FILE(), "__deserialize_nms_content_meta_data_item");
+  at = read_content_metadata(at, **item, isSenders, site);
+  if (isSenders) *item = moved_to_senders_text_place(*item);
+  return at;
 }
 
 /**
@@ -388,14 +404,14 @@ int __deserialize_nms_msg_meta_data_item(const char* buf, msg_nms_msg_meta_data_
 
 int __deserialize_nms_content_meta_data_item(const char* buf, msg_nms_content_meta_data_t* item) {
   if (!buf || !item) return 0;
-  return bytes_between(buf, read_head(buf, *item, CallSite::here()));
+  bool isSenders = false;
+  return bytes_between(buf, read_content_metadata(buf, *item, isSenders, CallSite::here()));
 }
 
 int __deserialize_msg_content_item(const char* buf, msg_content_item_t* item) {
   if (!buf || !item) return 0;
-  const char* at = read_head(buf, *item, CallSite::here());
-  at = read_optional(at, &item->nmsContentMetaData, &__deserialize_nms_content_meta_data_item);
-  return bytes_between(buf, at);
+  const char* const at = read_head(buf, *item, CallSite::here());
+  return bytes_between(buf, read_optional(at, &item->nmsContentMetaData));
 }
 
 int msg_serialize_message(const msg_message_item_t* item, char** out) {

@@ -40,8 +40,9 @@ TEST_F(CallsTest, TheExitHookIsRegisteredOnce) {
   EXPECT_EQ(LibraryCalls::exitHooks(), 0);
   std::vector<std::thread> threads;
   threads.reserve(8);
-  for (int i = 0; i < 8; ++i)
+  for (int i = 0; i < 8; ++i) {
     threads.emplace_back([] { EXPECT_NE(DBMgr::getInstance(), nullptr); });
+  }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(LibraryCalls::exitHooks(), 1);
   init_db();

@@ -266,9 +266,9 @@ TEST_F(SchemaTest, WithinATransactionTheCallersEndDecides) {
     dropTable("mssi_info_table");
     ASSERT_EQ(DBMgr::getInstance()->beginTransaction(), 0);
     {
-      StatementTrace trace(DBMgrInternal().handle());
+      const StatementTrace trace(DBMgrInternal().handle());
       EXPECT_EQ(createDb(), 0);
-      const std::vector<std::string> texts = trace.texts();
+      const std::vector<std::string>& texts = trace.texts();
       EXPECT_EQ(std::count(texts.begin(), texts.end(), EXPECTED_TABLES[12].creationText), 1);
       for (const std::string& text : texts) {
         EXPECT_TRUE(text.find("TRANSACTION") == std::string::npos) << text;

@@ -3,7 +3,7 @@
 
 compile_code.py SOURCE-DIR C-COMPILER C++-COMPILER FLAG...
 
-In a page, every block of C++ that includes something is a whole source file. In a header, what
+In a page, every block of C or C++ that includes something is a whole source file. In a header, what
 stands between \\code and \\endcode is the inside of a function; CONTEXTS has what is around it.
 """
 
@@ -38,10 +38,10 @@ WARNINGS = ["-Wall", "-Wextra", "-Werror", "-Wno-unused-variable"]
 def code_of_pages(root):
     """(where, language, source) of every whole program or function in the pages."""
     for page in [root / "README.md", *sorted((root / "docs").glob("*.md"))]:
-        blocks = re.findall(r"```cpp\n(.*?)```", page.read_text(), re.DOTALL)
-        for number, block in enumerate(blocks, 1):
+        blocks = re.findall(r"```(cpp|c)\n(.*?)```", page.read_text(), re.DOTALL)
+        for number, (kind, block) in enumerate(blocks, 1):
             if "#include" in block:
-                yield f"{page.name}, block {number}", "c++", block
+                yield f"{page.name}, block {number}", "c++" if kind == "cpp" else "c", block
 
 
 def code_of_headers(root):

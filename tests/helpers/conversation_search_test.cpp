@@ -107,6 +107,7 @@ TEST_F(ConversationSearch, KnowsTheConversationWithoutAnAddress) {
 
 TEST_F(ConversationSearch, HasNoEndOfRoom) {
   std::vector<std::string> many;
+  many.reserve(255);
   for (int i = 0; i < 255; ++i) many.push_back("participant." + std::to_string(i) + "@example.org");
   store(3, many);
   EXPECT_EQ(find_conversation(many), 3);
@@ -230,6 +231,57 @@ TEST_F(ConversationSearchOutOfMemory, IsNoAnswerOutsideOfATransactionEither) {
   isShort = true;
   expectError({"4155550199"});
   EXPECT_EQ(find_conversation({"4155550199"}), 0);
+}
+
+/** SQLite with a length() that counts: the library's search has none. */
+class RepeatedSearchTest : public ConversationSearch {
+ protected:
+  RepeatedSearchTest() {
+    rowsRead = 0;
+    sqlite3_auto_extension(reinterpret_cast<void (*)()>(replace_length));
+    { const StoreSession last; }  // the next connection is a new one
+  }
+  ~RepeatedSearchTest() override { sqlite3_reset_auto_extension(); }
+
+  static int rowsRead;
+
+ private:
+  static void length(sqlite3_context* context, int /*count*/, sqlite3_value** /*values*/) {
+    ++rowsRead;
+    sqlite3_result_int(context, 1);
+  }
+  static int replace_length(sqlite3* connection, char** /*error*/, const void* /*functions*/) {
+    return sqlite3_create_function(connection, "length", 1, SQLITE_UTF8, nullptr, length, nullptr,
+                                   nullptr);
+  }
+};
+
+int RepeatedSearchTest::rowsRead;
+
+TEST_F(RepeatedSearchTest, MakesSureOnceThatRowsCanBeRead) {
+  store(3, {"+14155550100"});
+  const Transaction transaction;
+  RepeatedSearch search;
+  EXPECT_EQ(search.find({"4155550199"}), 0);
+  EXPECT_EQ(rowsRead, 1);
+  EXPECT_EQ(search.find({"4155550198"}), 0);
+  EXPECT_EQ(rowsRead, 1);
+  EXPECT_EQ(search.find({"4155550100"}), 3);
+  execute(
+      "INSERT INTO msg_address_table (convId, addressType, recipientType, address) "
+      "VALUES (4, 1, 1, '4155550199');",
+      CANNOT_WRITE);
+  EXPECT_EQ(search.find({"4155550199"}), 4);
+}
+
+TEST_F(ConversationSearchOutOfMemory, IsNoAnswerWhenItIsRepeatedEither) {
+  store(3, {"+14155550100"});
+  const Transaction transaction;
+  RepeatedSearch search;
+  EXPECT_EQ(search.find({"4155550199"}), 0);
+  isShort = true;
+  EXPECT_THROW(search.find({"4155550199"}), StoreError);
+  EXPECT_FALSE(isShort);
 }
 
 }  // namespace

@@ -36,9 +36,8 @@ static const char* hand_over_message(void) {
   if (received_address->opaque0[3] != 4) return "an opaque slot of the address";
   if (strcmp(received_address->text1, number) != 0) return "the text of the address";
 
-  free(received.text3);
-  free(received_address->text1);
-  g_slist_free_full(received.addressList, free);
+  msg_release_message(&received);
+  if (received.text3 || received.addressList) return "the release of the message";
   return NULL;
 }
 
@@ -57,7 +56,8 @@ static const char* hand_over_metadata(void) {
   msg_deserialize_nms_msg_meta(buffer, &received);
   free(buffer);
   if (received.text1 || strcmp(received.text4, text) != 0) return "a text of the metadata";
-  free(received.text4);
+  msg_release_nms_msg_meta(&received);
+  if (received.text4) return "the release of the metadata";
   return NULL;
 }
 

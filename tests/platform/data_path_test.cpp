@@ -1,4 +1,5 @@
 #include <app_common.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <memory>
@@ -41,6 +42,30 @@ TEST_F(DataPath, IsBelowTheUsersDataDirectoryWithoutTheVariable) {
 TEST_F(DataPath, IsBelowTheHomeDirectoryWithoutADataDirectory) {
   unsetenv("XDG_DATA_HOME");
   EXPECT_EQ(data_path(), folder() + "/.local/share/msg-tarvel/");
+}
+
+TEST_F(DataPath, IsInADirectoryThatANewAccountGets) {
+  unsetenv("XDG_DATA_HOME");
+  data_path();
+  struct stat status = {};
+  for (const std::string made : {"/.local", "/.local/share"}) {
+    ASSERT_EQ(stat((folder() + made).c_str(), &status), 0) << made;
+    EXPECT_EQ(status.st_mode, S_IFDIR | 0700U) << made;
+  }
+  // What is the library's to make is left to it.
+  EXPECT_NE(stat((folder() + "/.local/share/msg-tarvel").c_str(), &status), 0);
+}
+
+TEST_F(DataPath, NothingIsMadeForTheVariable) {
+  setEnvironment("MSG_TARVEL_DATA_DIR", folder() + "/made/by/nobody");
+  data_path();
+  struct stat status = {};
+  EXPECT_NE(stat((folder() + "/made").c_str(), &status), 0);
+}
+
+TEST_F(DataPath, IsToldAlsoWhereNothingCanBeMade) {
+  setEnvironment("XDG_DATA_HOME", "/proc/nothing/here");
+  EXPECT_EQ(data_path(), "/proc/nothing/here/msg-tarvel/");
 }
 
 TEST_F(DataPath, IsFoundWithoutHome) {

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "support/processes.h"
-#include "support/test_support.h"
 
 namespace msg_tarvel {
 

@@ -17,7 +17,7 @@ namespace {
 
 /** What vconf_get_int returns, and what it stores. */
 struct NumberAnswer {
-  int result;
+  int result = 0;
   std::optional<int> value;
 };
 

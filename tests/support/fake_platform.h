@@ -11,8 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "support/test_support.h"
-
 namespace msg_tarvel {
 
 /** One line of the log, taken apart; the text as it was printed is in `raw`. */

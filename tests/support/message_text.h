@@ -6,8 +6,6 @@
 
 #include <string>
 
-#include "support/test_support.h"
-
 namespace msg_tarvel {
 
 /** Every field that travels, one to a line; the ids of message and conversation do not count. */

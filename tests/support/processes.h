@@ -8,8 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "support/test_support.h"
-
 namespace msg_tarvel {
 
 /** How a process ended and what it printed. */

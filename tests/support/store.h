@@ -12,8 +12,6 @@
 
 struct sqlite3;
 
-#include "support/test_support.h"
-
 namespace msg_tarvel {
 
 /** A new folder below the system's temporary one, open to every user, removed with what is in it.

@@ -112,6 +112,17 @@ nlohmann::json ToolTest::json(std::vector<std::string> arguments) const {
   return nlohmann::json::parse(result.out, nullptr, false);
 }
 
+void ToolTest::expectFailure(const ProcessResult& result, const std::string& beginning,
+                             const std::string& ending) {
+  EXPECT_EQ(result.status, 3) << result.err;
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err.rfind("msg-tarvel: " + beginning, 0), 0U) << result.err;
+  EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
+  const std::string end = ending + "\n";
+  ASSERT_GE(result.err.size(), end.size());
+  EXPECT_EQ(result.err.substr(result.err.size() - end.size()), end);
+}
+
 void ToolTest::create() const {
   const ProcessResult result = run({"create"});
   ASSERT_EQ(result.status, 0) << result.err;

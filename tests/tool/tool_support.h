@@ -55,6 +55,9 @@ class ToolTest : public ::testing::Test {
   void useProgramForEveryone();
 
   void create() const;
+  /** Exit status 3, one line on standard error that begins and ends so, nothing on the other. */
+  static void expectFailure(const ProcessResult& result, const std::string& beginning,
+                            const std::string& ending = "");
   /** Writes a file of the test's and returns its path. */
   std::string file(const std::string& name, const std::string& content) const;
   /** Imports a backup of these elements; returns the summary. */

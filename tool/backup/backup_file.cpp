@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "failure.h"
+#include "exit_status.h"
 
 namespace msg_tarvel::tool {
 

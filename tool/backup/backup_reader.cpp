@@ -11,7 +11,7 @@
 
 #include "backup/character_references.h"
 #include "backup/payload_lifter.h"
-#include "failure.h"
+#include "exit_status.h"
 
 namespace msg_tarvel::tool {
 

@@ -10,7 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "failure.h"
+#include "exit_status.h"
 
 namespace msg_tarvel::tool {
 

@@ -20,7 +20,6 @@
 #include "commands/command_set.h"
 #include "commands/commands.h"
 #include "exit_status.h"
-#include "failure.h"
 #include "helpers/record_mapping.h"
 #include "helpers/store_error.h"
 #include "helpers/transaction.h"

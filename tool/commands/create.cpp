@@ -2,37 +2,64 @@
 
 #include <glib.h>
 #include <msg-tarvel-common/db/DBMgr.h>
-#include <msg-tarvel-common/db/db_common_funcs.h>
-#include <msg-tarvel-common/db/db_error.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <ostream>
 #include <string>
-#include <vector>
 
 #include "commands/command_set.h"
 #include "commands/commands.h"
 #include "exit_status.h"
-#include "failure.h"
+#include "helpers/store_maker.h"
 #include "helpers/transaction.h"
 #include "print/json.h"
 #include "store/log_sink.h"
-#include "store/store.h"
 
 namespace msg_tarvel::tool {
 
 namespace {
 
+using helpers::MadeStore;
+
 constexpr int PARENT_MODE = 0700;
 
-void print_created(const Output& output, const std::string& path, bool isNew) {
-  if (output.json) {
-    print_json(output, {{"path", path}, {"created", isNew}});
-  } else {
-    output.out << (isNew ? "created " : "complete already: ") << path << "\n";
+/** As chmod takes it: "0644". */
+std::string octal(mode_t mode) {
+  std::string digits = "0000";
+  for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit, mode >>= 3) {
+    *digit = static_cast<char>('0' + (mode & 7));
+  }
+  return digits;
+}
+
+const char* words_for(MadeStore::State state) {
+  switch (state) {
+    case MadeStore::State::NEW:
+      return "created ";
+    case MadeStore::State::COMPLETED:
+      return "completed ";
+    case MadeStore::State::WHOLE:
+      break;
+  }
+  return "complete already: ";
+}
+
+/** What is not there every time is there only when it happened. */
+Json to_json(const MadeStore& made, const std::string& path) {
+  Json json = {{"path", path}, {"created", made.state == MadeStore::State::NEW}};
+  if (made.state == MadeStore::State::COMPLETED) json["completed"] = true;
+  for (const MadeStore::MendedMode& mended : made.mended) {
+    json["modesMended"].push_back({{"path", mended.path}, {"before", octal(mended.before)}});
+  }
+  return json;
+}
+
+void print_text(std::ostream& out, const MadeStore& made, const std::string& path) {
+  out << words_for(made.state) << path << "\n";
+  for (const MadeStore::MendedMode& mended : made.mended) {
+    out << "mode was " << octal(mended.before) << ", is now 0660: " << mended.path << "\n";
   }
 }
 
@@ -44,26 +71,26 @@ int create_store(const Output& output) {
   if (!parent.empty() && g_mkdir_with_parents(parent.c_str(), PARENT_MODE) != 0) {
     throw Failure("cannot make the directory " + parent.string() + ": " + std::strerror(errno));
   }
-  struct stat status = {};
-  const bool isNew = stat(path.c_str(), &status) != 0;
   const helpers::StoreSession session;
   forget_log_errors();
-  errno = 0;
-  if (db::DBMgr::getInstance()->createDb() != db::DB_SUCCESS) {
-    fail_with_log("cannot create the message store " + path);
+  const MadeStore made = helpers::make_store();
+  if (output.json) {
+    print_json(output, to_json(made, path));
+  } else {
+    print_text(output.out, made, path);
   }
-  // createDb does not look at whether its last step, the commit, succeeds.
-  std::vector<SimInfo> sims;
-  is_found(db::db_get_sim_infos(sims), "cannot create the message store " + path);
-  print_created(output, path, isNew);
   return FOUND;
 }
 
 }  // namespace
 
 void declare_create(CommandSet& commands) {
-  commands.add("create", "Makes the store, or what is missing of it", "msg-tarvel create",
-               create_store);
+  commands.add(
+      "create", "Makes the store, or what is missing of it",
+      "msg-tarvel create\n\n"
+      "Only the files' owner and group may read and write them; where another mode can be\n"
+      "changed to this one, it is, and the output says so.",
+      create_store);
 }
 
 }  // namespace msg_tarvel::tool

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "failure.h"
+#include "exit_status.h"
 
 namespace msg_tarvel::tool {
 

@@ -13,7 +13,6 @@
 #include "commands/commands.h"
 #include "commands/folder_names.h"
 #include "exit_status.h"
-#include "failure.h"
 #include "helpers/store_error.h"
 #include "helpers/transaction.h"
 #include "print/items.h"

@@ -18,7 +18,7 @@
 #include "backup/backup_file.h"
 #include "backup/backup_reader.h"
 #include "backup/payload_stage.h"
-#include "failure.h"
+#include "exit_status.h"
 #include "helpers/same_address.h"
 #include "helpers/store_error.h"
 #include "helpers/store_writer.h"

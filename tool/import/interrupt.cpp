@@ -1,6 +1,6 @@
 #include "import/interrupt.h"
 
-#include "failure.h"
+#include "exit_status.h"
 
 namespace msg_tarvel::tool {
 

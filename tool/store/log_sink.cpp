@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "failure.h"
+#include "exit_status.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "failure.h"
+#include "exit_status.h"
 #include "store/log_sink.h"
 
 namespace msg_tarvel::tool {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "../export.h"
+
 namespace msg_tarvel::db {
 
 // Result codes of the storage functions: 0 for success, negative for failure.
@@ -26,5 +28,13 @@ constexpr int DB_ERR_EXEC = -1006;
 constexpr int DB_NO_DATA = -1101;
 /** SqlStatement::step produced a row. */
 constexpr int DB_ROW = -1102;
+
+/**
+ * What `code` means, in a few plain words without a full stop, for messages to people; also of the
+ * -1 with which createDb says that a directory or file could not be made. Never null: of a number
+ * that is no result code it says just that. The text is the library's and stays. Any thread may
+ * ask.
+ */
+MSG_TARVEL_EXPORT const char* db_error_text(int code);
 
 }  // namespace msg_tarvel::db

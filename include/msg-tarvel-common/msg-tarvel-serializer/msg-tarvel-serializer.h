@@ -90,6 +90,19 @@ MSG_TARVEL_EXPORT size_t msg_check_message(const char* buf, size_t size);
 /** The same for metadata alone. */
 MSG_TARVEL_EXPORT size_t msg_check_nms_msg_meta(const char* buf, size_t size);
 
+/**
+ * Releases every string, record and list node that msg_deserialize_message made in `item`, which
+ * itself stays the caller's; its texts, lists and metadata are null afterwards. Null does nothing.
+ *
+ * A `text2` of a content's metadata that is only the sender's pointer is not followed. Only for
+ * messages that msg_deserialize_message filled, with the records where it put them: one that a
+ * program put together itself it also releases itself.
+ */
+MSG_TARVEL_EXPORT void msg_release_message(msg_message_item_t* item);
+
+/** The same for metadata alone, as msg_deserialize_nms_msg_meta filled it. */
+MSG_TARVEL_EXPORT void msg_release_nms_msg_meta(msg_nms_msg_meta_data_t* meta);
+
 #ifdef __cplusplus
 }
 #endif
