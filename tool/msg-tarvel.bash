@@ -57,45 +57,45 @@ _msg_tarvel() {
 
   case $command in
     '')
-      options='--help --help-all --version --data-dir --verbose'
+      options='-h --help --help-all --version --data-dir --verbose'
       argument='_msg_tarvel_words create import threads conversation messages find-thread commands buffer'
       ;;
     'create')
-      options='--help --help-all --version --data-dir --verbose --json'
+      options='-h --help --help-all --version --data-dir --verbose --json'
       ;;
     'import')
-      options='--help --help-all --version --data-dir --verbose --json --own-number'
+      options='-h --help --help-all --version --data-dir --verbose --json --own-number'
       argument='_msg_tarvel_files -f'
       ;;
     'threads')
-      options='--help --help-all --version --data-dir --verbose --json'
+      options='-h --help --help-all --version --data-dir --verbose --json'
       ;;
     'conversation')
-      options='--help --help-all --version --data-dir --verbose --json'
+      options='-h --help --help-all --version --data-dir --verbose --json'
       ;;
     'messages')
-      options='--help --help-all --version --data-dir --verbose --json --read-filter --ascending --limit --folder-type --storage-id --msg-type --conv-ids'
+      options='-h --help --help-all --version --data-dir --verbose --json --read-filter --ascending --limit --folder-type --storage-id --msg-type --conv-ids'
       ;;
     'find-thread')
-      options='--help --help-all --version --data-dir --verbose --json'
+      options='-h --help --help-all --version --data-dir --verbose --json'
       ;;
     'commands')
-      options='--help --help-all --version --data-dir --verbose --json'
+      options='-h --help --help-all --version --data-dir --verbose --json'
       argument='_msg_tarvel_words read_message read_thread delete_message delete_thread delete_threads set_active_thread_id send_change_sms_application_request add_message send_message resend_message show_on_device get_content_file send_content_file restore_block_message update_group_chat_address export_to_phone update_retrieve_mms_message nms_add_message nms_delete_message_by_time nms_send_message nms_resend_message nms_add_msg_meta nms_update_msg_meta nms_delete_msg_meta nms_delete_invalid_msg_meta nms_handle_resetbox nms_download_mms nms_update_message_network_status nms_update_subscription_info'
       ;;
     'buffer')
-      options='--help --help-all --version --data-dir --verbose'
+      options='-h --help --help-all --version --data-dir --verbose'
       argument='_msg_tarvel_words encode show check'
       ;;
     'buffer encode')
-      options='--help --help-all --version --data-dir --verbose --json -o --output'
+      options='-h --help --help-all --version --data-dir --verbose --json -o --output'
       ;;
     'buffer show')
-      options='--help --help-all --version --data-dir --verbose --json'
+      options='-h --help --help-all --version --data-dir --verbose --json'
       argument='_msg_tarvel_files -f'
       ;;
     'buffer check')
-      options='--help --help-all --version --data-dir --verbose --json'
+      options='-h --help --help-all --version --data-dir --verbose --json'
       argument='_msg_tarvel_files -f'
       ;;
   esac

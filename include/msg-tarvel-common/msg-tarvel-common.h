@@ -5,6 +5,11 @@
  * Everything that the library offers.
  */
 
+/**
+ * \namespace msg_tarvel
+ * The items that queries fill, the folders, and the registry of commands between processes.
+ */
+
 #include "db/DBMgr.h"
 #include "db/SqlStatement.h"
 #include "db/db_common_funcs.h"

@@ -1,5 +1,5 @@
-// The data directory on a machine that is not the watch: $MSG_TARVEL_DATA_DIR or
-// $XDG_DATA_HOME/msg-tarvel/.
+// For development machines, never for the watch, whose system has this function itself. The data
+// directory is $MSG_TARVEL_DATA_DIR or $XDG_DATA_HOME/msg-tarvel/.
 //
 // The library makes the directory itself, but nothing above it. On the watch the system has made
 // that; here a new account may have no ~/.local/share yet.

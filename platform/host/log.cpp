@@ -1,6 +1,6 @@
-// The log of a machine that is not the watch: GLib's structured log writer, that is the journal or
-// standard error, whichever GLib finds. Errors and warnings show by default, the rest when
-// G_MESSAGES_DEBUG asks for it.
+// For development machines, never for the watch, whose system has this function itself. The log is
+// GLib's structured log writer, that is the journal or standard error, whichever GLib finds. Errors
+// and warnings show by default, the rest when G_MESSAGES_DEBUG asks for it.
 
 #include <dlog.h>
 #include <glib.h>

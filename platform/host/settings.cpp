@@ -1,6 +1,7 @@
-// The device settings of a machine that is not the watch: a key file, $MSG_TARVEL_SETTINGS or
-// $XDG_CONFIG_HOME/msg-tarvel/settings.ini. The key "db/csc/salescode" is the key "salescode" of
-// the group "[db/csc]". What the file does not say is as on a device from the factory.
+// For development machines, never for the watch, whose system has these functions itself. The
+// device settings are a key file, $MSG_TARVEL_SETTINGS or $XDG_CONFIG_HOME/msg-tarvel/settings.ini.
+// The key "db/csc/salescode" is the key "salescode" of the group "[db/csc]". What the file does not
+// say is as on a device from the factory.
 
 #include <dlog.h>
 #include <glib.h>

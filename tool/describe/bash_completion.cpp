@@ -1,100 +1,67 @@
 // What bash completes after msg-tarvel: commands, options, files, and the names that some take.
 
-#include <msg-tarvel-common/ipc/MsgIPC.h>
-
 #include <ostream>
 
-#include "commands/folder_names.h"
-#include "describe/description.h"
+#include "describe/completion.h"
 
 namespace msg_tarvel::tool {
 
 namespace {
 
-using Words = std::vector<std::string>;
-
-std::string joined(const Words& words, const char* separator) {
-  std::string text;
-  for (const std::string& word : words) text += (text.empty() ? "" : separator) + word;
-  return text;
-}
-
-Words ipc_command_names() {
-  const MsgIPC registry;
-  Words names;
-  for (int command = 0; command < MsgIPC::IPC_COMMAND_NONE; ++command) {
-    const std::string name = registry.getCmdString(static_cast<MsgIPC::IpcCommand>(command));
-    if (!name.empty()) names.push_back(name);
-  }
-  return names;
-}
-
 /** The line of the script that completes a value which the help calls `kind`, if there is one. */
 std::string completion_of(const std::string& kind) {
-  if (kind == "FILE") return "_msg_tarvel_files -f";
-  if (kind == "DIR") return "_msg_tarvel_files -d";
-  if (kind == "FOLDER") return "_msg_tarvel_words " + joined(folder_type_names(), " ");
-  if (kind == "NAME|NUMBER") return "_msg_tarvel_words " + joined(ipc_command_names(), " ");
-  return "";  // an id, a number, a text: nothing to offer
+  const Offer offer = offer_for(kind);
+  switch (offer.what) {
+    case Offer::What::FILES:
+      return "_msg_tarvel_files -f";
+    case Offer::What::DIRECTORIES:
+      return "_msg_tarvel_files -d";
+    case Offer::What::WORDS:
+      return "_msg_tarvel_words " + joined(offer.words, " ");
+    case Offer::What::NOTHING:
+      break;
+  }
+  return "";
 }
 
-void add_value_options(const CLI::App& app, std::vector<const CLI::Option*>& options) {
-  for (const CLI::Option* const option : options_of(app)) {
-    if (takes_value(*option)) options.push_back(option);
-  }
-  for (const CLI::App* const command : commands_of(app)) add_value_options(*command, options);
+/** What completes the word behind `command`: the commands below it, or else its argument. */
+std::string argument_of(const CLI::App& command) {
+  Words names;
+  for (const CLI::App* const inner : commands_of(command)) names.push_back(inner->get_name());
+  if (!names.empty()) return "_msg_tarvel_words " + joined(names, " ");
+  const auto arguments = arguments_of(command);
+  return arguments.empty() ? "" : completion_of(arguments.front()->get_name(true));
 }
 
-/** One case per command: the words that may follow it, or else its argument. */
-void print_command(std::ostream& out, const CLI::App& app, const std::string& path,
-                   const Words& everywhere) {
-  Words words;
-  const auto inner = commands_of(app);
-  for (const CLI::App* const command : inner) words.push_back(command->get_name());
-  Words options = everywhere;
-  if (!path.empty()) {
-    for (const CLI::Option* const option : options_of(app)) {
-      for (const std::string& spelling : spellings_of(*option)) options.push_back(spelling);
-    }
-  }
-  out << "    '" << path << "')\n      options='" << joined(options, " ") << "'\n";
-  const auto arguments = arguments_of(app);
-  std::string argument;
-  if (!words.empty()) {
-    argument = "_msg_tarvel_words " + joined(words, " ");
-  } else if (!arguments.empty()) {
-    argument = completion_of(arguments.front()->get_name(true));
-  }
-  if (!argument.empty()) out << "      argument='" << argument << "'\n";
-  out << "      ;;\n";
-  for (const CLI::App* const command : inner) {
-    print_command(out, *command, path + (path.empty() ? "" : " ") + command->get_name(),
-                  everywhere);
+void add_spellings(const std::vector<const CLI::Option*>& options, Words& words) {
+  for (const CLI::Option* const option : options) {
+    for (const std::string& spelling : spellings_of(*option)) words.push_back(spelling);
   }
 }
 
-void add_paths(const CLI::App& app, const std::string& path, Words& paths) {
-  for (const CLI::App* const command : commands_of(app)) {
-    paths.push_back("'" + path + command->get_name() + "'");
-    add_paths(*command, path + command->get_name() + " ", paths);
+/** One case per command. */
+void print_commands(std::ostream& out, const CLI::App& program) {
+  for (const auto& [path, command] : paths_of(program)) {
+    Words options;
+    add_spellings(options_everywhere(program), options);
+    add_spellings(own_options(*command), options);
+    const std::string argument = argument_of(*command);
+    out << "    '" << path << "')\n      options='" << joined(options, " ") << "'\n";
+    if (!argument.empty()) out << "      argument='" << argument << "'\n";
+    out << "      ;;\n";
   }
 }
 
 }  // namespace
 
 void print_bash_completion(std::ostream& out, const CLI::App& program) {
-  std::vector<const CLI::Option*> valueOptions;
-  add_value_options(program, valueOptions);
+  const auto valueOptions = value_options(program);
   Words takesValue;
-  for (const CLI::Option* const option : valueOptions) {
-    for (const std::string& spelling : spellings_of(*option)) takesValue.push_back(spelling);
-  }
-  Words everywhere = {"--help", "--help-all"};
-  for (const CLI::Option* const option : options_of(program)) {
-    for (const std::string& spelling : spellings_of(*option)) everywhere.push_back(spelling);
-  }
+  add_spellings(valueOptions, takesValue);
   Words paths;
-  add_paths(program, "", paths);
+  for (const auto& [path, command] : paths_of(program)) {
+    if (!path.empty()) paths.push_back("'" + path + "'");
+  }
 
   out << "# bash completion for msg-tarvel                                 -*- shell-script -*-\n"
          "# Printed by msg-tarvel-describe from the program's command line; script/describe writes "
@@ -149,7 +116,7 @@ void print_bash_completion(std::ostream& out, const CLI::App& program) {
          "    esac\n"
          "  done\n\n"
          "  case $command in\n";
-  print_command(out, program, "", everywhere);
+  print_commands(out, program);
   out << "  esac\n"
          "  if [[ $current == -* ]]; then\n"
          "    _msg_tarvel_words \"$options\"\n"

@@ -12,8 +12,10 @@ namespace msg_tarvel::tool {
 /** msg-tarvel(1). */
 void print_man_page(std::ostream& out, const CLI::App& program);
 
-/** What bash completes after msg-tarvel. */
+// What each shell completes after msg-tarvel.
 void print_bash_completion(std::ostream& out, const CLI::App& program);
+void print_fish_completion(std::ostream& out, const CLI::App& program);
+void print_zsh_completion(std::ostream& out, const CLI::App& program);
 
 std::vector<const CLI::App*> commands_of(const CLI::App& app);
 /** The options of `app`, without the two that ask for help, which every command has. */

@@ -38,6 +38,15 @@ constexpr Entry FILES[] = {
     {"~/.config/msg-tarvel/settings.ini", "The device's settings."},
 };
 
+constexpr const char* SEE_ALSO =
+    ".SH \"SEE ALSO\"\n"
+    ".BR sqlite3 (1),\n"
+    ".BR dbus\\-daemon (1)\n"
+    ".P\n"
+    "What the library promises about the store and the queries is in its pages: "
+    "\\fIREADME.md\\fR and \\fIdocs/\\fR of the sources, and of the package "
+    "\\fBlibmsg\\-tarvel\\-common\\-dev\\fR.\n";
+
 /** `text` so that roff prints it as it is. */
 std::string roff(const std::string& text) {
   std::string escaped;
@@ -144,6 +153,7 @@ void print_man_page(std::ostream& out, const CLI::App& program) {
   print_entries(out, "\"EXIT STATUS\"", STATUSES);
   print_entries(out, "ENVIRONMENT", VARIABLES);
   print_entries(out, "FILES", FILES);
+  out << SEE_ALSO;
 }
 
 }  // namespace msg_tarvel::tool

@@ -44,6 +44,7 @@ class MSG_TARVEL_EXPORT Address {
   bool userFlag = false;
 };
 
+/** Exchanges all that the two hold. */
 MSG_TARVEL_EXPORT void swap(Address& a, Address& b) noexcept;
 
 }  // namespace msg_tarvel

@@ -97,6 +97,7 @@ class MSG_TARVEL_EXPORT Content {
   int32_t reservedInt2 = 0;
 };
 
+/** Exchanges all that the two hold. */
 MSG_TARVEL_EXPORT void swap(Content& a, Content& b) noexcept;
 
 }  // namespace msg_tarvel

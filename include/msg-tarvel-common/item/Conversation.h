@@ -85,6 +85,7 @@ class MSG_TARVEL_EXPORT Conversation {
   std::vector<Content> contents;
 };
 
+/** Exchanges all that the two hold. */
 MSG_TARVEL_EXPORT void swap(Conversation& a, Conversation& b) noexcept;
 
 }  // namespace msg_tarvel

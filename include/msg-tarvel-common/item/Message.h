@@ -109,6 +109,7 @@ class MSG_TARVEL_EXPORT Message {
   NmsMsgMeta nmsMsgMeta;
 };
 
+/** Exchanges all that the two hold. */
 MSG_TARVEL_EXPORT void swap(Message& a, Message& b) noexcept;
 
 }  // namespace msg_tarvel

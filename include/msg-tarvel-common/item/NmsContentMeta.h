@@ -36,6 +36,7 @@ class MSG_TARVEL_EXPORT NmsContentMeta {
   std::string metaText3;
 };
 
+/** Exchanges all that the two hold. */
 MSG_TARVEL_EXPORT void swap(NmsContentMeta& a, NmsContentMeta& b) noexcept;
 
 }  // namespace msg_tarvel

@@ -61,6 +61,7 @@ class MSG_TARVEL_EXPORT NmsMsgMeta {
   bool downloadRequired = false;
 };
 
+/** Exchanges all that the two hold. */
 MSG_TARVEL_EXPORT void swap(NmsMsgMeta& a, NmsMsgMeta& b) noexcept;
 
 }  // namespace msg_tarvel

@@ -37,6 +37,7 @@ class MSG_TARVEL_EXPORT SimInfo {
   std::string address;
 };
 
+/** Exchanges all that the two hold. */
 MSG_TARVEL_EXPORT void swap(SimInfo& a, SimInfo& b) noexcept;
 
 }  // namespace msg_tarvel

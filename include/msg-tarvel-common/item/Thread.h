@@ -30,7 +30,6 @@ class MSG_TARVEL_EXPORT Thread {
   /** Copies or moves everything but `lastMsgId`, as the argument was given. */
   Thread& operator=(Thread other);
 
-  /** Exchanges everything but `lastMsgId`. */
   MSG_TARVEL_EXPORT friend void swap(Thread& a, Thread& b) noexcept;
 
   /** Key of the row, given by the store and never given twice. */
@@ -72,6 +71,7 @@ class MSG_TARVEL_EXPORT Thread {
   bool peerChatState = false;
 };
 
+/** Exchanges all that the two hold, but for `lastMsgId`. */
 MSG_TARVEL_EXPORT void swap(Thread& a, Thread& b) noexcept;
 
 }  // namespace msg_tarvel

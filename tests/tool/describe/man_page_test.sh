@@ -12,7 +12,7 @@ fi
 text=$(groff -man -Tutf8 -P-cbou -rLL=1000n "$1")
 for words in "msg-tarvel - makes, fills and asks a message store" "buffer encode MSGID" \
   "-o, --output FILE" "find-thread NUMBER..." "commands [NAME|NUMBER]" "as 'threads' lists it" \
-  "EXIT STATUS" "Nothing found." "MSG_TARVEL_DATA_DIR" ".local/share/msg-tarvel/"; do
+  "EXIT STATUS" "Nothing found." "MSG_TARVEL_DATA_DIR" ".local/share/msg-tarvel/" "SEE ALSO" "sqlite3(1)" "libmsg-tarvel-common-dev"; do
   if [[ $text != *"$words"* ]]; then
     echo "$text"
     echo "The page does not say: $words"
