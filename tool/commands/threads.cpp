@@ -45,7 +45,7 @@ int list_threads(const Output& output) {
   std::vector<ListedThread> listed;
   listed.reserve(threads.size());
   for (const Thread& thread : threads) listed.push_back({thread, addresses_of(thread.convId)});
-  if (found || output.json) print_threads(output, listed);
+  print_threads(output, listed);
   return found ? FOUND : NOTHING_FOUND;
 }
 

@@ -96,6 +96,10 @@ void print_threads(const Output& output, const std::vector<ListedThread>& thread
     print_json(output, to_json_list(threads));
     return;
   }
+  if (threads.empty()) {
+    output.out << "The store has no conversations.\n";
+    return;
+  }
   Table table({{"ID", 0, true},
                {"WITH", 12},
                {"MSGS", 0, true},

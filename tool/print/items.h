@@ -13,6 +13,7 @@ namespace msg_tarvel::tool {
 
 // Items as tables or, where that is asked for, as JSON.
 
+/** Without conversations a sentence stands in the place of the table. */
 void print_threads(const Output& output, const std::vector<ListedThread>& threads);
 /** One conversation; `thread.lastMsgId` is valid. */
 void print_thread(const Output& output, const ListedThread& listed);

@@ -80,8 +80,7 @@ TEST_F(Commands, FailForAUserWhoMayNotReadTheStore) {
 
 TEST_F(Commands, FindNothingInAnEmptyStore) {
   create();
-  for (const std::vector<std::string>& command : {std::vector<std::string>{"threads"},
-                                                  {"conversation", "1"},
+  for (const std::vector<std::string>& command : {std::vector<std::string>{"conversation", "1"},
                                                   {"messages"},
                                                   {"find-thread", "4155550111"}}) {
     const ProcessResult result = run(command);
@@ -89,7 +88,18 @@ TEST_F(Commands, FindNothingInAnEmptyStore) {
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, "");
   }
-  EXPECT_EQ(run({"threads", "--json"}).out, "[]\n");
+}
+
+TEST_F(Commands, ThreadsSayWhenTheStoreIsEmpty) {
+  create();
+  const ProcessResult result = run({"threads"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out, "The store has no conversations.\n");
+  EXPECT_EQ(result.err, "");
+  const ProcessResult asJson = run({"threads", "--json"});
+  EXPECT_EQ(asJson.status, 1);
+  EXPECT_EQ(asJson.out, "[]\n");
+  EXPECT_EQ(asJson.err, "");
 }
 
 TEST_F(Commands, RefuseWhatMakesNoSense) {
