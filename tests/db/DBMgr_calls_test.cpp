@@ -10,6 +10,7 @@
 
 #include "db/DBMgr_internal.h"
 #include "msg-tarvel-common/db/DBMgr.h"
+#include "support/as_root.h"
 #include "support/library_calls.h"
 #include "support/store.h"
 
@@ -20,6 +21,7 @@ namespace {
 using CallsTest = DataDirTest;
 
 TEST_F(CallsTest, TheFilesAreMadeOpenForReadingAloneAndGivenAwayInOrder) {
+  AS_ROOT();
   ASSERT_EQ(rmdir(dataDir().c_str()), 0);
   ASSERT_EQ(DBMgrInternal().createDbFiles(), 0);
   static_assert((O_RDONLY | O_CREAT) == 0100);

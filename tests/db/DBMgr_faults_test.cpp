@@ -14,6 +14,7 @@
 #include "db/DBMgr_internal.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_error.h"
+#include "support/as_root.h"
 #include "support/db_log.h"
 #include "support/expected_schema.h"
 #include "support/held_file.h"
@@ -336,12 +337,14 @@ TEST_F(NewStoreFaultTest, TheExitHookClosesEveryConnection) {
 }
 
 TEST_F(StoreFaultTest, RootIsNotAskedWhetherItMayRead) {
+  AS_ROOT();
   ASSERT_EQ(DBMgrInternal().closeDb(), 0);
   SqliteFaults::refuseReading();
   EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0);
 }
 
 TEST_F(StoreFaultTest, OnlyAMissingPermissionKeepsAUserFromOpening) {
+  AS_ROOT();
   ASSERT_EQ(DBMgrInternal().closeDb(), 0);
   FakePlatform::get().clearLines();
   Child child([]() -> int {

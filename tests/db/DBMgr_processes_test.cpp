@@ -18,6 +18,7 @@
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_common_funcs.h"
 #include "msg-tarvel-common/db/db_error.h"
+#include "support/as_root.h"
 #include "support/db_log.h"
 #include "support/processes.h"
 #include "support/store.h"
@@ -116,6 +117,7 @@ TEST_F(ProcessesTest, AForkedChildsExitLeavesTheParentsTransactionAlone) {
 }
 
 TEST_F(ProcessesTest, AnotherUserWithoutReadPermissionGetsNothing) {
+  AS_ROOT();
   const ExpectedLine refused = manager_error("_openDb", "file access permission error");
   Child other([&] {
     return expecting([&] {
@@ -143,6 +145,7 @@ constexpr uid_t NOBODY = 65534;
 class TwoUsersTest : public ProcessesTest {
  protected:
   TwoUsersTest() {
+    if (getuid() != 0) return;  // the test is repeated as root
     EXPECT_EQ(chown(dbFile().c_str(), OWNER, OWNER), 0);
     EXPECT_EQ(chmod(dbFile().c_str(), 0600), 0);
   }
@@ -163,6 +166,7 @@ class TwoUsersTest : public ProcessesTest {
 };
 
 TEST_F(TwoUsersTest, TheRealUserIsTheOneWhoMustBeAllowedToRead) {
+  AS_ROOT();
   expectResult(NOBODY, OWNER, -1001,
                {opening(), manager_error("_openDb", "file access permission error")});
   expectResult(OWNER, NOBODY, -1002,
@@ -170,10 +174,12 @@ TEST_F(TwoUsersTest, TheRealUserIsTheOneWhoMustBeAllowedToRead) {
 }
 
 TEST_F(TwoUsersTest, WhoeverIsEffectivelyRootIsNotAsked) {
+  AS_ROOT();
   expectResult(NOBODY, 0, 0, {opening()});
 }
 
 TEST_F(ProcessesTest, AnotherUserMayOpenWhatItMayReadAlone) {
+  AS_ROOT();
   ASSERT_EQ(chmod(dbFile().c_str(), 0664), 0);
   Child other([&] {
     return expecting([&] {
@@ -186,6 +192,7 @@ TEST_F(ProcessesTest, AnotherUserMayOpenWhatItMayReadAlone) {
 }
 
 TEST_F(ProcessesTest, AnotherUserOfTheGroupReads) {
+  AS_ROOT();
   insert("msg_conversation_table", {{"msgCnt", "1"}});
   insert("msg_message_table", {{"convId", "1"}});
   Child other([&] {
@@ -201,6 +208,7 @@ TEST_F(ProcessesTest, AnotherUserOfTheGroupReads) {
 }
 
 TEST_F(ProcessesTest, AMissingFileIsNoQuestionOfPermission) {
+  AS_ROOT();
   std::filesystem::remove_all(dbDir());
   ASSERT_EQ(mkdir(dbDir().c_str(), 0755), 0);
   ASSERT_EQ(chmod(dbDir().c_str(), 0777), 0);

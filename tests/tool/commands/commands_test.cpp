@@ -5,6 +5,7 @@
 
 #include <filesystem>
 
+#include "support/as_root.h"
 #include "tool/tool_support.h"
 
 namespace msg_tarvel {
@@ -57,6 +58,7 @@ TEST_F(Commands, FailOnAStoreThatIsLocked) {
 }
 
 TEST_F(Commands, FailForAUserWhoMayNotReadTheStore) {
+  AS_ROOT();
   create();
   ASSERT_EQ(chmod(dbFile().c_str(), 0600), 0);
   useProgramForEveryone();

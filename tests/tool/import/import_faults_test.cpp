@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "support/as_root.h"
 #include "tool/tool_support.h"
 
 namespace msg_tarvel {
@@ -59,6 +60,7 @@ TEST_F(ImportFaults, AFileBeyond2GiBIsReadLikeAnother) {
 }
 
 TEST_F(ImportFaults, AFileThatMayNotBeRead) {
+  AS_ROOT();
   const std::string path = file("secret.xml", backup(NEW_ELEMENTS));
   ASSERT_EQ(chmod(path.c_str(), 0600), 0);
   ASSERT_EQ(chmod(dbFile().c_str(), 0666), 0);

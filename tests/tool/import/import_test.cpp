@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "support/as_root.h"
 #include "tool/tool_support.h"
 
 namespace msg_tarvel {
@@ -221,6 +222,7 @@ TEST_F(ImportTest, ASecondImportDoublesNothing) {
 }
 
 TEST_F(ImportTest, TheJournalKeepsItsFile) {
+  AS_ROOT();
   import(sms({}));
   struct stat journal = {};
   ASSERT_EQ(stat((dbFile() + "-journal").c_str(), &journal), 0);
