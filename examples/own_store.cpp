@@ -1,62 +1,119 @@
-// The process that owns the store: makes it, and adds a conversation with one unread message in one
-// transaction. Everything or nothing of it arrives.
+// The process that owns the message store, to copy from. It makes the store; then two threads write
+// to it at the same time: one stores what arrives, the other what the user of the watch sends. Run
+// it again, or as another user of group 5000: everyone's messages end up in one conversation.
 
-#include <msg-tarvel-common/msg-tarvel-common.h>
-#include <sys/stat.h>
+#include <msg-tarvel-common/db/DBMgr.h>
+#include <msg-tarvel-common/db/db_error.h>
+#include <msg-tarvel-common/item/Message.h>
+
+#include <chrono>
+#include <future>
 #include <iostream>
 
-using msg_tarvel::db::DB_SUCCESS;
-using msg_tarvel::db::DBMgr;
+#include "helpers/folders.h"
+#include "helpers/same_address.h"
+#include "helpers/store_error.h"
+#include "helpers/store_maker.h"
+#include "helpers/store_writer.h"
+#include "helpers/transaction.h"
 
 namespace {
 
+using msg_tarvel::Message;
+namespace helpers = msg_tarvel::helpers;
+
+constexpr int BEING_SENT = 1;  // of Message::networkStatus
+constexpr int FROM_OR_TO = 1;  // of Address::recipientType
+constexpr int FIRST_SIM = 1;   // what msg_sim_table would call the card
+
+struct Stored {
+  int msgId;
+  int convId;
+};
+
+long long milliseconds_since_1970() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+}
+
+Message text_message(int folder, const std::string& number, const std::string& text,
+                     long long time) {
+  msg_tarvel::Address participant;
+  participant.address = helpers::normalised_address(number);
+  participant.addressType = helpers::address_type_of(participant.address);
+  participant.recipientType = FROM_OR_TO;
+
+  Message message;
+  message.addresses.push_back(participant);
+  message.msgType = "sms";
+  message.storageFolder = folder;
+  message.simIndex = FIRST_SIM;
+  message.displayTime = time;
+  message.mainText = text;
+  message.textMessage = text;
+  message.read = !helpers::is_inbox(folder);
+  return message;
+}
+
+Message incoming_message() {
+  return text_message(msg_tarvel::MAIN_FOLDER_1, "+1 415 555 0100", "Are you coming?",
+                      milliseconds_since_1970());
+}
+
+Message reply_to(const Message& incoming) {
+  Message reply = text_message(msg_tarvel::MAIN_FOLDER_2, incoming.addresses.front().address,
+                               "On my way", incoming.displayTime + 1);
+  reply.networkStatus = BEING_SENT;
+  return reply;
+}
+
 /**
- * The directories are for everyone to enter; the files are closed to others from the moment that
- * they are there, for who has opened one keeps reading it.
+ * All that a message changes, in one transaction. The conversation is looked for under the write
+ * lock, so that no other writer makes it meanwhile.
  */
-bool make_store() {
-  mkdir(msg_tarvel::db::get_data_dir_path().c_str(), 0755);
-  mkdir(msg_tarvel::db::get_db_dir_path().c_str(), 0755);
-  const mode_t before = umask(0077);
-  DBMgr* const store = DBMgr::getInstance();
-  // createDb does not look at its own commit: what that left open is committed here.
-  const bool made = store->createDb() == DB_SUCCESS && store->endTransaction(true) == DB_SUCCESS;
-  umask(before);
-  return made;
+Stored store(const Message& message) {
+  helpers::Transaction transaction;
+  helpers::StoreWriter writer;
+  const int convId = writer.conversationOf(message);
+  const int msgId = writer.addMessage(convId, message);
+  writer.updateConversations();
+  transaction.commit();
+  return {msgId, convId};
 }
 
-/** Runs one statement that returns no rows, with `text` as its only parameter. */
-bool run(const std::string& sql, const std::string& text) {
-  const auto statement = DBMgr::getInstance()->compileStatement(sql);
-  if (!statement) return false;
-  statement->bind(1, text.c_str());  // not copied: `text` outlives the step
-  return statement->step() == DB_SUCCESS;
+/** What a thread that writes does: its connection is its own, and closed before the thread ends. */
+Stored write(const Message& message) {
+  const helpers::StoreSession session;
+  return store(message);
 }
 
-bool add_message(const std::string& from, const std::string& text) {
-  return run("INSERT INTO msg_conversation_table (unreadCnt, msgCnt, storageFolder, displayTime, "
-             "mainText) VALUES (1, 1, 1, strftime('%s', 'now') * 1000, ?);",
-             text) &&
-         run("INSERT INTO msg_address_table (convId, addressType, recipientType, address) "
-             "SELECT max(convId), 1, 1, ? FROM msg_conversation_table;",
-             from) &&
-         run("INSERT INTO msg_message_table (convId, msgType, storageFolder, displayTime, read, "
-             "mainText) SELECT max(convId), 'sms', 1, max(displayTime), 0, ? "
-             "FROM msg_conversation_table;",
-             text);
+void tell(const char* what, const Stored& stored) {
+  std::cout << what << ": message " << stored.msgId << " in conversation " << stored.convId << "\n";
+}
+
+void own_store() {
+  const helpers::StoreSession session;
+  helpers::make_store();  // while there is no other thread: it changes the process's umask
+
+  const Message incoming = incoming_message();
+  auto received = std::async(std::launch::async, write, incoming);
+  auto sent = std::async(std::launch::async, write, reply_to(incoming));
+  tell("received", received.get());
+  tell("sent", sent.get());
+  std::cout << "stored in " << msg_tarvel::db::get_db_filepath() << "\n";
 }
 
 }  // namespace
 
 int main() {
-  msg_tarvel::db::init_db();
-  DBMgr* const store = DBMgr::getInstance();
-  bool done = make_store() && store->beginTransaction() == DB_SUCCESS;
-  if (done) {
-    done = add_message("+14155550100", "Are you coming?");
-    done = store->endTransaction(done) == DB_SUCCESS && done;
+  try {
+    own_store();
+    return 0;
+  } catch (const helpers::UnknownOutcome& error) {
+    // Trying again could store the message twice: look first whether it is there.
+    std::cerr << error.what() << "; it may be stored or not\n";
+  } catch (const helpers::StoreError& error) {
+    std::cerr << error.what() << ": " << msg_tarvel::db::db_error_text(error.code()) << "\n";
   }
-  std::cout << (done ? "stored in " : "failed in ") << msg_tarvel::db::get_db_filepath() << "\n";
-  msg_tarvel::db::deinit_db();
-  return done ? 0 : 1;
+  return 1;
 }

@@ -83,6 +83,8 @@ MadeStore make_store() {
   make_directories();
   if (is_there(db::get_db_filepath())) {
     made.mended = mend_modes();
+    // createDb does this for a store that it makes; adding tables to another would end its journal.
+    execute("PRAGMA journal_mode = PERSIST;", cannot_make());
     made.state = count_tables() == TABLES ? MadeStore::State::WHOLE : MadeStore::State::COMPLETED;
   }
   make_files_and_tables();

@@ -1,9 +1,10 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S python3 -B
 """Compiles the code of the pages and of the headers' comments.
 
 compile_code.py SOURCE-DIR C-COMPILER C++-COMPILER FLAG...
 
-In a page, every block of C or C++ that includes something is a whole source file. In a header, what
+In a page, every block of C or C++ that includes something is a whole source file; one that begins with
+its name can be included by the others of the page. In a header, what
 stands between \\code and \\endcode is the inside of a function; CONTEXTS has what is around it.
 """
 
@@ -12,6 +13,8 @@ import re
 import subprocess
 import sys
 import tempfile
+
+import pages
 
 DB = "#include <msg-tarvel-common/db/db_error.h>\nnamespace msg_tarvel::db {\nextern DBMgr* const store;\n"
 IPC = "#include <iostream>\nnamespace msg_tarvel {\n"
@@ -35,13 +38,18 @@ STANDARDS = {"c": "-std=c99", "c++": "-std=c++17"}
 WARNINGS = ["-Wall", "-Wextra", "-Werror", "-Wno-unused-variable"]
 
 
+def pages_of(root):
+    return [root / "README.md", *sorted((root / "docs").glob("*.md"))]
+
+
 def code_of_pages(root):
     """(where, language, source) of every whole program or function in the pages."""
-    for page in [root / "README.md", *sorted((root / "docs").glob("*.md"))]:
-        blocks = re.findall(r"```(cpp|c)\n(.*?)```", page.read_text(), re.DOTALL)
-        for number, (kind, block) in enumerate(blocks, 1):
+    for page in pages_of(root):
+        for number, (kind, block) in enumerate(pages.blocks(page.read_text(), "cpp", "c"), 1):
             if "#include" in block:
-                yield f"{page.name}, block {number}", "c++" if kind == "cpp" else "c", block
+                name = pages.name_of(block)
+                source = f'#include "{name}"\n' if name else block
+                yield f"{page.name}, block {number}", "c++" if kind == "cpp" else "c", source
 
 
 def code_of_headers(root):
@@ -70,11 +78,13 @@ def main():
     failures = 0
     with tempfile.TemporaryDirectory() as folder:
         file = pathlib.Path(folder) / "code"
+        for page in pages_of(root):
+            pages.write_files(page.read_text(), file.parent)
         for where, language, source in [*code_of_pages(root), *code_of_headers(root)]:
             file.write_text(source)
             command = [compilers[language], "-x", language, STANDARDS[language], *WARNINGS]
             result = subprocess.run(
-                [*command, "-fsyntax-only", *flags, str(file)],
+                [*command, "-fsyntax-only", *flags, "-I", folder, str(file)],
                 stdout=subprocess.PIPE,
                 stderr=subprocess.STDOUT,
                 text=True,

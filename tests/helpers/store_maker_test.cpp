@@ -114,6 +114,19 @@ TEST_F(StoreMaker, CompletesAStoreThatLacksAnyTable) {
   }
 }
 
+// Who may write to the journal could not make another one in its place.
+TEST_F(StoreMaker, KeepsTheJournalWhenItCompletesAStore) {
+  make_store();
+  raw().exec("PRAGMA journal_mode = PERSIST; DROP TABLE ft_queue_table;");
+  { const StoreSession last; }
+  struct stat before = {};
+  ASSERT_EQ(stat(journalFile().c_str(), &before), 0);
+  EXPECT_EQ(make_store().state, State::COMPLETED);
+  struct stat after = {};
+  ASSERT_EQ(stat(journalFile().c_str(), &after), 0);
+  EXPECT_EQ(after.st_ino, before.st_ino);
+}
+
 TEST_F(StoreMaker, CountsTablesOnly) {
   make_store();
   raw().exec("DROP TABLE ft_queue_table; CREATE VIEW ft_queue_table AS SELECT 1;");

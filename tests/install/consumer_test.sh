@@ -7,7 +7,7 @@ way=$1 cmake=$2 cc=$3 cxx=$4 sources=$5 prefix=$6
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cd "$folder"
-cp "$sources"/tests/install/consumer/* "$sources"/examples/{own_store,list_threads}.cpp .
+cp "$sources"/tests/install/consumer/* "$sources"/examples/list_threads.cpp .
 # What this machine's environment says of other libraries must not help.
 unset CMAKE_PREFIX_PATH CPATH LD_LIBRARY_PATH LIBRARY_PATH PKG_CONFIG_PATH
 
@@ -26,7 +26,7 @@ with_pkg_config() {
   # Its quotes are for the shell: the prefix has a space.
   eval "flags=($(pkg-config --cflags --libs msg-tarvel-common))"
   mkdir bin
-  "$cxx" -std=c++17 own_store.cpp "${flags[@]}" -o bin/own_store
+  "$cxx" -std=c++17 make_store.cpp "${flags[@]}" -o bin/make_store
   "$cxx" -std=c++17 list_threads.cpp "${flags[@]}" -o bin/list_threads
   "$cc" -std=c99 records.c "${flags[@]}" -o bin/records
   LD_LIBRARY_PATH=$(dirname "$PKG_CONFIG_PATH")
@@ -40,7 +40,7 @@ case $way in
 esac
 
 export MSG_TARVEL_DATA_DIR=$folder/data/
-bin/own_store
+bin/make_store
 listed=$(bin/list_threads)
 record=$(bin/records)
 if [ "$listed" != "1: 1 unread, Are you coming?" ] || [ "$record" != Hello ]; then

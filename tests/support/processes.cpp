@@ -164,11 +164,13 @@ int Child::wait() {
   return status;
 }
 
-bool become_nobody(const std::vector<gid_t>& groups) {
+bool become_user(uid_t user, const std::vector<gid_t>& groups) {
   keep_emulator_reachable();
-  return setgroups(groups.size(), groups.data()) == 0 && setresgid(NOBODY, NOBODY, NOBODY) == 0 &&
-         setresuid(NOBODY, NOBODY, NOBODY) == 0;
+  return setgroups(groups.size(), groups.data()) == 0 && setresgid(user, user, user) == 0 &&
+         setresuid(user, user, user) == 0;
 }
+
+bool become_nobody(const std::vector<gid_t>& groups) { return become_user(NOBODY, groups); }
 
 bool stranger_gets_in(const std::string& path, const std::function<void()>& action) {
   Signal isWaiting;

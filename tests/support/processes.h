@@ -55,9 +55,11 @@ class Child {
 };
 
 /**
- * Gives up root for good: group 65534 and `groups`, user 65534. False when this is not allowed.
+ * Gives up root for good: user and group `user`, and `groups`. False when this is not allowed.
  * Programs of the build that stand where that user may go still run.
  */
+bool become_user(uid_t user, const std::vector<gid_t>& groups = {});
+/** The same with user 65534. */
 bool become_nobody(const std::vector<gid_t>& groups = {});
 
 /**
