@@ -92,7 +92,8 @@ def main():
         if not any(cells[:3] == list(row) for cells in rows):
             complaints.append("no row of the result code: " + " | ".join(row))
 
-    print(*complaints, sep="\n")
+    for complaint in complaints:
+        print(complaint)
     print(f"{len(patterns)} log lines, {len(complaints)} complaints")
     return 1 if complaints else 0
 
