@@ -80,6 +80,17 @@ std::string key_of(std::vector<std::string> addresses) {
   return key;
 }
 
+/** The addresses of a message as a conversation has them: normalised, and each person once. */
+std::vector<Address> people_of(const Message& message) {
+  AddressSet known;
+  std::vector<Address> people;
+  for (Address person : message.addresses) {
+    person.address = normalised_address(person.address);
+    if (!person.address.empty() && known.add(person.address)) people.push_back(std::move(person));
+  }
+  return people;
+}
+
 void require_folder(int folder) {
   if (!is_real_folder(folder)) {
     throw std::invalid_argument("there is no folder " + std::to_string(folder));
@@ -137,26 +148,27 @@ void StoreWriter::_requireMessage(int msgId, int convId) {
 }
 
 int StoreWriter::conversationOf(const Message& message) {
+  const std::vector<Address> people = people_of(message);
   std::vector<std::string> addresses;
-  addresses.reserve(message.addresses.size());
-  for (const Address& address : message.addresses) addresses.push_back(address.address);
+  addresses.reserve(people.size());
+  for (const Address& person : people) addresses.push_back(person.address);
   const std::string key = key_of(addresses);
   const auto known = _found.find(key);
   if (known != _found.end()) return known->second;
 
   int convId = _search.find(addresses);
-  if (convId == 0) convId = _makeConversation(message);
+  if (convId == 0) convId = _makeConversation(message, people);
   _found.emplace(key, convId);
   return convId;
 }
 
-int StoreWriter::_makeConversation(const Message& message) {
+int StoreWriter::_makeConversation(const Message& message, const std::vector<Address>& people) {
   _run(INSERT_CONVERSATION, message.peerConvId, int{message.peerChatType},
        message.peerChatSessionId);
   const int convId = _lastId();
   ++_conversationsMade;
-  for (const Address& address : message.addresses) _addAddress(convId, address);
-  if (message.addresses.empty()) {
+  for (const Address& person : people) _addAddress(convId, person);
+  if (people.empty()) {
     Address nobody;
     nobody.addressType = ADDRESS_TYPE_TEXT;
     nobody.recipientType = 1;

@@ -46,8 +46,8 @@ class StoreWriter {
   /** Throws std::invalid_argument when there is no such conversation. */
   void requireConversation(int convId);
   /**
-   * The conversation with exactly the message's addresses, found or made; without any, the one
-   * that has no address.
+   * The conversation with exactly the message's addresses, in any form and however often each is
+   * named, found or made; without any, the one that has no address.
    */
   int conversationOf(const Message& message);
   /** The address of a conversation that is the same as `address`; `address` itself for none. */
@@ -94,7 +94,7 @@ class StoreWriter {
   void _run(const char* sql, const Values&... values);
   int _lastId();
   void _requireMessage(int msgId, int convId);
-  int _makeConversation(const Message& message);
+  int _makeConversation(const Message& message, const std::vector<Address>& people);
   void _addAddress(int convId, const Address& address);
   void _addMetadata(int msgId, const NmsMsgMeta& meta);
   void _deleteMessages(const std::string& chosen, int value);

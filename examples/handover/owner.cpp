@@ -13,6 +13,7 @@
 #include <string>
 
 #include "bus_names.h"
+#include "helpers/folders.h"
 #include "helpers/record_mapping.h"
 #include "helpers/same_address.h"
 #include "helpers/store_error.h"
@@ -96,18 +97,17 @@ int add_message(GVariant* parameters) {
   Message message;
   g_variant_get(parameters, "(&si&s&s&si)", &address, &message.storageFolder, &msgType, &mainText,
                 &textMessage, &message.simIndex);
-  if (*address == '\0') throw std::invalid_argument("a message needs an address");
   msg_tarvel::Address participant;
-  participant.address = address;
-  participant.addressType = helpers::address_type_of(address);
+  participant.address = helpers::normalised_address(address);
+  if (participant.address.empty()) throw std::invalid_argument("a message needs an address");
+  participant.addressType = helpers::address_type_of(participant.address);
   participant.recipientType = 1;
   message.addresses.push_back(participant);
   message.msgType = msgType;
   message.mainText = mainText;
   message.textMessage = textMessage;
   message.displayTime = g_get_real_time() / 1000;
-  message.read = message.storageFolder != msg_tarvel::MAIN_FOLDER_1 &&
-                 message.storageFolder != msg_tarvel::STANDALONE_FOLDER_1;
+  message.read = !helpers::is_inbox(message.storageFolder);
   return store_message(message, 0);
 }
 

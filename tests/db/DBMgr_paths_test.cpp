@@ -425,6 +425,18 @@ TEST_F(NonRootFilesTest, AModeThatCannotBeSetDoesNotMatter) {
   EXPECT_EQ(run_as_nobody({STORE_GROUP}, create), 0);
 }
 
+TEST_F(NonRootFilesTest, BothFilesAreGivenToTheRealUser) {
+  Child child([&] {
+    EXPECT_EQ(setresuid(NOBODY, 0, 0), 0);
+    EXPECT_EQ(DBMgr::getInstance()->createDb(), 0);
+    for (const std::string& path : {dbFile(), journalFile()}) {
+      EXPECT_EQ(status_of(path).st_uid, NOBODY) << path;
+    }
+    return ::testing::Test::HasFailure() ? 1 : 0;
+  });
+  EXPECT_EQ(child.wait(), 0);
+}
+
 }  // namespace
 
 }  // namespace msg_tarvel::db

@@ -483,6 +483,7 @@ TEST_F(RefusingHandover, OfMessagesThatCannotBeStored) {
   expectRefusal(handOver(helpers::to_buffer(message)), INVALID_ARGS,
                 "a message without addresses needs a conversation");
   expectRefusal(addMessage("", "text"), INVALID_ARGS, "add_message: a message needs an address");
+  expectRefusal(addMessage(" ", "text"), INVALID_ARGS, "add_message: a message needs an address");
 }
 
 TEST_F(Handover, RefusesWhileTheStoreIsLockedAndRecovers) {
@@ -584,6 +585,23 @@ TEST_F(Handover, FindsTheConversationOfANumberByItsEnd) {
   EXPECT_EQ(message.msgType, "sms");
   EXPECT_EQ(message.simIndex, 1);
   EXPECT_EQ(message.storageFolder, 2);
+}
+
+TEST_F(Handover, FindsTheConversationOfANumberAsPeopleWriteIt) {
+  EXPECT_EQ(addMessage("+14155550100", "first").id, 1);
+  EXPECT_EQ(addMessage("(415) 555-0100", "second").id, 2);
+  Message message = full_message();
+  message.addresses.resize(2);
+  message.addresses[0].address = "415.555.0100";
+  message.addresses[1].address = "4155550100";
+  EXPECT_EQ(handOver(helpers::to_buffer(message)).id, 3);
+  EXPECT_EQ(thread(1).msgCnt, 3);
+  EXPECT_EQ(store().value("SELECT count(*) FROM msg_address_table;"), "1");
+
+  EXPECT_EQ(addMessage("(415) 555-0199", "third").id, 4);
+  EXPECT_EQ(store().value("SELECT addressType || address FROM msg_address_table "
+                          "WHERE convId = 2;"),
+            "14155550199");
 }
 
 // The underscore keeps these addresses out of the library's own search.

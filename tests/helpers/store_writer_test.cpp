@@ -106,6 +106,18 @@ TEST_F(StoreWriterTest, FindsOrMakesTheConversation) {
   EXPECT_EQ(rows("convId, addressType, recipientType, address", "msg_address_table"), addresses);
 }
 
+TEST_F(StoreWriterTest, TakesPeopleAsTheyAreWrittenAndEachOnce) {
+  write([](StoreWriter& writer) {
+    EXPECT_EQ(writer.conversationOf(messageTo({"(415) 555-0100", "", "4155550100"})), 1);
+    EXPECT_EQ(writer.conversationOf(messageTo({"+1 415.555.0100", "+14155550100"})), 1);
+    EXPECT_EQ(writer.conversationOf(messageTo({"4155550100"})), 1);
+    EXPECT_EQ(writer.conversationOf(messageTo({"", " "})), 2);
+    EXPECT_EQ(writer.conversationsMade(), 2);
+  });
+  const std::vector<std::string> addresses = {"1,'4155550100'", "2,NULL"};
+  EXPECT_EQ(rows("convId, address", "msg_address_table"), addresses);
+}
+
 TEST_F(StoreWriterTest, LooksForAConversationOnce) {
   Transaction transaction;
   StoreWriter writer;

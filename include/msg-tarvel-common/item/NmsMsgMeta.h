@@ -47,7 +47,7 @@ class MSG_TARVEL_EXPORT NmsMsgMeta {
   std::string secondaryId;
   /** The network store's modification sequence number; carried as stored. */
   int64_t lastModSeq = 0;
-  /** Time of the message as stored; lists of metadata are ordered by it. */
+  /** Time of the message as stored; lists are ordered by it, but for those to be synced. */
   int64_t msgTime = 0;
   /** 0 until the message is correlated by BT, then 1. */
   int32_t BTCorrelated = 0;
