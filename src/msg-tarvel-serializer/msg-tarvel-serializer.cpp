@@ -291,17 +291,20 @@ Record* new_record() {
 }
 
 /**
- * Reads a presence byte and, behind it, a record of its own into `*item`. Without memory for the
- * record, `*item` is null and its block is not passed over.
+ * Reads a presence byte and, behind it, a record of its own into `*item`, with which a message
+ * ends. Without memory for the record, `*item` is null and its block is not read.
  */
 template <typename Record>
-void read_optional(const char* at, Record** item, int (*readBlock)(const char*, Record*)) {
+void read_last_optional(const char* at, Record** item, int (*readBlock)(const char*, Record*)) {
   *item = byte_at(at) == 0 ? nullptr : new_record<Record>();
   readBlock(at + 1, *item);
 }
 
-/** The same for the metadata of a content, which is put where its text2 asks for. */
-const char* read_optional(const char* at, msg_nms_content_meta_data_t** item) {
+/**
+ * The same for the metadata of a content, which is put where its text2 asks for; what follows the
+ * presence byte of one that cannot be had is not passed over.
+ */
+const char* read_optional_metadata(const char* at, msg_nms_content_meta_data_t** item) {
   *item = nullptr;
   if (byte_at(at++) == 0) return at;
   *item = new_content_metadata();
@@ -411,7 +414,7 @@ int __deserialize_nms_content_meta_data_item(const char* buf, msg_nms_content_me
 int __deserialize_msg_content_item(const char* buf, msg_content_item_t* item) {
   if (!buf || !item) return 0;
   const char* const at = read_head(buf, *item, CallSite::here());
-  return bytes_between(buf, read_optional(at, &item->nmsContentMetaData));
+  return bytes_between(buf, read_optional_metadata(at, &item->nmsContentMetaData));
 }
 
 int msg_serialize_message(const msg_message_item_t* item, char** out) {
@@ -446,7 +449,7 @@ void msg_deserialize_message(const char* buf, msg_message_item_t* item) {
   const char* at = read_head(buf, *item, CallSite::here());
   at = read_list(at, &item->addressList, &__deserialize_msg_address_item);
   at = read_list(at, &item->contentList, &__deserialize_msg_content_item);
-  read_optional(at, &item->nmsMsgMetaData, &__deserialize_nms_msg_meta_data_item);
+  read_last_optional(at, &item->nmsMsgMetaData, &__deserialize_nms_msg_meta_data_item);
 }
 
 void msg_deserialize_nms_msg_meta(const char* buf, msg_nms_msg_meta_data_t* meta) {
