@@ -346,7 +346,7 @@ std::unique_ptr<SqlStatement> DBMgr::compileStatement(const std::string& sql) {
   // Without memory for the wrapper the statement goes too, or the connection could never be closed.
   std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> owned(statement, &sqlite3_finalize);
   auto wrapper = std::make_unique<SqlStatement>(statement);
-  owned.release();
+  static_cast<void>(owned.release());
   return wrapper;
 }
 
