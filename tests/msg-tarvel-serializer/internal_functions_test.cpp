@@ -167,7 +167,7 @@ TEST(ReadingAString, ACountThatAnIntCannotHoldWrapsAround) {
   EXPECT_EQ(__deserialize_string(number_bytes(0x7ffffffe).data(), nullptr),
             static_cast<int>(0x80000002));
   const std::string block =
-      "\x38" + std::string(56, '\0') + "\x05" + std::string(4 * 4, '\0') + number_bytes(0x7ffffff0);
+      "\x38" + std::string(56, '\0') + "\x05" + std::string(16, '\0') + number_bytes(0x7ffffff0);
   msg_nms_msg_meta_data_t meta{};
   EXPECT_EQ(__deserialize_nms_msg_meta_data_item(block.data(), &meta),
             static_cast<int>(0x7ffffff0U + 78U));
