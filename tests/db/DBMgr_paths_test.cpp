@@ -426,6 +426,7 @@ TEST_F(NonRootFilesTest, AModeThatCannotBeSetDoesNotMatter) {
 }
 
 TEST_F(NonRootFilesTest, BothFilesAreGivenToTheRealUser) {
+  AS_ROOT();
   Child child([&] {
     EXPECT_EQ(setresuid(NOBODY, 0, 0), 0);
     EXPECT_EQ(DBMgr::getInstance()->createDb(), 0);
