@@ -10,7 +10,7 @@ namespace {
 
 std::string quoted_for_zsh(const std::string& text) { return quoted(text, {{'\'', "'\\''"}}); }
 
-/** `text` with a backslash in front of what has a meaning where it stands in a specification. */
+/** `text` with a backslash in front of what has a meaning in the description of an option. */
 std::string escaped(const std::string& text, const char* special) {
   std::string result;
   for (const char character : text) {
@@ -30,7 +30,7 @@ std::string function_of(const std::string& path) {
   return name;
 }
 
-/** The end of a specification: how the help calls the value, and what is offered for it. */
+/** The end of such a description: how the help calls the value, and what is offered for it. */
 std::string value_of(const std::string& kind) {
   const std::string message = ":" + escaped(kind, ":") + ":";
   const Offer offer = offer_for(kind);
