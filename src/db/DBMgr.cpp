@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "db/DBMgr_internal.h"
 #include "db/bounded_text.h"
 #include "db/db_schema.h"
 #include "log.h"
@@ -340,7 +341,7 @@ std::unique_ptr<SqlStatement> DBMgr::compileStatement(const std::string& sql) {
   const int code =
       sqlite3_prepare_v2(_db, sql.c_str(), static_cast<int>(sql.size()), &statement, nullptr);
   if (code != SQLITE_OK) {
-    MSG_TARVEL_ERROR("sqlite3_prepare_v2() failed: (%d) (%s)", code, sqlite3_errmsg(_db));
+    DBMgrInternal::reportPrepareFailure(_db, code);
     return nullptr;
   }
   // Without memory for the wrapper the statement goes too, or the connection could never be closed.
@@ -348,6 +349,11 @@ std::unique_ptr<SqlStatement> DBMgr::compileStatement(const std::string& sql) {
   auto wrapper = std::make_unique<SqlStatement>(statement);
   static_cast<void>(owned.release());
   return wrapper;
+}
+
+void DBMgrInternal::reportPrepareFailure(sqlite3* db, int code) {
+  MSG_TARVEL_ERROR_AT(log::CallSite::here(__FILE__, "compileStatement"),
+                      "sqlite3_prepare_v2() failed: (%d) (%s)", code, sqlite3_errmsg(db));
 }
 
 int DBMgr::createDb() {
