@@ -192,14 +192,14 @@ int _db_query_get_message(const std::string& where, Message& message) {
 int _db_query_get_message_list(const std::string& where, const std::string& settledWhere,
                                std::vector<Message>& messages) {
   const log::CallSite site = log::CallSite::here();
+  FastResult fast;
   if (!settledWhere.empty()) {
-    if (const FastResult ret = fast_message_list(SELECT_MESSAGE_LIST + settledWhere,
-                                                 MESSAGE_LIST_FAILURES, messages, site)) {
-      return *ret;
-    }
+    fast = fast_message_list(SELECT_MESSAGE_LIST + settledWhere, MESSAGE_LIST_FAILURES, messages,
+                             site);
   }
-  return query_list(SELECT_MESSAGE_LIST + where, &_db_step_get_message, MESSAGE_LIST_FAILURES,
-                    messages, site);
+  if (fast.answer) return *fast.answer;
+  return query_list(SELECT_MESSAGE_LIST + (fast.isOrderOpen ? settledWhere : where),
+                    &_db_step_get_message, MESSAGE_LIST_FAILURES, messages, site);
 }
 
 int db_get_message(int msgId, Message& out) {
@@ -347,7 +347,7 @@ int _db_step_get_thread(SqlStatement& statement, Thread& thread) {
 
 int _db_query_get_thread(int convId, Thread& thread) {
   const log::CallSite site = log::CallSite::here();
-  if (const FastResult ret = fast_thread(convId, thread, site)) return *ret;
+  if (const FastResult fast = fast_thread(convId, thread, site); fast.answer) return *fast.answer;
 
   ConditionText select;
   select.append(
@@ -367,7 +367,8 @@ int _db_query_get_thread(int convId, Thread& thread) {
 
 int _db_query_get_thread_list(std::vector<Thread>& threads) {
   const log::CallSite site = log::CallSite::here();
-  if (const FastResult ret = fast_thread_list(THREAD_LIST_FAILURES, threads, site)) return *ret;
+  const FastResult fast = fast_thread_list(THREAD_LIST_FAILURES, threads, site);
+  if (fast.answer) return *fast.answer;
 
   ConditionText select;
   select.append(
@@ -462,10 +463,9 @@ int _db_query_get_conversation_list(int convId, std::vector<Conversation>& conve
       convId, NO_FOLDER, MAIN_FOLDER_5, STANDALONE_FOLDER_5, ALL_FOLDERS);
   const std::string sql = std::string(SELECT_CONVERSATION) + where.c_str();
   const log::CallSite site = log::CallSite::here();
-  if (const FastResult ret =
-          fast_conversation_list(sql, CONVERSATION_LIST_FAILURES, conversations, site)) {
-    return *ret;
-  }
+  const FastResult fast =
+      fast_conversation_list(sql, CONVERSATION_LIST_FAILURES, conversations, site);
+  if (fast.answer) return *fast.answer;
   return query_list(sql, &_db_step_get_conversation, CONVERSATION_LIST_FAILURES, conversations,
                     site);
 }
@@ -728,14 +728,14 @@ int _db_query_get_nms_meta(const std::string& where, NmsMsgMeta& meta) {
 int _db_query_get_nms_meta_list(const std::string& where, const std::string& settledWhere,
                                 std::vector<NmsMsgMeta>& metas) {
   const log::CallSite site = log::CallSite::here();
+  FastResult fast;
   if (!settledWhere.empty()) {
-    if (const FastResult ret = fast_nms_meta_list(SELECT_NMS_META_LIST + settledWhere,
-                                                  NMS_META_LIST_FAILURES, metas, site)) {
-      return *ret;
-    }
+    fast = fast_nms_meta_list(SELECT_NMS_META_LIST + settledWhere, NMS_META_LIST_FAILURES, metas,
+                              site);
   }
-  return query_list(SELECT_NMS_META_LIST + where, &_db_step_get_nms_meta, NMS_META_LIST_FAILURES,
-                    metas, site);
+  if (fast.answer) return *fast.answer;
+  return query_list(SELECT_NMS_META_LIST + (fast.isOrderOpen ? settledWhere : where),
+                    &_db_step_get_nms_meta, NMS_META_LIST_FAILURES, metas, site);
 }
 
 int db_get_nms_msg_meta(int msgId, const std::string& objectId, NmsMsgMeta& meta) {

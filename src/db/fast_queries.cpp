@@ -116,6 +116,14 @@ bool are_metas_as_created(sqlite3* db) {
   return is_as_created(db, "msg_nms_meta_table", "id", "INTEGER");
 }
 
+/** Whether the indexes may choose among rows whose order a text leaves open. */
+bool has_indexes(sqlite3* db) {
+  QuietStatement index(
+      db, std::string("SELECT 1 FROM sqlite_master WHERE type = 'index' AND name = '") +
+              CONVERSATION_INDEX + "';");
+  return index.isCompiled() && index.step() == SQLITE_ROW;
+}
+
 /** The first statement of a query: it takes the lock and decides which state of the store is read.
  */
 class Query {
@@ -151,9 +159,11 @@ class Query {
     _isReadable = (_code == SQLITE_ROW || _code == SQLITE_DONE) && isAsCreated(_db);
   }
 
-  /** False when the query ends here: with `answer`. */
+  /** False when the query ends here: with `end`. */
   bool isReadable() const { return _isReadable; }
-  FastResult answer() const { return _answer; }
+  FastResult end() const { return {_answer, false}; }
+  /** What to return when a row or what it depends on is not as expected. */
+  FastResult handOver() const { return {std::nullopt, has_indexes(_db)}; }
 
   sqlite3* db() const { return _db; }
   bool hasRow() const { return _code == SQLITE_ROW; }
@@ -172,7 +182,7 @@ class Query {
   std::optional<QuietStatement> _rows;
   int _code = SQLITE_MISUSE;
   bool _isReadable = false;
-  FastResult _answer;
+  std::optional<int> _answer;
 };
 
 // What the rows of a list depend on
@@ -401,26 +411,28 @@ FastResult read_list(const std::string& sql, bool (*isAsCreated)(sqlite3*),
                      const ListFailures& failures, std::vector<Item>& items, log::CallSite site,
                      ReadRow readRow, ReadDependents readDependents) {
   Query query(sql, isAsCreated, failures.firstStep, site);
-  if (!query.isReadable()) return query.answer();
+  if (!query.isReadable()) return query.end();
 
   Appended<Item> appended(items);
   for (; query.hasRow(); query.next()) {
     Item& item = items.emplace_back();
     readRow(query.row(), item);
-    if (!has_usual_ids(query.row(), item)) return std::nullopt;
+    if (!has_usual_ids(query.row(), item)) return query.handOver();
   }
-  if (!query.isDone() || !readDependents(query.db(), items, appended.begin)) return std::nullopt;
-  return appended.keep();
+  if (!query.isDone() || !readDependents(query.db(), items, appended.begin)) {
+    return query.handOver();
+  }
+  return {appended.keep()};
 }
 
 /** What a fast way lacks the memory for, the defined way may still do. */
 template <typename Way>
 FastResult unless_memory_fails(Way way) {
-  if (!fastQueriesAreOn) return std::nullopt;
+  if (!fastQueriesAreOn) return {};
   try {
     return way();
   } catch (const std::bad_alloc&) {
-    return std::nullopt;
+    return {};
   }
 }
 
@@ -542,7 +554,7 @@ FastResult read_thread_list(const ListFailures& failures, std::vector<Thread>& t
                             log::CallSite site) {
   Query query(select_threads("") + " ORDER BY A.displayTime DESC, A.convId ASC;",
               &are_threads_as_created, failures.firstStep, site);
-  if (!query.isReadable()) return query.answer();
+  if (!query.isReadable()) return query.end();
 
   Appended<Thread> appended(threads);
   std::vector<sqlite3_int64> convIds;
@@ -555,7 +567,7 @@ FastResult read_thread_list(const ListFailures& failures, std::vector<Thread>& t
     convIds.push_back(query.row().getInt64(0));
     states.try_emplace(convIds.back());
   }
-  if (!query.isDone() || !read_states(query.db(), states)) return std::nullopt;
+  if (!query.isDone() || !read_states(query.db(), states)) return {};
 
   // A conversation without messages is no thread.
   std::size_t end = appended.begin;
@@ -568,23 +580,23 @@ FastResult read_thread_list(const ListFailures& failures, std::vector<Thread>& t
     ++end;
   }
   threads.erase(threads.begin() + static_cast<std::ptrdiff_t>(end), threads.end());
-  return appended.keep();
+  return {appended.keep()};
 }
 
 FastResult read_one_thread(int convId, Thread& thread, log::CallSite site) {
   Query query(select_threads("A.convId = " + std::to_string(convId) + " AND ") + ";",
               &are_threads_as_created, StepFailure::PLAIN, site);
-  if (!query.isReadable()) return query.answer();
-  if (!query.hasRow()) return DB_NO_DATA;
+  if (!query.isReadable()) return query.end();
+  if (!query.hasRow()) return {DB_NO_DATA};
 
   MessageStates states;
   if (!look_states_up(query.db(), convId, states) && !scan_states(query.db(), convId, states)) {
-    return std::nullopt;
+    return {};
   }
-  if (!states.exist) return DB_NO_DATA;
+  if (!states.exist) return {DB_NO_DATA};
   read_thread(query.row(), thread);
   tell(states, thread);
-  return DB_SUCCESS;
+  return {DB_SUCCESS};
 }
 
 }  // namespace

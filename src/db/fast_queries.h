@@ -26,8 +26,13 @@
 
 namespace msg_tarvel::db {
 
-/** What a fast way returns: the result of the query, or nothing when the defined way is to run. */
-using FastResult = std::optional<int>;
+/** What a fast way returns. */
+struct FastResult {
+  /** The result of the query; nothing when the defined way is to run. */
+  std::optional<int> answer;
+  /** The defined way is to run with the settled text, for the store has indexes. */
+  bool isOrderOpen = false;
+};
 
 /** False lets every query take the defined way; for tests, before other threads query. */
 extern bool fastQueriesAreOn;
