@@ -9,18 +9,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <new>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "db/DBMgr_internal.h"
 #include "list_queries.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_error.h"
-#include "msg-tarvel-common/db/db_indexes.h"
 #include "support/db_log.h"
-#include "support/scarce_memory.h"
 #include "support/sqlite_faults.h"
 
 namespace msg_tarvel::db {
@@ -33,19 +29,10 @@ bool begins_with(const std::string& text, const std::string& beginning) {
   return text.compare(0, beginning.size(), beginning) == 0;
 }
 
-void create_indexes() { ASSERT_EQ(db_create_indexes(), DB_SUCCESS); }
-
-/** What is the same before and after every query. */
+/** Tells what calls of SQLite a query makes. */
 class FastQueryTest : public ListQueriesTest {
  protected:
   using ListQueriesTest::ListQueriesTest;
-
-  static sqlite3* connection() { return DBMgrInternal().handle(); }
-
-  static void expectNothingLeftBehind(bool isInTransaction = false) {
-    EXPECT_EQ(sqlite3_next_stmt(connection(), nullptr), nullptr) << "a statement is left";
-    EXPECT_EQ(sqlite3_get_autocommit(connection()) == 0, isInTransaction);
-  }
 
   /** The calls of SQLite that `query` makes on its fast way. */
   static std::vector<std::string> callsOf(const ListQuery& query) {
@@ -100,7 +87,7 @@ class FailingCalls : public FastQueryTest, public ::testing::WithParamInterface<
         _isBig(GetParam().isBig),
         _isInTransaction(GetParam().isInTransaction) {
     fill(_isBig ? 40 : 3, _isBig ? 80 : 9);
-    if (GetParam().hasIndexes) create_indexes();
+    if (GetParam().hasIndexes) createIndexes();
     if (!_isInTransaction) return;
     DBMgr& store = *DBMgr::getInstance();
     EXPECT_EQ(store.beginTransaction(), DB_SUCCESS);
@@ -194,16 +181,12 @@ void* failing_realloc(void* block, int size) {
   return is_time() ? nullptr : real_memory.xRealloc(block, size);
 }
 
-std::string name_of_store(const ::testing::TestParamInfo<bool>& info) {
-  return info.param ? "Indexed" : "Plain";
-}
-
 /** The parameter: whether there are indexes. */
 class RealFailures : public FastQueryTest, public ::testing::WithParamInterface<bool> {
  protected:
   void fillAndIndex() {
     fill(3, 9);
-    if (GetParam()) create_indexes();
+    if (GetParam()) createIndexes();
   }
 
   /** Each moment of each query fails in turn, every `stride` of them; `prepare` precedes a run. */
@@ -271,6 +254,198 @@ TEST_P(SqliteWithoutMemory, IsTakenBack) {
 }
 
 INSTANTIATE_TEST_SUITE_P(With, SqliteWithoutMemory, ::testing::Bool(), &name_of_store);
+
+// ---- Locks -------------------------------------------------------------------------------------
+
+class LockedStore : public FastQueryTest {
+ protected:
+  LockedStore() { fill(3, 9); }
+
+  /** The next query opens its connection anew, and so has to read the schema when it compiles. */
+  static void forgetSchema() {
+    init_db();
+    deinit_db();
+  }
+
+  /** How long the library wanted to wait since the last call. */
+  std::vector<unsigned int> waits() {
+    const std::vector<unsigned int> all = SqliteFaults::sleeps();
+    const auto begin = all.begin() + static_cast<std::ptrdiff_t>(_waitsBefore);
+    _waitsBefore = all.size();
+    return {begin, all.end()};
+  }
+
+  /** Both ways through a lock that stays: one wait, one failure. */
+  void expectTheSameFailure(const ListQuery& query, int code, bool isSchemaKnown) {
+    SCOPED_TRACE(query.name);
+    if (!isSchemaKnown) forgetSchema();
+    const Outcome defined = ask(query.ask, false);
+    EXPECT_EQ(defined.result, code);
+    EXPECT_EQ(waits(), SIX_WAITS);
+    if (!isSchemaKnown) forgetSchema();
+    const Outcome fast = query.ask();
+    EXPECT_EQ(fast, defined);
+    EXPECT_EQ(waits(), SIX_WAITS);
+    expectNothingLeftBehind();
+  }
+
+ private:
+  std::size_t _waitsBefore = 0;
+};
+
+TEST_F(LockedStore, FailsInTheFirstStep) {
+  ASSERT_EQ(list_queries().front().ask().result, DB_SUCCESS);
+  raw().exec("BEGIN EXCLUSIVE;");
+  for (const ListQuery& query : list_queries()) expectTheSameFailure(query, DB_ERR_STEP, true);
+}
+
+TEST_F(LockedStore, FailsToCompileWithoutTheSchema) {
+  raw().exec("BEGIN EXCLUSIVE;");
+  for (const ListQuery& query : list_queries()) expectTheSameFailure(query, DB_ERR_PREPARE, false);
+}
+
+TEST_F(LockedStore, IsReportedLineByLine) {
+  std::vector<Message> messages;
+  ASSERT_EQ(db_get_message_list(ListCondition(), messages), DB_SUCCESS);
+  const std::size_t before = messages.size();
+  raw().exec("BEGIN EXCLUSIVE;");
+  FakePlatform::get().clearLines();
+  EXPECT_EQ(db_get_message_list(ListCondition(), messages), DB_ERR_STEP);
+  EXPECT_TRUE(logged(
+      {gave_up_waiting(),
+       error_line("SqlStatement.cpp", "step", "[ERROR] sqlite3_step() failed: (5)"),
+       error_line("db_common_funcs.cpp", "_db_query_get_message_list", "[ERROR] step() failed"),
+       warn_line("SqlStatement.cpp", "_finalize", "sqlite3_finalize() failed: (5)"),
+       error_line("db_common_funcs.cpp", "db_get_message_list",
+                  "[ERROR] _db_query_get_message_list() failed: (-1005)")}));
+  forgetSchema();
+  EXPECT_EQ(db_get_message_list(ListCondition(), messages), DB_ERR_PREPARE);
+  EXPECT_TRUE(logged(
+      {opening(), gave_up_waiting(),
+       manager_error("compileStatement", "sqlite3_prepare_v2() failed: (5) (database is locked)"),
+       error_line("db_common_funcs.cpp", "_db_query_get_message_list",
+                  "[ERROR] compileStatement() failed!"),
+       error_line("db_common_funcs.cpp", "db_get_message_list",
+                  "[ERROR] _db_query_get_message_list() failed: (-1004)")}));
+  EXPECT_EQ(messages.size(), before);
+}
+
+TEST_F(LockedStore, ThatIsGivenFreeInTimeAnswers) {
+  for (const ListQuery& query : list_queries()) {
+    SCOPED_TRACE(query.name);
+    const Outcome free = ask(query.ask, false);
+    for (const bool isSchemaKnown : {true, false}) {
+      if (!isSchemaKnown) forgetSchema();
+      raw().exec("BEGIN EXCLUSIVE;");
+      SqliteFaults::onSleep([this, count = 0]() mutable {
+        // After 0.1 and 0.2 seconds.
+        if (++count == 2) raw().exec("COMMIT;");
+      });
+      Outcome outcome = query.ask();
+      if (!isSchemaKnown) outcome.lines.clear();
+      EXPECT_EQ(outcome, free);
+      EXPECT_EQ(waits(), (std::vector<unsigned int>{100000, 200000}));
+      expectNothingLeftBehind();
+    }
+  }
+}
+
+TEST_F(LockedStore, IsNotWaitedForTwiceBetweenCompilingAndTheFirstStep) {
+  for (const ListQuery& query : list_queries()) {
+    SCOPED_TRACE(query.name);
+    const std::size_t step = firstStep(callsOf(query));
+    SqliteFaults::onCall(step, [this] { raw().exec("BEGIN EXCLUSIVE;"); });
+    EXPECT_EQ(query.ask().result, DB_ERR_STEP);
+    EXPECT_EQ(waits(), SIX_WAITS);
+    expectNothingLeftBehind();
+    raw().exec("COMMIT;");
+  }
+}
+
+// ---- A writer in the middle --------------------------------------------------------------------
+
+/** Gives every message and every part another look, and moves messages; all or nothing. */
+constexpr const char* CHANGE_EVERYTHING =
+    "UPDATE msg_message_table SET convId = convId % 3 + 1, mainText = 'changed', "
+    "  networkStatus = 3 - networkStatus % 2, simIndex = 9, displayTime = displayTime - 1;"
+    "UPDATE msg_address_table SET convId = convId % 3 + 1, address = 'changed' || address;"
+    "UPDATE msg_mms_content_table SET textData = 'changed';"
+    "INSERT INTO msg_mms_content_table (msgId) VALUES (3);"
+    "UPDATE msg_nms_meta_table SET objectId = 'changed', msgTime = msgTime - 1;"
+    "UPDATE msg_conversation_table SET unreadCnt = 7, mainText = 'changed';";
+
+class WriterInTheMiddle : public LockedStore, public ::testing::WithParamInterface<bool> {
+ protected:
+  WriterInTheMiddle() {
+    if (GetParam()) createIndexes();
+    raw().exec("PRAGMA busy_timeout = 0;");
+  }
+
+  bool run(const char* sql) {
+    return sqlite3_exec(raw().handle(), sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+  }
+
+  /** A transaction that cannot be committed keeps new readers out. */
+  void change() {
+    _hasChanged = run("BEGIN IMMEDIATE;") && run(CHANGE_EVERYTHING) && run("COMMIT;");
+  }
+
+  void changeBack(const std::string& copy) {
+    if (!_hasChanged) run("ROLLBACK;");
+    raw().exec("PRAGMA busy_timeout = 5000;");
+    if (_hasChanged) restore(copy);
+    raw().exec("PRAGMA busy_timeout = 0;");
+  }
+
+  /** The library's connection takes the whole file from a copy. */
+  void restore(const std::string& copy) {
+    RawConnection source(copy);
+    sqlite3_backup* const backup =
+        sqlite3_backup_init(raw().handle(), "main", source.handle(), "main");
+    ASSERT_EQ(sqlite3_backup_step(backup, -1), SQLITE_DONE);
+    sqlite3_backup_finish(backup);
+  }
+
+  bool hasChanged() const { return _hasChanged; }
+
+ private:
+  bool _hasChanged = false;
+};
+
+TEST_P(WriterInTheMiddle, IsSeenWhollyOrNotAtAll) {
+  const std::string copy = dataDir() + "copy.db";
+  raw().exec("VACUUM INTO " + quoted(copy) + ";");
+  for (const ListQuery& query : list_queries()) {
+    SCOPED_TRACE(query.name);
+    const Outcome before = ask(query.ask, false);
+    const std::vector<std::string> calls = callsOf(query);
+    bool hasSeen[2] = {false, false};
+    for (std::size_t number = 1; number <= calls.size(); ++number) {
+      SCOPED_TRACE(calls[number - 1]);
+      SqliteFaults::onCall(number, [this] { change(); });
+      const Outcome outcome = query.ask();
+      ASSERT_TRUE(SqliteFaults::hasCallCome());
+      hasSeen[hasChanged()] = true;
+      if (hasChanged()) {
+        const Outcome after = ask(query.ask, false);
+        EXPECT_NE(after.items, before.items);
+        // One that comes when the query is as good as done comes after it.
+        const bool isOver = begins_with(calls[number - 1], "exec COMMIT");
+        EXPECT_EQ(outcome, isOver ? before : after);
+      } else {
+        EXPECT_EQ(outcome, before);
+        // The reader waited for nobody, not even for one who waits for it.
+        EXPECT_TRUE(waits().empty());
+      }
+      expectNothingLeftBehind();
+      changeBack(copy);
+    }
+    EXPECT_TRUE(hasSeen[false]);
+    EXPECT_TRUE(hasSeen[true]);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(With, WriterInTheMiddle, ::testing::Bool(), &name_of_store);
 
 }  // namespace
 

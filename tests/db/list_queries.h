@@ -2,10 +2,16 @@
 
 // Every query that has a fast way, and a store in which each finds rows of every kind.
 
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
 #include <string>
 #include <vector>
 
+#include "db/DBMgr_internal.h"
 #include "msg-tarvel-common/db/db_common_funcs.h"
+#include "msg-tarvel-common/db/db_error.h"
+#include "msg-tarvel-common/db/db_indexes.h"
 #include "msg-tarvel-common/utility/common_util_funcs.h"
 #include "query_outcome.h"
 #include "support/store.h"
@@ -108,8 +114,17 @@ class ListQueriesTest : public StoreTest {
                perNumber(messages,
                          "INSERT INTO msg_nms_meta_table (msgId, objectId, primaryId, "
                          "secondaryId, BTCorrelated, MSSICorrelated, msgTime) SELECT i, "
-                         "'object ' || i, 'p' || i % 2, 'p' || i % 3, i % 3 = 2, 0, i / 3") +
+                         "'object ' || i, 'p' || (i % 2), 'p' || (i % 3), i % 3 = 2, 0, i / 3") +
                "COMMIT;");
+  }
+
+  static void createIndexes() { ASSERT_EQ(db::db_create_indexes(), db::DB_SUCCESS); }
+
+  static sqlite3* connection() { return db::DBMgrInternal().handle(); }
+
+  static void expectNothingLeftBehind(bool isInTransaction = false) {
+    EXPECT_EQ(sqlite3_next_stmt(connection(), nullptr), nullptr) << "a statement is left";
+    EXPECT_EQ(sqlite3_get_autocommit(connection()) == 0, isInTransaction);
   }
 
  private:
@@ -119,5 +134,10 @@ class ListQueriesTest : public StoreTest {
            std::to_string(count) + ") " + insertSelect + " FROM number;";
   }
 };
+
+/** Of a parameter that says whether there are indexes. */
+inline std::string name_of_store(const ::testing::TestParamInfo<bool>& info) {
+  return info.param ? "Indexed" : "Plain";
+}
 
 }  // namespace msg_tarvel
