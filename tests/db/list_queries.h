@@ -85,6 +85,7 @@ class ListQueriesTest : public StoreTest {
   explicit ListQueriesTest(const std::string& salesCode = "ATT") {
     FakePlatform::get().set("db/csc/salescode", salesCode);
     common_util::is_linkdial_supported();
+    FakePlatform::get().clearLines();
   }
 
   /** Message i belongs to conversation i % `conversations` + 1. */
