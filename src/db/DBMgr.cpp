@@ -265,8 +265,11 @@ int DBMgr::_openDb() {
   }
 
   // SQLite takes an empty path for a private temporary database, which would lose what is written.
+  // A connection is used by one thread only and does without SQLite's own mutex.
+  constexpr int FLAGS = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
   sqlite3* handle = nullptr;
-  int code = path.empty() ? SQLITE_CANTOPEN : sqlite3_open(path.c_str(), &handle);
+  int code =
+      path.empty() ? SQLITE_CANTOPEN : sqlite3_open_v2(path.c_str(), &handle, FLAGS, nullptr);
   if (code != SQLITE_OK) {
     // The handle that a failed open leaves behind is not closed.
     MSG_TARVEL_ERROR("sqlite3_open() failed: (%d)", code);
