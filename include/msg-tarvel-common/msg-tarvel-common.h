@@ -14,6 +14,7 @@
 #include "db/SqlStatement.h"
 #include "db/db_common_funcs.h"
 #include "db/db_error.h"
+#include "db/db_indexes.h"
 #include "export.h"
 #include "ipc/MsgIPC.h"
 #include "item/Address.h"

@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "db/DBMgr_internal.h"
 #include "db/bounded_text.h"
 #include "db/db_schema.h"
 #include "log.h"
@@ -264,8 +265,11 @@ int DBMgr::_openDb() {
   }
 
   // SQLite takes an empty path for a private temporary database, which would lose what is written.
+  // A connection is used by one thread only and does without SQLite's own mutex.
+  constexpr int FLAGS = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
   sqlite3* handle = nullptr;
-  int code = path.empty() ? SQLITE_CANTOPEN : sqlite3_open(path.c_str(), &handle);
+  int code =
+      path.empty() ? SQLITE_CANTOPEN : sqlite3_open_v2(path.c_str(), &handle, FLAGS, nullptr);
   if (code != SQLITE_OK) {
     // The handle that a failed open leaves behind is not closed.
     MSG_TARVEL_ERROR("sqlite3_open() failed: (%d)", code);
@@ -340,7 +344,7 @@ std::unique_ptr<SqlStatement> DBMgr::compileStatement(const std::string& sql) {
   const int code =
       sqlite3_prepare_v2(_db, sql.c_str(), static_cast<int>(sql.size()), &statement, nullptr);
   if (code != SQLITE_OK) {
-    MSG_TARVEL_ERROR("sqlite3_prepare_v2() failed: (%d) (%s)", code, sqlite3_errmsg(_db));
+    DBMgrInternal::reportPrepareFailure(_db, code);
     return nullptr;
   }
   // Without memory for the wrapper the statement goes too, or the connection could never be closed.
@@ -348,6 +352,11 @@ std::unique_ptr<SqlStatement> DBMgr::compileStatement(const std::string& sql) {
   auto wrapper = std::make_unique<SqlStatement>(statement);
   static_cast<void>(owned.release());
   return wrapper;
+}
+
+void DBMgrInternal::reportPrepareFailure(sqlite3* db, int code) {
+  MSG_TARVEL_ERROR_AT(log::CallSite::here(__FILE__, "compileStatement"),
+                      "sqlite3_prepare_v2() failed: (%d) (%s)", code, sqlite3_errmsg(db));
 }
 
 int DBMgr::createDb() {

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "db/SqlStatement_internal.h"
 #include "log.h"
 #include "msg-tarvel-common/db/db_error.h"
 
@@ -15,11 +16,12 @@ SqlStatement::~SqlStatement() {
   if (_stmt) _finalize();
 }
 
-int SqlStatement::step() {
-  const int code = sqlite3_step(_stmt);
+int SqlStatement::step() { return SqlStatementInternal::stepResult(sqlite3_step(_stmt)); }
+
+int SqlStatementInternal::stepResult(int code) {
   if (code == SQLITE_ROW) return DB_ROW;
   if (code == SQLITE_DONE) return DB_SUCCESS;
-  MSG_TARVEL_ERROR("sqlite3_step() failed: (%d)", code);
+  MSG_TARVEL_ERROR_AT(log::CallSite::here(__FILE__, "step"), "sqlite3_step() failed: (%d)", code);
   return DB_ERR_STEP;
 }
 

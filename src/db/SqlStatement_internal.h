@@ -1,6 +1,6 @@
 #pragma once
 
-// What the unit tests see of the private members of SqlStatement.
+// What the fast ways and the unit tests see of the private members of SqlStatement.
 
 #include "msg-tarvel-common/db/SqlStatement.h"
 
@@ -9,6 +9,8 @@ namespace msg_tarvel::db {
 class SqlStatementInternal {
  public:
   static void finalize(SqlStatement& statement) { statement._finalize(); }
+  /** What step returns, and reports, for SQLite's `code`. */
+  static int stepResult(int code);
   static sqlite3_stmt* handle(const SqlStatement& statement) { return statement._stmt; }
 };
 

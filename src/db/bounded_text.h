@@ -25,6 +25,9 @@ class BoundedText {
   }
 
   const char* c_str() const { return _text; }
+  std::size_t length() const { return _length; }
+  /** True when nothing more fits, so that something may have been cut off. */
+  bool isFull() const { return _length == Room - 1; }
 
  private:
   char _text[Room] = {};

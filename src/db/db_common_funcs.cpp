@@ -11,6 +11,7 @@
 
 #include "db/bounded_text.h"
 #include "db/db_common_funcs_internal.h"
+#include "db/fast_queries.h"
 #include "db/query.h"
 #include "log.h"
 #include "msg-tarvel-common/db/SqlStatement.h"
@@ -22,10 +23,18 @@ namespace msg_tarvel::db {
 
 namespace {
 
-constexpr const char* MMS = "mms";
-
 /** A condition, or a part of a statement: at most 1,023 characters. */
 using ConditionText = BoundedText<1024>;
+
+/**
+ * `condition` with `order` put in at `place`, where its own order ends; for the fast ways. Empty
+ * when it was cut, or when a quote in `text`, which stands in it, makes that place another one.
+ */
+std::string with_order(const ConditionText& condition, std::size_t place, const char* order,
+                       const std::string& text = {}) {
+  if (condition.isFull() || text.find('\'') != std::string::npos) return {};
+  return std::string(condition.c_str()).insert(place, order);
+}
 
 }  // namespace
 
@@ -50,14 +59,9 @@ constexpr const char* SELECT_MESSAGE_LIST =
 constexpr ListFailures MESSAGE_LIST_FAILURES = {StepFailure::PLAIN, StepFailure::EXCLAIMED,
                                                 "_db_step_get_message"};
 
-/** The folders whose messages have metadata on the network message store. */
-bool has_nms_meta(int folder) {
-  return (folder >= MAIN_FOLDER_1 && folder <= MAIN_FOLDER_3) || folder == MAIN_FOLDER_5;
-}
-
 }  // namespace
 
-int _db_step_get_message(SqlStatement& statement, Message& message) {
+void read_message(const SqlStatement& statement, Message& message) {
   message.msgId = statement.getInt(0);
   message.convId = statement.getInt(1);
   message.msgType = statement.getText(2);
@@ -78,20 +82,35 @@ int _db_step_get_message(SqlStatement& statement, Message& message) {
   message.stickerId = statement.getInt(17);
   message.isShareDialMessage = statement.getInt(18) != 0;
   message.isSafeMessage = statement.getInt(19) != 0;
+}
 
-  int ret = db_get_addresses(message.convId, message.addresses);
-  if (is_failure(ret)) {
-    MSG_TARVEL_ERROR("db_get_addresses() failed: (%d)", ret);
-    return ret;
-  }
+void mark_sender(Message& message) {
   for (Address& address : message.addresses) {
     if (address.address == message.peerGroupChatSender) {
       address.userFlag = true;
       break;
     }
   }
+}
 
-  if (message.msgType == MMS) {
+bool has_contents(const Message& message) { return message.msgType == "mms"; }
+
+bool has_nms_meta(const Message& message) {
+  const int folder = message.storageFolder;
+  return (folder >= MAIN_FOLDER_1 && folder <= MAIN_FOLDER_3) || folder == MAIN_FOLDER_5;
+}
+
+int _db_step_get_message(SqlStatement& statement, Message& message) {
+  read_message(statement, message);
+
+  int ret = db_get_addresses(message.convId, message.addresses);
+  if (is_failure(ret)) {
+    MSG_TARVEL_ERROR("db_get_addresses() failed: (%d)", ret);
+    return ret;
+  }
+  mark_sender(message);
+
+  if (has_contents(message)) {
     ret = db_get_contents(message.msgId, message.contents);
     if (is_failure(ret)) {
       MSG_TARVEL_ERROR("db_get_contents() failed: (%d)", ret);
@@ -99,7 +118,7 @@ int _db_step_get_message(SqlStatement& statement, Message& message) {
     }
   }
 
-  if (common_util::is_linkdial_supported() && has_nms_meta(message.storageFolder)) {
+  if (common_util::is_linkdial_supported() && has_nms_meta(message)) {
     // A message is given without its metadata rather than not at all.
     ret = db_get_nms_msg_meta(message.msgId, "", message.nmsMsgMeta);
     if (is_failure(ret)) MSG_TARVEL_WARN("db_get_nms_msg_meta() failed: (%d)", ret);
@@ -170,9 +189,17 @@ int _db_query_get_message(const std::string& where, Message& message) {
                      message);
 }
 
-int _db_query_get_message_list(const std::string& where, std::vector<Message>& messages) {
-  return query_list(SELECT_MESSAGE_LIST + where, &_db_step_get_message, MESSAGE_LIST_FAILURES,
-                    messages);
+int _db_query_get_message_list(const std::string& where, const std::string& settledWhere,
+                               std::vector<Message>& messages) {
+  const log::CallSite site = log::CallSite::here();
+  FastResult fast;
+  if (!settledWhere.empty()) {
+    fast = fast_message_list(SELECT_MESSAGE_LIST + settledWhere, MESSAGE_LIST_FAILURES, messages,
+                             site);
+  }
+  if (fast.answer) return *fast.answer;
+  return query_list(SELECT_MESSAGE_LIST + (fast.isOrderOpen ? settledWhere : where),
+                    &_db_step_get_message, MESSAGE_LIST_FAILURES, messages, site);
 }
 
 int db_get_message(int msgId, Message& out) {
@@ -210,19 +237,24 @@ int db_get_message_list(const ListCondition& cond, std::vector<Message>& out) {
   if (cond.storageId > 0) where.append(" AND storageId = %d", cond.storageId);
   if (!cond.msgType.empty()) where.append(" AND msgType = '%s'", cond.msgType.c_str());
   where.append(" ORDER BY displayTime %s", cond.ascending ? "ASC" : "DESC");
+  const std::size_t orderEnd = where.length();
   if (cond.limit != 0) where.append(" LIMIT %d", cond.limit);
   where.append(";");
+  const std::string settled = with_order(where, orderEnd, ", msgId", cond.msgType);
   return report_failure("_db_query_get_message_list",
-                        _db_query_get_message_list(where.c_str(), out));
+                        _db_query_get_message_list(where.c_str(), settled, out));
 }
 
 int db_get_standalone_messages(const std::vector<int>& itemIds, std::vector<Message>& out) {
   ConditionText where;
-  where.append("WHERE (storageFolder = %d OR storageFolder = %d) AND itemId IN (%s);",
+  where.append("WHERE (storageFolder = %d OR storageFolder = %d) AND itemId IN (%s)",
                STANDALONE_FOLDER_1, STANDALONE_FOLDER_3,
                common_util::to_comma_separated_string(itemIds).c_str());
+  const std::size_t orderEnd = where.length();
+  where.append(";");
+  const std::string settled = with_order(where, orderEnd, " ORDER BY msgId");
   return report_failure("_db_query_get_message_list",
-                        _db_query_get_message_list(where.c_str(), out));
+                        _db_query_get_message_list(where.c_str(), settled, out));
 }
 
 int db_get_messages_by_time(long long time, FolderType folder, std::vector<Message>& out) {
@@ -240,15 +272,19 @@ int db_get_messages_by_time(long long time, FolderType folder, std::vector<Messa
   } else if (folder != NO_FOLDER) {
     where.append(" AND storageFolder = %d", static_cast<int>(folder));
   }
-  where.append(" ORDER BY displayTime DESC;");
+  where.append(" ORDER BY displayTime DESC");
+  const std::size_t orderEnd = where.length();
+  where.append(";");
+  const std::string settled = with_order(where, orderEnd, ", msgId");
   return report_failure("_db_query_get_message_list",
-                        _db_query_get_message_list(where.c_str(), out));
+                        _db_query_get_message_list(where.c_str(), settled, out));
 }
 
 int db_get_unsynced_messages(std::vector<Message>& out) {
   return report_failure(
       "_db_query_get_message_list",
-      _db_query_get_message_list("WHERE read = 1 AND sync = 0 ORDER BY msgType;", out));
+      _db_query_get_message_list("WHERE read = 1 AND sync = 0 ORDER BY msgType;",
+                                 "WHERE read = 1 AND sync = 0 ORDER BY msgType, msgId;", out));
 }
 
 int db_get_deleted_messages(bool mainFolderOnly, std::vector<Message>& out) {
@@ -274,13 +310,6 @@ int db_get_deleted_messages(bool mainFolderOnly, std::vector<Message>& out) {
 
 namespace {
 
-constexpr int NETWORK_STATUS_SENDING = 1;
-constexpr int NETWORK_STATUS_FAILED = 3;
-
-#define SELECT_THREAD_COLUMNS                                                           \
-  "SELECT A.convId, A.unreadCnt, A.msgCnt, A.storageFolder, A.msgType, A.displayTime, " \
-  "A.mainText, A.msgText, A.peerConvId, A.peerChatType, A.peerChatState, A.stickerId, " \
-  "A.lastMsgId, "
 #define SELECT_THREAD_COUNTS                                       \
   "(COUNT(CASE WHEN B.networkStatus = %d THEN 1 END)) AS FAILED, " \
   "(COUNT(CASE WHEN B.networkStatus = %d THEN 1 END)) AS SENDING " \
@@ -291,7 +320,7 @@ constexpr ListFailures THREAD_LIST_FAILURES = {StepFailure::PLAIN, StepFailure::
 
 }  // namespace
 
-int _db_step_get_thread(SqlStatement& statement, Thread& thread) {
+void read_thread(const SqlStatement& statement, Thread& thread) {
   thread.convId = statement.getInt(0);
   thread.unreadCnt = statement.getInt(1);
   thread.msgCnt = statement.getInt(2);
@@ -305,6 +334,10 @@ int _db_step_get_thread(SqlStatement& statement, Thread& thread) {
   thread.peerChatState = statement.getInt(10) != 0;
   thread.stickerId = statement.getInt(11);
   thread.lastMsgId = statement.getInt(12);
+}
+
+int _db_step_get_thread(SqlStatement& statement, Thread& thread) {
+  read_thread(statement, thread);
   thread.networkStatus = statement.getInt(13);
   thread.simIndex = statement.getInt(14);
   if (statement.getInt(15) > 0) thread.failed = true;
@@ -313,34 +346,41 @@ int _db_step_get_thread(SqlStatement& statement, Thread& thread) {
 }
 
 int _db_query_get_thread(int convId, Thread& thread) {
+  const log::CallSite site = log::CallSite::here();
+  if (const FastResult fast = fast_thread(convId, thread, site); fast.answer) return *fast.answer;
+
   ConditionText select;
-  select.append(SELECT_THREAD_COLUMNS
-                "(SELECT networkStatus FROM msg_message_table WHERE convId = A.convId "
-                "ORDER BY displayTime DESC) AS NETWORK_STATUS, "
-                "(SELECT simIndex FROM msg_message_table WHERE convId = A.convId "
-                "ORDER BY displayTime DESC) AS SIMINDEX, " SELECT_THREAD_COUNTS,
-                NETWORK_STATUS_FAILED, NETWORK_STATUS_SENDING);
+  select.append(
+      "SELECT %s, (SELECT networkStatus FROM msg_message_table WHERE convId = A.convId "
+      "ORDER BY displayTime DESC) AS NETWORK_STATUS, "
+      "(SELECT simIndex FROM msg_message_table WHERE convId = A.convId "
+      "ORDER BY displayTime DESC) AS SIMINDEX, " SELECT_THREAD_COUNTS,
+      THREAD_COLUMNS, NETWORK_STATUS_FAILED, NETWORK_STATUS_SENDING);
   ConditionText where;
   where.append(
       "ON A.convId = %d AND B.convId = A.convId AND A.msgCnt > 0 GROUP BY A.convId "
       "ORDER BY A.displayTime DESC;",
       convId);
   return query_first(std::string(select.c_str()) + where.c_str(), &_db_step_get_thread, nullptr,
-                     thread);
+                     thread, site);
 }
 
 int _db_query_get_thread_list(std::vector<Thread>& threads) {
+  const log::CallSite site = log::CallSite::here();
+  const FastResult fast = fast_thread_list(THREAD_LIST_FAILURES, threads, site);
+  if (fast.answer) return *fast.answer;
+
   ConditionText select;
-  select.append(SELECT_THREAD_COLUMNS
-                "(SELECT networkStatus FROM msg_message_table WHERE convId = A.convId "
-                "ORDER BY displayTime DESC, convId ASC) AS NETWORK_STATUS, "
-                "(SELECT simIndex FROM msg_message_table WHERE convId = A.convId "
-                "ORDER BY displayTime DESC, convId ASC) AS SIMINDEX, " SELECT_THREAD_COUNTS,
-                NETWORK_STATUS_FAILED, NETWORK_STATUS_SENDING);
+  select.append(
+      "SELECT %s, (SELECT networkStatus FROM msg_message_table WHERE convId = A.convId "
+      "ORDER BY displayTime DESC, convId ASC) AS NETWORK_STATUS, "
+      "(SELECT simIndex FROM msg_message_table WHERE convId = A.convId "
+      "ORDER BY displayTime DESC, convId ASC) AS SIMINDEX, " SELECT_THREAD_COUNTS,
+      THREAD_COLUMNS, NETWORK_STATUS_FAILED, NETWORK_STATUS_SENDING);
   return query_list(std::string(select.c_str()) +
                         "WHERE A.msgCnt > 0 AND B.convId = A.convId GROUP BY A.convId "
                         "ORDER BY A.displayTime DESC, A.convId ASC;",
-                    &_db_step_get_thread, THREAD_LIST_FAILURES, threads);
+                    &_db_step_get_thread, THREAD_LIST_FAILURES, threads, site);
 }
 
 int db_get_thread(int convId, Thread& thread) {
@@ -364,15 +404,9 @@ constexpr const char* SELECT_CONVERSATION =
 constexpr ListFailures CONVERSATION_LIST_FAILURES = {StepFailure::PLAIN, StepFailure::PLAIN,
                                                      "_db_step_get_conversation"};
 
-/** The folders whose "mms" messages show their contents in a conversation. */
-bool shows_contents(int folder) {
-  return (folder >= MAIN_FOLDER_1 && folder <= MAIN_FOLDER_3) ||
-         (folder >= STANDALONE_FOLDER_1 && folder <= STANDALONE_FOLDER_3);
-}
-
 }  // namespace
 
-int _db_step_get_conversation(SqlStatement& statement, Conversation& conversation) {
+void read_conversation(const SqlStatement& statement, Conversation& conversation) {
   conversation.msgId = statement.getInt(0);
   conversation.msgType = statement.getText(1);
   conversation.itemId = statement.getInt(2);
@@ -393,8 +427,18 @@ int _db_step_get_conversation(SqlStatement& statement, Conversation& conversatio
   conversation.stickerId = statement.getInt(17);
   conversation.isShareDialMessage = statement.getInt(18) != 0;
   conversation.isSafeMessage = statement.getInt(19) != 0;
+}
 
-  if (shows_contents(conversation.storageFolder) && conversation.msgType == MMS) {
+bool has_contents(const Conversation& conversation) {
+  const int folder = conversation.storageFolder;
+  const bool isShown = (folder >= MAIN_FOLDER_1 && folder <= MAIN_FOLDER_3) ||
+                       (folder >= STANDALONE_FOLDER_1 && folder <= STANDALONE_FOLDER_3);
+  return isShown && conversation.msgType == "mms";
+}
+
+int _db_step_get_conversation(SqlStatement& statement, Conversation& conversation) {
+  read_conversation(statement, conversation);
+  if (has_contents(conversation)) {
     const int ret = db_get_contents(conversation.msgId, conversation.contents);
     if (is_failure(ret)) {
       MSG_TARVEL_ERROR("db_get_contents() failed: (%d)", ret);
@@ -417,8 +461,13 @@ int _db_query_get_conversation_list(int convId, std::vector<Conversation>& conve
       "WHERE convId = %d AND storageFolder > %d AND storageFolder <> %d AND storageFolder <> %d "
       "AND storageFolder < %d ORDER BY displayTime, msgId ASC;",
       convId, NO_FOLDER, MAIN_FOLDER_5, STANDALONE_FOLDER_5, ALL_FOLDERS);
-  return query_list(std::string(SELECT_CONVERSATION) + where.c_str(), &_db_step_get_conversation,
-                    CONVERSATION_LIST_FAILURES, conversations);
+  const std::string sql = std::string(SELECT_CONVERSATION) + where.c_str();
+  const log::CallSite site = log::CallSite::here();
+  const FastResult fast =
+      fast_conversation_list(sql, CONVERSATION_LIST_FAILURES, conversations, site);
+  if (fast.answer) return *fast.answer;
+  return query_list(sql, &_db_step_get_conversation, CONVERSATION_LIST_FAILURES, conversations,
+                    site);
 }
 
 int db_get_conversation(int msgId, Conversation& conversation) {
@@ -443,17 +492,6 @@ constexpr int RECIPIENT_TYPE_ENDS_SEARCH = 3;
 
 /** The statement of the search for a conversation: at most 5,119 characters. */
 using SearchText = BoundedText<5120>;
-
-constexpr const char* SELECT_ADDRESSES =
-    "SELECT convId, addressType, recipientType, address FROM msg_address_table WHERE convId = ?;";
-
-int step_get_address(SqlStatement& statement, Address& address) {
-  address.convId = statement.getInt(0);
-  address.addressType = statement.getInt(1);
-  address.recipientType = statement.getInt(2);
-  address.address = statement.getText(3);
-  return DB_SUCCESS;
-}
 
 constexpr const char* SELECT_SIM_INFOS =
     "SELECT id, simIndex, storageId, Imsi, Address FROM msg_sim_table;";
@@ -499,13 +537,21 @@ void append_address_condition(SearchText& sql, const Address& address) {
 
 }  // namespace
 
+int step_get_address(SqlStatement& statement, Address& address) {
+  address.convId = statement.getInt(0);
+  address.addressType = statement.getInt(1);
+  address.recipientType = statement.getInt(2);
+  address.address = statement.getText(3);
+  return DB_SUCCESS;
+}
+
 int db_get_addresses(int convId, std::vector<Address>& addresses) {
   if (convId < 0) {
     MSG_TARVEL_ERROR("Invalid param: threadId:(%d)", convId);
     return DB_ERR_INVALID_ARGUMENT;
   }
   const log::CallSite site = log::CallSite::here();
-  const auto statement = compile(SELECT_ADDRESSES, site);
+  const auto statement = compile(std::string(SELECT_ADDRESS) + "WHERE convId = ?;", site);
   if (!statement) return DB_ERR_PREPARE;
   statement->bind(1, convId);
   return append_rows(*statement, &step_get_address, BOUND_LIST_FAILURES, addresses, site);
@@ -562,10 +608,7 @@ namespace {
 constexpr ListFailures CONTENT_LIST_FAILURES = {StepFailure::PLAIN, StepFailure::EXCLAIMED,
                                                 nullptr};
 
-constexpr const char* SELECT_CONTENTS =
-    "SELECT msgId, slideIdx, textData, mediaType, contentType, attachType, hasFile, status, "
-    "filepath, filename, thumbpath, peer_filepath, peer_copied_filepath "
-    "FROM msg_mms_content_table ";
+}  // namespace
 
 int step_get_content(SqlStatement& statement, Content& content) {
   content.msgId = statement.getInt(0);
@@ -583,6 +626,8 @@ int step_get_content(SqlStatement& statement, Content& content) {
   content.peer_copied_filepath = statement.getText(12);
   return DB_SUCCESS;
 }
+
+namespace {
 
 constexpr const char* STRUCTURED_MESSAGE = "json_msg";
 
@@ -613,7 +658,7 @@ int read_sending_content(SqlStatement& statement, Content& content,
 }  // namespace
 
 int _db_query_get_content_list(const std::string& where, std::vector<Content>& contents) {
-  return query_list(SELECT_CONTENTS + where, &step_get_content, CONTENT_LIST_FAILURES, contents);
+  return query_list(SELECT_CONTENT + where, &step_get_content, CONTENT_LIST_FAILURES, contents);
 }
 
 int db_get_contents(int msgId, std::vector<Content>& contents) {
@@ -641,10 +686,6 @@ int db_get_sending_file_content_info(const std::string& filepath, Content& conte
 // Network message store: metadata and subscription
 
 namespace {
-
-constexpr const char* SELECT_NMS_META =
-    "SELECT msgId, objectId, primaryId, secondaryId, resourceURL, BTCorrelated, MSSICorrelated, "
-    "lastModSeq, MSSISync, deleted, msgTime, downloadRequired FROM msg_nms_meta_table ";
 
 constexpr const char* SELECT_NMS_META_LIST =
     "SELECT msgId, objectId, primaryId, secondaryId, resourceURL, BTCorrelated, MSSICorrelated, "
@@ -684,9 +725,17 @@ int _db_query_get_nms_meta(const std::string& where, NmsMsgMeta& meta) {
                      meta);
 }
 
-int _db_query_get_nms_meta_list(const std::string& where, std::vector<NmsMsgMeta>& metas) {
-  return query_list(SELECT_NMS_META_LIST + where, &_db_step_get_nms_meta, NMS_META_LIST_FAILURES,
-                    metas);
+int _db_query_get_nms_meta_list(const std::string& where, const std::string& settledWhere,
+                                std::vector<NmsMsgMeta>& metas) {
+  const log::CallSite site = log::CallSite::here();
+  FastResult fast;
+  if (!settledWhere.empty()) {
+    fast = fast_nms_meta_list(SELECT_NMS_META_LIST + settledWhere, NMS_META_LIST_FAILURES, metas,
+                              site);
+  }
+  if (fast.answer) return *fast.answer;
+  return query_list(SELECT_NMS_META_LIST + (fast.isOrderOpen ? settledWhere : where),
+                    &_db_step_get_nms_meta, NMS_META_LIST_FAILURES, metas, site);
 }
 
 int db_get_nms_msg_meta(int msgId, const std::string& objectId, NmsMsgMeta& meta) {
@@ -731,9 +780,12 @@ int db_get_uncorrelated_nms_msg_metas(const std::string& correlationId,
       where.append(" AND secondaryId = '%s'", id);
     }
   }
-  where.append(" ORDER BY msgTime %s;", ascending ? "ASC" : "DESC");
+  where.append(" ORDER BY msgTime %s", ascending ? "ASC" : "DESC");
+  const std::size_t orderEnd = where.length();
+  where.append(";");
+  const std::string settled = with_order(where, orderEnd, ", id", correlationId);
   return report_failure("_db_query_get_nms_meta_list",
-                        _db_query_get_nms_meta_list(where.c_str(), metas));
+                        _db_query_get_nms_meta_list(where.c_str(), settled, metas));
 }
 
 int db_get_sync_required_nms_msg_metas(bool deleted, std::vector<NmsMsgMeta>& metas) {
@@ -741,14 +793,14 @@ int db_get_sync_required_nms_msg_metas(bool deleted, std::vector<NmsMsgMeta>& me
   where.append("WHERE deleted = %d AND MSSICorrelated = %d AND MSSISync = %d limit 5;", deleted, 1,
                1);
   return report_failure("_db_query_get_nms_meta_list",
-                        _db_query_get_nms_meta_list(where.c_str(), metas));
+                        _db_query_get_nms_meta_list(where.c_str(), {}, metas));
 }
 
 int db_get_download_required_nms_msg_metas(std::vector<NmsMsgMeta>& metas) {
   ConditionText where;
   where.append("WHERE downloadRequired = %d ORDER BY msgTime DESC limit 1;", 1);
   return report_failure("_db_query_get_nms_meta_list",
-                        _db_query_get_nms_meta_list(where.c_str(), metas));
+                        _db_query_get_nms_meta_list(where.c_str(), {}, metas));
 }
 
 int db_get_subscription_info(unsigned long long& notiIdx, std::string& restartToken) {

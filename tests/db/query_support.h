@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "db/DBMgr_internal.h"
+#include "db/fast_queries.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "msg-tarvel-common/utility/common_util_funcs.h"
@@ -21,6 +22,33 @@
 #include "support/store.h"
 
 namespace msg_tarvel {
+
+/** While it lives, every query takes the defined way. */
+class DefinedWay {
+ public:
+  DefinedWay() { db::fastQueriesAreOn = false; }
+  DefinedWay(const DefinedWay&) = delete;
+  DefinedWay& operator=(const DefinedWay&) = delete;
+  ~DefinedWay() { db::fastQueriesAreOn = true; }
+};
+
+/** The texts that `action` compiles on the defined way. */
+template <typename Action>
+std::vector<std::string> compiled_by(Action action) {
+  const DefinedWay way;
+  SqlRecorder::clear();
+  action();
+  return SqlRecorder::compiled();
+}
+
+/** The statements that `action` runs on the defined way, with their bound values put in. */
+template <typename Action>
+std::vector<std::string> run_by(Action action) {
+  const DefinedWay way;
+  SqlRecorder::clear();
+  action();
+  return SqlRecorder::run();
+}
 
 inline ExpectedLine query_error(const std::string& function, const std::string& message) {
   return error_line("db_common_funcs.cpp", function, "[ERROR] " + message);

@@ -23,20 +23,4 @@ class SqlRecorder {
   static void failStep(const std::string& part, int step, int code);
 };
 
-/** The texts that `action` has compiled. */
-template <typename Action>
-std::vector<std::string> compiled_by(Action action) {
-  SqlRecorder::clear();
-  action();
-  return SqlRecorder::compiled();
-}
-
-/** The statements that `action` runs, with their bound values put in. */
-template <typename Action>
-std::vector<std::string> run_by(Action action) {
-  SqlRecorder::clear();
-  action();
-  return SqlRecorder::run();
-}
-
 }  // namespace msg_tarvel
