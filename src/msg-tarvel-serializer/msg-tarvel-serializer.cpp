@@ -29,19 +29,15 @@
 namespace {
 
 using msg_tarvel::log::CallSite;
+using msg_tarvel::wire::FIXED_SIZE;
+using msg_tarvel::wire::LENGTH_SIZE;
 using msg_tarvel::wire::moved_to_senders_text_place;
 using msg_tarvel::wire::new_content_metadata;
 using msg_tarvel::wire::Shape;
 using msg_tarvel::wire::SLOT_SIZE;
 using msg_tarvel::wire::STRING_COUNT;
 
-constexpr std::size_t LENGTH_SIZE = 4;
 constexpr int STRING_SIZE_WITHOUT_REPORT = 1048574;
-
-/** Marker, image, string count and the length of each string. */
-template <typename Record>
-constexpr std::size_t FIXED_SIZE =
-    1 + Shape<Record>::IMAGE_SIZE + 1 + LENGTH_SIZE* STRING_COUNT<Record>;
 
 /** A message's two counts and presence byte. */
 constexpr std::size_t MESSAGE_EXTRA_SIZE = 3;

@@ -12,6 +12,7 @@
 namespace msg_tarvel::wire {
 
 constexpr std::size_t SLOT_SIZE = 4;
+constexpr std::size_t LENGTH_SIZE = 4;
 
 template <typename Record>
 struct Shape;
@@ -100,6 +101,11 @@ struct Shape<msg_message_item_t> {
 
 template <typename Record>
 constexpr std::size_t STRING_COUNT = std::size(Shape<Record>::STRINGS);
+
+/** Marker, image, string count and the length of each string. */
+template <typename Record>
+constexpr std::size_t FIXED_SIZE =
+    1 + Shape<Record>::IMAGE_SIZE + 1 + LENGTH_SIZE* STRING_COUNT<Record>;
 
 // On a 32-bit build a record is its image; a 64-bit build has wider pointers in it.
 template <typename Record>
