@@ -2,14 +2,17 @@
 // under LeakSanitizer.
 
 #include <gtest/gtest.h>
+#include <rapidcheck.h>
 
 #include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
+#include "msg-tarvel-serializer/arbitrary_records.h"
 #include "msg-tarvel-serializer/bytes.h"
 #include "msg-tarvel-serializer/internal_functions.h"
 #include "msg-tarvel-serializer/serializer_log.h"
@@ -52,6 +55,56 @@ int texts_in(const MessageValues& values) {
 std::string message_start() {
   std::string bytes = block_of(msg_message_item_t{}).str();
   return bytes.substr(0, bytes.size() - 3);
+}
+
+/** The bytes of a record in memory, with null for all that it leads to. */
+template <typename Record>
+std::string image_of(const Record& item) {
+  Record copy{};
+  std::memcpy(&copy, &item, sizeof copy);
+  for (char** const text : fields(copy).texts) *text = nullptr;
+  if constexpr (std::is_same_v<Record, msg_content_item_t>) copy.nmsContentMetaData = nullptr;
+  std::string bytes(sizeof copy, '\0');
+  std::memcpy(bytes.data(), &copy, sizeof copy);
+  return bytes;
+}
+
+/** The same for a record in memory of zeros, with these opaque numbers. */
+template <typename Record>
+std::string clean_image(const Values& values) {
+  Record item{};
+  std::memset(&item, 0, sizeof item);
+  const Fields found = fields(item);
+  for (std::size_t i = 0; i < values.opaque.size(); ++i) *found.opaque[i] = values.opaque[i];
+  return image_of(item);
+}
+
+/** The images of all records that the reader makes for a message. */
+std::vector<std::string> images_of(const msg_message_item_t& item) {
+  std::vector<std::string> images;
+  for (GSList* node = item.addressList; node; node = node->next) {
+    images.push_back(image_of(*static_cast<msg_address_item_t*>(node->data)));
+  }
+  for (GSList* node = item.contentList; node; node = node->next) {
+    const auto& content = *static_cast<msg_content_item_t*>(node->data);
+    images.push_back(image_of(content));
+    if (content.nmsContentMetaData) images.push_back(image_of(*content.nmsContentMetaData));
+  }
+  if (item.nmsMsgMetaData) images.push_back(image_of(*item.nmsMsgMetaData));
+  return images;
+}
+
+std::vector<std::string> clean_images(const MessageValues& values) {
+  std::vector<std::string> images;
+  for (const Values& address : values.addresses) {
+    images.push_back(clean_image<msg_address_item_t>(address));
+  }
+  for (const ContentValues& content : values.contents) {
+    images.push_back(clean_image<msg_content_item_t>(content.own));
+    if (content.meta) images.push_back(clean_image<msg_nms_content_meta_data_t>(*content.meta));
+  }
+  if (values.meta) images.push_back(clean_image<msg_nms_msg_meta_data_t>(*values.meta));
+  return images;
 }
 
 std::vector<void*> data_of(GSList* list) {
@@ -233,6 +286,22 @@ TEST(ReaderMemory, OneAllocationForEachTextAndRecord) {
   msg_deserialize_message(buffer.data(), &item);
   EXPECT_EQ(calls.allocations(), TEXTS_OF_MESSAGE + 2 + 1 + 1 + 1);
   release(item);
+}
+
+// Nor does any of it show between the slots, where a 64-bit build has gaps.
+TEST(ReaderMemory, NothingOfMemoryThatWasInUseIsLeft) {
+  EXPECT_TRUE(rc::check([] {
+    const MessageValues values = arbitrary_message();
+    Arena arena;
+    const Buffer buffer(arena.message(values));
+    for (const int byte : {0xa5, 0x5a}) {
+      WatchedCalls calls;
+      calls.fillWith(byte);
+      const Received received(buffer.bytes());
+      RC_ASSERT(received.tree() == normal(values));
+      RC_ASSERT(images_of(received.item()) == clean_images(values));
+    }
+  }));
 }
 
 TEST(ReaderMemory, EachTextTakesItsLengthAndAnEndEachRecordItself) {
