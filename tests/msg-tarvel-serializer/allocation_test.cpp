@@ -394,6 +394,16 @@ TEST(ReaderMemory, ListsAreBuiltWithoutWalkingThemAgain) {
   release(item);
 }
 
+TEST(ReleaseMemory, EveryNodeOfTheListsIsReleased) {
+  Arena arena;
+  const Buffer buffer(arena.message(full_message()));
+  msg_message_item_t item{};
+  msg_deserialize_message(buffer.data(), &item);
+  WatchedCalls calls;
+  msg_release_message(&item);
+  EXPECT_EQ(calls.nodesReleased(), 3U + 2U);
+}
+
 template <typename Record>
 class ReaderMemoryOf : public ::testing::Test {};
 TYPED_TEST_SUITE(ReaderMemoryOf, InnerRecords, );
