@@ -14,6 +14,7 @@
 
 #include "msg-tarvel-serializer/arbitrary_records.h"
 #include "msg-tarvel-serializer/bytes.h"
+#include "msg-tarvel-serializer/guarded_memory.h"
 #include "msg-tarvel-serializer/internal_functions.h"
 #include "msg-tarvel-serializer/serializer_log.h"
 #include "msg-tarvel-serializer/watched_calls.h"
@@ -55,6 +56,26 @@ int texts_in(const MessageValues& values) {
 std::string message_start() {
   std::string bytes = block_of(msg_message_item_t{}).str();
   return bytes.substr(0, bytes.size() - 3);
+}
+
+int serialize(const msg_message_item_t& item, char** out) {
+  return msg_serialize_message(&item, out);
+}
+int serialize(const msg_nms_msg_meta_data_t& item, char** out) {
+  return msg_serialize_nms_msg_meta(&item, out);
+}
+
+/** What is written into memory of this size that is full of `byte`, with a guard behind it. */
+template <typename Record>
+std::string written_to_used_memory(const Record& item, std::size_t size, int byte) {
+  GuardedMemory memory(size);
+  std::memset(memory.last(size), byte, size);
+  char* out = nullptr;
+  WatchedCalls calls;
+  calls.handOut(memory.last(size));
+  EXPECT_EQ(serialize(item, &out), static_cast<int>(size));
+  EXPECT_EQ(calls.sizes(), std::vector<std::size_t>{size});
+  return {memory.last(size), size};
 }
 
 /** The bytes of a record in memory, with null for all that it leads to. */
@@ -140,6 +161,66 @@ TEST(SerializerMemory, TheLengthOfEachTextIsTakenOnce) {
   WatchedCalls calls;
   const Buffer buffer(item);
   EXPECT_EQ(calls.lengthsTaken(), TEXTS_OF_MESSAGE);
+}
+
+TEST(SerializerMemory, TheLengthOfEachTextOf255AddressesIsTakenOnce) {
+  MessageValues values = empty_message();
+  values.own = full_sample(MESSAGE_COUNTS, 1, "text ");
+  values.addresses.resize(255, full_sample(ADDRESS_COUNTS, 1, "address "));
+  Arena arena;
+  const auto* const item = arena.message(values);
+  WatchedCalls calls;
+  const Buffer buffer(item);
+  EXPECT_EQ(calls.lengthsTaken(), 3 + 255);
+}
+
+// More lengths than are kept: the lists are longer than what survives, but they are written whole.
+TEST(SerializerMemory, AnyNumberOfTextsIsWritten) {
+  for (const std::size_t addresses : {500U, 508U, 509U, 510U, 1000U}) {
+    MessageValues values = full_message();
+    values.addresses.clear();
+    for (std::size_t i = 0; i < addresses; ++i) {
+      values.addresses.push_back(
+          sample(ADDRESS_COUNTS, static_cast<int>(i), {Text(std::string(i % 7, 'x'))}));
+    }
+    Arena arena;
+    const auto* const item = arena.message(values);
+    EXPECT_TRUE(same_bytes(Buffer(item).bytes(), block_of(*item).str())) << addresses;
+    EXPECT_TRUE(logged({}));
+  }
+}
+
+TEST(SerializerMemory, NoTextIsReadBeyondItsEnd) {
+  GuardedMemory memory(5000);
+  for (const std::size_t length : {0U, 1U, 3U, 4U, 7U, 8U, 15U, 16U, 31U, 33U, 63U, 65U, 4999U}) {
+    const std::string text(length, 'x');
+    Arena arena;
+    auto* const item = arena.message(empty_message());
+    item->text3 = memory.last(length + 1);
+    memory.hold(text + '\0');
+    EXPECT_TRUE(same_bytes(Buffer(item).bytes(), block_of(*item).str()));
+  }
+}
+
+TEST(SerializerMemory, EveryByteOfAMessageIsWrittenAndNoneBeyond) {
+  EXPECT_TRUE(rc::check([] {
+    Arena arena;
+    const auto& item = *arena.message(arbitrary_message());
+    const std::string expected = block_of(item).str();
+    RC_ASSERT(written_to_used_memory(item, expected.size(), 0xa5) == expected);
+    RC_ASSERT(written_to_used_memory(item, expected.size(), 0x5a) == expected);
+  }));
+}
+
+TEST(SerializerMemory, EveryByteOfMetadataIsWrittenAndNoneBeyond) {
+  EXPECT_TRUE(rc::check([] {
+    Arena arena;
+    const auto& item =
+        *arena.record<msg_nms_msg_meta_data_t>(arbitrary_values(MESSAGE_META_COUNTS));
+    const std::string expected = block_of(item).str();
+    RC_ASSERT(written_to_used_memory(item, expected.size(), 0xa5) == expected);
+    RC_ASSERT(written_to_used_memory(item, expected.size(), 0x5a) == expected);
+  }));
 }
 
 TEST(SerializerMemory, AnyAllocationMayFail) {
@@ -236,31 +317,35 @@ INSTANTIATE_TEST_SUITE_P(SerializerMemory, TooLargeMessage,
 // Nobody may change records while they are written. These do it all the same, right between the
 // measuring and the writing, to reach what the serializer does when the two disagree.
 
-TEST(SerializerMemory, ATextThatBecameShorterIsReportedAndTheSizeStays) {
+TEST(SerializerMemory, ATextThatIsGoneIsReportedAndTheSizeStays) {
   Arena arena;
   auto* const item = arena.message(full_message());
-  const int size = static_cast<int>(block_of(*item).size());
+  const std::size_t size = block_of(*item).size();
+  const std::size_t length = std::strlen(item->text3);
+  std::string room(size, '\xa5');
   char* out = nullptr;
   WatchedCalls calls;
-  calls.onAllocation([item] { item->text3[std::strlen(item->text3) - 5] = '\0'; });
-  EXPECT_EQ(msg_serialize_message(item, &out), size);
-  EXPECT_TRUE(logged({different_size("msg_serialize_message", size, size - 5)}));
-  // The rest is as zero as it was allocated.
-  EXPECT_TRUE(same_bytes({out, static_cast<std::size_t>(size)},
-                         block_of(*item).str() + std::string(5, '\0')));
-  std::free(out);
+  calls.handOut(room.data());
+  calls.onAllocation([item] { item->text3 = nullptr; });
+  EXPECT_EQ(msg_serialize_message(item, &out), static_cast<int>(size));
+  EXPECT_TRUE(logged({different_size("msg_serialize_message", static_cast<int>(size),
+                                     static_cast<int>(size - length))}));
+  // What was not needed is zero.
+  EXPECT_TRUE(same_bytes(room, block_of(*item).str() + std::string(length, '\0')));
 }
 
-TEST(SerializerMemory, AMetadataTextThatBecameShorterIsReportedAndTheSizeStays) {
+TEST(SerializerMemory, AMetadataTextThatIsGoneIsReportedAndTheSizeStays) {
   Arena arena;
   auto* const item = arena.record<msg_nms_msg_meta_data_t>(
       sample(MESSAGE_META_COUNTS, 1, {Text("a"), Text("bc")}));
+  std::string room(77, '\xa5');
   char* out = nullptr;
   WatchedCalls calls;
-  calls.onAllocation([item] { item->text2[1] = '\0'; });
+  calls.handOut(room.data());
+  calls.onAllocation([item] { item->text2 = nullptr; });
   EXPECT_EQ(msg_serialize_nms_msg_meta(item, &out), 77);
-  EXPECT_TRUE(logged({different_size("msg_serialize_nms_msg_meta", 77, 76)}));
-  std::free(out);
+  EXPECT_TRUE(logged({different_size("msg_serialize_nms_msg_meta", 77, 75)}));
+  EXPECT_TRUE(same_bytes(room, block_of(*item).str() + std::string(2, '\0')));
 }
 
 TEST(SerializerMemory, AnElementThatBecameNullFailsAndReleasesTheBuffer) {
