@@ -23,6 +23,7 @@
 
 #include "log.h"
 #include "msg-tarvel-serializer/msg-tarvel-serializer_internal.h"
+#include "msg-tarvel-serializer/new_record.h"
 #include "msg-tarvel-serializer/record_shape.h"
 #include "msg-tarvel-serializer/senders_text.h"
 
@@ -33,6 +34,7 @@ using msg_tarvel::wire::FIXED_SIZE;
 using msg_tarvel::wire::LENGTH_SIZE;
 using msg_tarvel::wire::moved_to_senders_text_place;
 using msg_tarvel::wire::new_content_metadata;
+using msg_tarvel::wire::new_record;
 using msg_tarvel::wire::Shape;
 using msg_tarvel::wire::SLOT_SIZE;
 using msg_tarvel::wire::STRING_COUNT;
@@ -320,11 +322,6 @@ const char* read_content_metadata(const char* at, msg_nms_content_meta_data_t& i
   return at;
 }
 
-template <typename Record>
-Record* new_record() {
-  return static_cast<Record*>(std::calloc(1, sizeof(Record)));
-}
-
 /**
  * Reads a presence byte and, behind it, a record of its own into `*item`, with which a message
  * ends. Without memory for the record, `*item` is null and its block is not read.
@@ -423,9 +420,10 @@ int __deserialize_string(const char* buf, char** text) {
     // Only reported: the text is read all the same.
     MSG_TARVEL_ERROR("Too big to alloc memory (%d MB)!!", static_cast<int>((size + 1) >> 20));
   }
-  auto* const copy = static_cast<char*>(std::calloc(size + 1, 1));
+  auto* const copy = static_cast<char*>(std::malloc(size + 1));
   if (!copy) return consumed;
   std::memcpy(copy, buf + LENGTH_SIZE, size);
+  copy[size] = '\0';
   *text = copy;
   return consumed;
 }
