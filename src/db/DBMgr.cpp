@@ -344,7 +344,7 @@ std::unique_ptr<SqlStatement> DBMgr::compileStatement(const std::string& sql) {
   const int code =
       sqlite3_prepare_v2(_db, sql.c_str(), static_cast<int>(sql.size()), &statement, nullptr);
   if (code != SQLITE_OK) {
-    DBMgrInternal::reportPrepareFailure(_db, code);
+    DBMgrInternal::compileStatement(_db, code);
     return nullptr;
   }
   // Without memory for the wrapper the statement goes too, or the connection could never be closed.
@@ -354,9 +354,8 @@ std::unique_ptr<SqlStatement> DBMgr::compileStatement(const std::string& sql) {
   return wrapper;
 }
 
-void DBMgrInternal::reportPrepareFailure(sqlite3* db, int code) {
-  MSG_TARVEL_ERROR_AT(log::CallSite::here(__FILE__, "compileStatement"),
-                      "sqlite3_prepare_v2() failed: (%d) (%s)", code, sqlite3_errmsg(db));
+void DBMgrInternal::compileStatement(sqlite3* db, int code) {
+  MSG_TARVEL_ERROR("sqlite3_prepare_v2() failed: (%d) (%s)", code, sqlite3_errmsg(db));
 }
 
 int DBMgr::createDb() {

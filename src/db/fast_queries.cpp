@@ -43,7 +43,7 @@ class QuietStatement {
 
   /** Reports, as SqlStatement would have, that the last step gave `code`. */
   void reportStep(int code) {
-    SqlStatementInternal::stepResult(code);
+    SqlStatementInternal::step(code);
     _isReported = true;
   }
 
@@ -142,7 +142,7 @@ class Query {
     // Compiling may have to read the schema, and so to wait for a lock.
     _rows.emplace(_db, sql);
     if (_rows->code() == SQLITE_BUSY) {
-      DBMgrInternal::reportPrepareFailure(_db, SQLITE_BUSY);
+      DBMgrInternal::compileStatement(_db, SQLITE_BUSY);
       give_up(site);
     }
     if (!_rows->isCompiled()) return;
