@@ -265,8 +265,11 @@ int DBMgr::_openDb() {
   }
 
   // SQLite takes an empty path for a private temporary database, which would lose what is written.
+  // A connection is used by one thread only and does without SQLite's own mutex.
+  constexpr int FLAGS = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
   sqlite3* handle = nullptr;
-  int code = path.empty() ? SQLITE_CANTOPEN : sqlite3_open(path.c_str(), &handle);
+  int code =
+      path.empty() ? SQLITE_CANTOPEN : sqlite3_open_v2(path.c_str(), &handle, FLAGS, nullptr);
   if (code != SQLITE_OK) {
     // The handle that a failed open leaves behind is not closed.
     MSG_TARVEL_ERROR("sqlite3_open() failed: (%d)", code);
@@ -341,7 +344,7 @@ std::unique_ptr<SqlStatement> DBMgr::compileStatement(const std::string& sql) {
   const int code =
       sqlite3_prepare_v2(_db, sql.c_str(), static_cast<int>(sql.size()), &statement, nullptr);
   if (code != SQLITE_OK) {
-    DBMgrInternal::reportPrepareFailure(_db, code);
+    DBMgrInternal::compileStatement(_db, code);
     return nullptr;
   }
   // Without memory for the wrapper the statement goes too, or the connection could never be closed.
@@ -351,9 +354,8 @@ std::unique_ptr<SqlStatement> DBMgr::compileStatement(const std::string& sql) {
   return wrapper;
 }
 
-void DBMgrInternal::reportPrepareFailure(sqlite3* db, int code) {
-  MSG_TARVEL_ERROR_AT(log::CallSite::here(__FILE__, "compileStatement"),
-                      "sqlite3_prepare_v2() failed: (%d) (%s)", code, sqlite3_errmsg(db));
+void DBMgrInternal::compileStatement(sqlite3* db, int code) {
+  MSG_TARVEL_ERROR("sqlite3_prepare_v2() failed: (%d) (%s)", code, sqlite3_errmsg(db));
 }
 
 int DBMgr::createDb() {

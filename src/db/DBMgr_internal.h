@@ -17,8 +17,8 @@ class DBMgrInternal {
     return DBMgr::_instances.size();
   }
   static int onBusyHandler(int count) { return DBMgr::_onBusyHandler(nullptr, count); }
-  /** Reports, as compileStatement does, that SQLite refused a text with `code`. */
-  static void reportPrepareFailure(sqlite3* db, int code);
+  /** Reports, under the name of compileStatement, that SQLite refused a text with `code`. */
+  static void compileStatement(sqlite3* db, int code);
   static void onDestroyed() { DBMgr::_onDestroyed(); }
 
   sqlite3* handle() const { return _manager->_db; }

@@ -16,12 +16,12 @@ SqlStatement::~SqlStatement() {
   if (_stmt) _finalize();
 }
 
-int SqlStatement::step() { return SqlStatementInternal::stepResult(sqlite3_step(_stmt)); }
+int SqlStatement::step() { return SqlStatementInternal::step(sqlite3_step(_stmt)); }
 
-int SqlStatementInternal::stepResult(int code) {
+int SqlStatementInternal::step(int code) {
   if (code == SQLITE_ROW) return DB_ROW;
   if (code == SQLITE_DONE) return DB_SUCCESS;
-  MSG_TARVEL_ERROR_AT(log::CallSite::here(__FILE__, "step"), "sqlite3_step() failed: (%d)", code);
+  MSG_TARVEL_ERROR("sqlite3_step() failed: (%d)", code);
   return DB_ERR_STEP;
 }
 

@@ -9,8 +9,8 @@ namespace msg_tarvel::db {
 class SqlStatementInternal {
  public:
   static void finalize(SqlStatement& statement) { statement._finalize(); }
-  /** What step returns, and reports, for SQLite's `code`. */
-  static int stepResult(int code);
+  /** What step returns, and reports under its name, for SQLite's `code`. */
+  static int step(int code);
   static sqlite3_stmt* handle(const SqlStatement& statement) { return statement._stmt; }
 };
 

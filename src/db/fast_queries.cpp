@@ -43,7 +43,7 @@ class QuietStatement {
 
   /** Reports, as SqlStatement would have, that the last step gave `code`. */
   void reportStep(int code) {
-    SqlStatementInternal::stepResult(code);
+    SqlStatementInternal::step(code);
     _isReported = true;
   }
 
@@ -142,7 +142,7 @@ class Query {
     // Compiling may have to read the schema, and so to wait for a lock.
     _rows.emplace(_db, sql);
     if (_rows->code() == SQLITE_BUSY) {
-      DBMgrInternal::reportPrepareFailure(_db, SQLITE_BUSY);
+      DBMgrInternal::compileStatement(_db, SQLITE_BUSY);
       give_up(site);
     }
     if (!_rows->isCompiled()) return;
@@ -480,53 +480,69 @@ bool add_state(sqlite3_stmt* row, MessageStates& states) {
   return true;
 }
 
+/** Looks the states of one conversation up in the index of conversations, where there is one. */
+class StatesByIndex {
+ public:
+  explicit StatesByIndex(sqlite3* db) : _newest(db, text()) {}
+
+  bool hasIndex() const { return _newest.isCompiled(); }
+
+  bool read(sqlite3_int64 convId, MessageStates& states) {
+    sqlite3_bind_int64(_newest.handle(), 1, convId);
+    const int code = _newest.step();
+    if (code == SQLITE_ROW) {
+      states.exist = true;
+      states.networkStatus = _newest.row().getInt(0);
+      states.simIndex = _newest.row().getInt(1);
+      states.failed = _newest.row().getInt(2) != 0;
+      states.sending = _newest.row().getInt(3) != 0;
+    }
+    sqlite3_reset(_newest.handle());
+    return code == SQLITE_ROW || code == SQLITE_DONE;
+  }
+
+ private:
+  /** It does not compile without the index. */
+  static std::string text() {
+    const std::string messages = std::string("FROM msg_message_table INDEXED BY ") +
+                                 CONVERSATION_INDEX + " WHERE convId = ?1";
+    const auto exists = [&](int networkStatus) {
+      return "EXISTS(SELECT 1 " + messages +
+             " AND networkStatus = " + std::to_string(networkStatus) + ")";
+    };
+    return "SELECT networkStatus, simIndex, " + exists(NETWORK_STATUS_FAILED) + ", " +
+           exists(NETWORK_STATUS_SENDING) + " " + messages +
+           " ORDER BY displayTime DESC, msgId LIMIT 1;";
+  }
+
+  QuietStatement _newest;
+};
+
+using StatesOfAll = std::unordered_map<sqlite3_int64, MessageStates>;
+
 /** Reads, in one pass through the messages, the states of the conversations that `all` has. */
-bool read_states(sqlite3* db, std::unordered_map<sqlite3_int64, MessageStates>& all) {
+bool scan_states(sqlite3* db, StatesOfAll& all) {
   QuietStatement rows(db, SELECT_STATES);
   if (!rows.isCompiled()) return false;
-  // In an index the messages of a conversation stand together.
-  sqlite3_int64 lastConvId = 0;
-  MessageStates* last = nullptr;
   int code = rows.step();
   for (; code == SQLITE_ROW; code = rows.step()) {
     if (sqlite3_column_type(rows.handle(), 0) != SQLITE_INTEGER) continue;
-    const sqlite3_int64 convId = sqlite3_column_int64(rows.handle(), 0);
-    if (!last || convId != lastConvId) {
-      const auto found = all.find(convId);
-      if (found == all.end()) continue;
-      lastConvId = convId;
-      last = &found->second;
-    }
-    if (!add_state(rows.handle(), *last)) return false;
+    const auto found = all.find(sqlite3_column_int64(rows.handle(), 0));
+    if (found != all.end() && !add_state(rows.handle(), found->second)) return false;
   }
   return code == SQLITE_DONE;
 }
 
-/** The same of one conversation by way of its index; false without that index, or at a failure. */
-bool look_states_up(sqlite3* db, int convId, MessageStates& states) {
-  const std::string messages =
-      std::string("FROM msg_message_table INDEXED BY ") + CONVERSATION_INDEX + " WHERE convId = ?1";
-  const auto exists = [&](int networkStatus) {
-    return "EXISTS(SELECT 1 " + messages + " AND networkStatus = " + std::to_string(networkStatus) +
-           ")";
-  };
-  QuietStatement newest(db, "SELECT networkStatus, simIndex, " + exists(NETWORK_STATUS_FAILED) +
-                                ", " + exists(NETWORK_STATUS_SENDING) + " " + messages +
-                                " ORDER BY displayTime DESC, msgId LIMIT 1;");
-  if (!newest.isCompiled()) return false;
-  sqlite3_bind_int(newest.handle(), 1, convId);
-  const int code = newest.step();
-  if (code == SQLITE_ROW) {
-    states.exist = true;
-    states.networkStatus = newest.row().getInt(0);
-    states.simIndex = newest.row().getInt(1);
-    states.failed = newest.row().getInt(2) != 0;
-    states.sending = newest.row().getInt(3) != 0;
+bool read_states(sqlite3* db, StatesOfAll& all) {
+  StatesByIndex index(db);
+  if (!index.hasIndex()) return scan_states(db, all);
+  for (auto& [convId, states] : all) {
+    if (!index.read(convId, states)) return false;
   }
-  return code == SQLITE_ROW || code == SQLITE_DONE;
+  return true;
 }
 
-/** The same of one conversation by a pass through all messages. */
+/** Reads those of one conversation. */
 bool scan_states(sqlite3* db, int convId, MessageStates& states) {
   QuietStatement rows(db, std::string(SELECT_STATES) + " WHERE convId = ?;");
   if (!rows.isCompiled()) return false;
@@ -558,7 +574,7 @@ FastResult read_thread_list(const ListFailures& failures, std::vector<Thread>& t
 
   Appended<Thread> appended(threads);
   std::vector<sqlite3_int64> convIds;
-  std::unordered_map<sqlite3_int64, MessageStates> states;
+  StatesOfAll states;
   for (; query.hasRow(); query.next()) {
     // Moved, so that an element is left without lastMsgId.
     Thread thread;
@@ -590,7 +606,8 @@ FastResult read_one_thread(int convId, Thread& thread, log::CallSite site) {
   if (!query.hasRow()) return {DB_NO_DATA};
 
   MessageStates states;
-  if (!look_states_up(query.db(), convId, states) && !scan_states(query.db(), convId, states)) {
+  StatesByIndex index(query.db());
+  if (!(index.hasIndex() ? index.read(convId, states) : scan_states(query.db(), convId, states))) {
     return {};
   }
   if (!states.exist) return {DB_NO_DATA};

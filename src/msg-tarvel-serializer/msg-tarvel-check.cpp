@@ -10,90 +10,89 @@
 
 namespace {
 
+using msg_tarvel::wire::FIXED_SIZE;
+using msg_tarvel::wire::LENGTH_SIZE;
 using msg_tarvel::wire::Shape;
 using msg_tarvel::wire::STRING_COUNT;
 
-/** Walks over blocks and never beyond the end. Once anything is wrong, everything is. */
+/** Walks over blocks and never beyond the end; each step tells whether all was well. */
 class Checker {
  public:
   // The reader counts bytes in int, so no block can be larger.
   Checker(const char* buf, std::size_t size)
       : _begin(buf), _at(buf), _left(buf ? (size < INT_MAX ? size : INT_MAX) : 0) {}
 
-  /** What the blocks so far take; 0 when one of them is not well-formed. */
-  std::size_t length() const { return _good ? static_cast<std::size_t>(_at - _begin) : 0; }
+  /** What the blocks so far take. */
+  std::size_t length() const { return static_cast<std::size_t>(_at - _begin); }
 
   template <typename Record>
-  void head() {
-    expect(Shape<Record>::IMAGE_SIZE);
-    skip(Shape<Record>::IMAGE_SIZE);
-    expect(STRING_COUNT<Record>);
-    for (std::size_t i = 0; _good && i < STRING_COUNT<Record>; ++i) string();
+  bool head() {
+    // Room for all that every such record has, so that only texts are looked at one by one.
+    if (!reserve(FIXED_SIZE<Record>)) return false;
+    if (byte() != Shape<Record>::IMAGE_SIZE) return false;
+    _at += Shape<Record>::IMAGE_SIZE;
+    if (byte() != STRING_COUNT<Record>) return false;
+    for (std::size_t i = 0; i < STRING_COUNT<Record>; ++i) {
+      if (!string()) return false;
+    }
+    return true;
   }
 
-  void content() {
-    head<msg_content_item_t>();
-    if (present()) head<msg_nms_content_meta_data_t>();
-  }
-
-  void message() {
-    head<msg_message_item_t>();
-    for (unsigned int left = byte(); _good && left > 0; --left) head<msg_address_item_t>();
-    for (unsigned int left = byte(); _good && left > 0; --left) content();
-    if (present()) head<msg_nms_msg_meta_data_t>();
+  bool message() {
+    return head<msg_message_item_t>() && list<&Checker::head<msg_address_item_t>>() &&
+           list<&Checker::content>() && optional<msg_nms_msg_meta_data_t>();
   }
 
  private:
-  const char* skip(std::size_t count) {
-    if (!_good || count > _left) {
-      _good = false;
-      return nullptr;
+  bool content() { return head<msg_content_item_t>() && optional<msg_nms_content_meta_data_t>(); }
+
+  template <bool (Checker::*element)()>
+  bool list() {
+    if (!reserve(1)) return false;
+    for (unsigned int left = byte(); left > 0; --left) {
+      if (!(this->*element)()) return false;
     }
-    const char* const from = _at;
-    _at += count;
+    return true;
+  }
+
+  template <typename Record>
+  bool optional() {
+    if (!reserve(1)) return false;
+    const unsigned int present = byte();
+    return present == 0 || (present == 1 && head<Record>());
+  }
+
+  /** Sets the next `count` bytes of what is left aside; they are stepped over afterwards. */
+  bool reserve(std::size_t count) {
+    if (count > _left) return false;
     _left -= count;
-    return from;
+    return true;
   }
 
-  unsigned int byte() {
-    const char* const value = skip(1);
-    return value ? static_cast<unsigned char>(*value) : 0;
-  }
+  unsigned int byte() { return static_cast<unsigned char>(*_at++); }
 
-  void expect(std::size_t value) {
-    if (byte() != value) _good = false;
-  }
-
-  bool present() {
-    const unsigned int value = byte();
-    if (value > 1) _good = false;
-    return _good && value == 1;
-  }
-
-  void string() {
-    const char* const bytes = skip(sizeof(std::uint32_t));
-    if (!bytes) return;
+  bool string() {
     std::uint32_t length = 0;
-    std::memcpy(&length, bytes, sizeof length);
-    skip(length);
+    std::memcpy(&length, _at, LENGTH_SIZE);
+    _at += LENGTH_SIZE;
+    if (!reserve(length)) return false;
+    _at += length;
+    return true;
   }
 
   const char* _begin;
   const char* _at;
   std::size_t _left;
-  bool _good = true;
 };
 
 }  // namespace
 
 size_t msg_check_message(const char* buf, size_t size) {
   Checker checker(buf, size);
-  checker.message();
-  return checker.length();
+  return checker.message() ? checker.length() : 0;
 }
 
 size_t msg_check_nms_msg_meta(const char* buf, size_t size) {
   Checker checker(buf, size);
-  checker.head<msg_nms_msg_meta_data_t>();
-  return checker.length();
+  return checker.head<msg_nms_msg_meta_data_t>() ? checker.length() : 0;
 }

@@ -23,25 +23,23 @@
 
 #include "log.h"
 #include "msg-tarvel-serializer/msg-tarvel-serializer_internal.h"
+#include "msg-tarvel-serializer/new_record.h"
 #include "msg-tarvel-serializer/record_shape.h"
 #include "msg-tarvel-serializer/senders_text.h"
 
 namespace {
 
 using msg_tarvel::log::CallSite;
+using msg_tarvel::wire::FIXED_SIZE;
+using msg_tarvel::wire::LENGTH_SIZE;
 using msg_tarvel::wire::moved_to_senders_text_place;
 using msg_tarvel::wire::new_content_metadata;
+using msg_tarvel::wire::new_record;
 using msg_tarvel::wire::Shape;
 using msg_tarvel::wire::SLOT_SIZE;
 using msg_tarvel::wire::STRING_COUNT;
 
-constexpr std::size_t LENGTH_SIZE = 4;
 constexpr int STRING_SIZE_WITHOUT_REPORT = 1048574;
-
-/** Marker, image, string count and the length of each string. */
-template <typename Record>
-constexpr std::size_t FIXED_SIZE =
-    1 + Shape<Record>::IMAGE_SIZE + 1 + LENGTH_SIZE* STRING_COUNT<Record>;
 
 /** A message's two counts and presence byte. */
 constexpr std::size_t MESSAGE_EXTRA_SIZE = 3;
@@ -49,47 +47,79 @@ constexpr std::size_t MESSAGE_EXTRA_SIZE = 3;
 /** Texts may be shared, so a message can be larger than memory: the sum has room for that. */
 using Size = std::uint64_t;
 
-template <typename Record>
-Size size_with_strings(const Record& item) {
-  Size size = FIXED_SIZE<Record>;
-  for (const auto string : Shape<Record>::STRINGS) {
-    if (item.*string) size += std::strlen(item.*string);
+/**
+ * The lengths of the texts in the order of the format: taken when a message is measured, used when
+ * it is written. Of a message with very many texts the last ones are taken again; so are all of a
+ * block that was not measured.
+ */
+// Only lengths that were taken are looked at, so the room for them starts as it is.
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
+class Lengths {
+ public:
+  std::size_t take(const char* text) {
+    const std::size_t length = length_of(text);
+    // One that does not fit makes the message too large to be written.
+    if (_taken < ROOM) _kept[_taken++] = static_cast<std::uint32_t>(length);
+    return length;
   }
+
+  std::size_t next(const char* text) {
+    if (_used >= _taken) return length_of(text);
+    const std::size_t length = _kept[_used++];
+    return text ? length : 0;
+  }
+
+ private:
+  /** Two KiB of stack: the texts of 255 addresses, or of 56 contents with metadata. */
+  static constexpr std::size_t ROOM = 512;
+
+  static std::size_t length_of(const char* text) { return text ? std::strlen(text) : 0; }
+
+  std::size_t _taken = 0;
+  std::size_t _used = 0;
+  std::uint32_t _kept[ROOM];
+};
+
+template <typename Record>
+Size size_with_strings(const Record& item, Lengths& lengths) {
+  Size size = FIXED_SIZE<Record>;
+  for (const auto string : Shape<Record>::STRINGS) size += lengths.take(item.*string);
   return size;
 }
 
-Size size_of(const msg_address_item_t& item) { return size_with_strings(item); }
-Size size_of(const msg_nms_msg_meta_data_t& item) { return size_with_strings(item); }
-Size size_of(const msg_nms_content_meta_data_t& item) { return size_with_strings(item); }
-Size size_of(const msg_content_item_t& item) {
-  const Size metaSize = item.nmsContentMetaData ? size_of(*item.nmsContentMetaData) : 0;
-  return size_with_strings(item) + 1 + metaSize;
+Size size_of(const msg_address_item_t& item, Lengths& lengths) {
+  return size_with_strings(item, lengths);
+}
+Size size_of(const msg_nms_msg_meta_data_t& item, Lengths& lengths) {
+  return size_with_strings(item, lengths);
+}
+Size size_of(const msg_nms_content_meta_data_t& item, Lengths& lengths) {
+  return size_with_strings(item, lengths);
+}
+Size size_of(const msg_content_item_t& item, Lengths& lengths) {
+  const Size size = size_with_strings(item, lengths) + 1;
+  return item.nmsContentMetaData ? size + size_of(*item.nmsContentMetaData, lengths) : size;
 }
 
-/** Writes blocks one behind the other; `end` is where the room for them ends. */
+/** Writes blocks one behind the other, whose texts have these lengths. */
 class Writer {
  public:
-  Writer(char* begin, std::size_t size) : _begin(begin), _at(begin), _end(begin + size) {}
+  Writer(char* begin, Lengths& lengths) : _begin(begin), _at(begin), _lengths(lengths) {}
 
   std::size_t written() const { return static_cast<std::size_t>(_at - _begin); }
 
-  void byte(std::size_t value) { *_at++ = static_cast<char>(value); }
+  char& byte(std::size_t value) {
+    *_at = static_cast<char>(value);
+    return *_at++;
+  }
 
-  /**
-   * The text is copied up to its end, without asking for its length again: that was taken when the
-   * room was measured. What memccpy writes for the terminator is overwritten by what follows.
-   */
   void string(const char* text) {
-    char* const start = _at + LENGTH_SIZE;
-    char* stop = start;
-    if (text) {
-      const auto room = static_cast<std::size_t>(_end - start);
-      const void* const behind = memccpy(start, text, '\0', room);
-      stop = behind ? start + (static_cast<const char*>(behind) - start) - 1 : _end;
-    }
-    const auto length = static_cast<std::uint32_t>(stop - start);
+    const auto length = static_cast<std::uint32_t>(_lengths.next(text));
     std::memcpy(_at, &length, LENGTH_SIZE);
-    _at = stop;
+    _at += LENGTH_SIZE;
+    if (length == 0) return;
+    std::memcpy(_at, text, length);
+    _at += length;
   }
 
   /** Marker, image and strings of any record. */
@@ -135,44 +165,46 @@ class Writer {
 
   char* _begin;
   char* _at;
-  char* _end;
+  Lengths& _lengths;
 };
 
 /** Adds the block sizes of a list to `size`; false when an element is null. */
 template <typename Record>
-bool add_list_size(const GSList* list, Size& size, CallSite site) {
+bool add_list_size(const GSList* list, Size& size, Lengths& lengths, CallSite site) {
   for (const GSList* node = list; node; node = node->next) {
     if (!node->data) {
       MSG_TARVEL_ERROR_AT(site, "tmp_item is NULL");
       return false;
     }
-    size += size_of(*static_cast<const Record*>(node->data));
+    size += size_of(*static_cast<const Record*>(node->data), lengths);
   }
   return true;
 }
 
 /** Writes a list: its length modulo 256 and every element. False when an element is null. */
 template <typename Record>
-bool write_list(Writer& writer, GSList* list, CallSite site) {
-  writer.byte(g_slist_length(list));
-  for (const GSList* node = list; node; node = node->next) {
+bool write_list(Writer& writer, const GSList* list, CallSite site) {
+  char& count = writer.byte(0);
+  std::size_t elements = 0;
+  for (const GSList* node = list; node; node = node->next, ++elements) {
     if (!node->data) {
       MSG_TARVEL_ERROR_AT(site, "tmp_item is NULL");
       return false;
     }
     writer.block(*static_cast<const Record*>(node->data));
   }
+  count = static_cast<char>(elements);
   return true;
 }
 
-/** A zero-filled buffer; null, and a line in the log, when there is no memory for it. */
+/** A buffer to be written whole; null, and a line in the log, when there is no memory for it. */
 char* allocate_buffer(Size size, CallSite site) {
   char* buffer = nullptr;
   // The interface tells sizes as int.
   if (size > INT_MAX) {
     errno = ENOMEM;
   } else {
-    buffer = static_cast<char*>(std::calloc(static_cast<std::size_t>(size), 1));
+    buffer = static_cast<char*>(std::malloc(static_cast<std::size_t>(size)));
   }
   if (!buffer) {
     MSG_TARVEL_ERROR_AT(site, "calloc is failed!! buff_size:(%d)(%s)", static_cast<int>(size),
@@ -181,43 +213,48 @@ char* allocate_buffer(Size size, CallSite site) {
   return buffer;
 }
 
-void report_if_different(Size size, std::size_t written, CallSite site) {
+/** Reports when records changed while they were written; what they then leave unwritten is zero. */
+void end_buffer(char* buffer, Size size, std::size_t written, CallSite site) {
   if (written == size) return;
   MSG_TARVEL_INFO_AT(site, "size is different. buff_size:%d, offset:%d", static_cast<int>(size),
                      static_cast<int>(written));
+  if (written < size) std::memset(buffer + written, 0, static_cast<std::size_t>(size) - written);
 }
 
 /** The size of the buffer now in `*out`; 0 on failure, with whatever `*out` then holds. */
 int serialize_message(const msg_message_item_t& item, char** out, CallSite site) {
-  Size size = size_with_strings(item) + MESSAGE_EXTRA_SIZE;
-  if (!add_list_size<msg_address_item_t>(item.addressList, size, site)) return 0;
-  if (!add_list_size<msg_content_item_t>(item.contentList, size, site)) return 0;
-  if (item.nmsMsgMetaData) size += size_of(*item.nmsMsgMetaData);
+  Lengths lengths;
+  Size size = size_with_strings(item, lengths) + MESSAGE_EXTRA_SIZE;
+  if (!add_list_size<msg_address_item_t>(item.addressList, size, lengths, site)) return 0;
+  if (!add_list_size<msg_content_item_t>(item.contentList, size, lengths, site)) return 0;
+  if (item.nmsMsgMetaData) size += size_of(*item.nmsMsgMetaData, lengths);
 
   *out = allocate_buffer(size, site);
   if (!*out) return 0;
 
-  Writer writer(*out, static_cast<std::size_t>(size));
+  Writer writer(*out, lengths);
   writer.head(item);
   if (!write_list<msg_address_item_t>(writer, item.addressList, site)) return 0;
   if (!write_list<msg_content_item_t>(writer, item.contentList, site)) return 0;
   writer.optional(item.nmsMsgMetaData);
-  report_if_different(size, writer.written(), site);
+  end_buffer(*out, size, writer.written(), site);
   return static_cast<int>(size);
 }
 
-/** Writes one block at `buf`, whose room is what the block needs. */
+/** Writes one block at `buf`. */
 template <typename Record>
 int serialize_block(const Record* item, char* buf) {
   if (!item || !buf) return 0;
-  Writer writer(buf, static_cast<std::size_t>(size_of(*item)));
+  Lengths lengths;
+  Writer writer(buf, lengths);
   writer.block(*item);
   return static_cast<int>(writer.written());
 }
 
 template <typename Record>
 int calculate_block(const Record* item) {
-  return item ? static_cast<int>(size_of(*item)) : 0;
+  Lengths lengths;
+  return item ? static_cast<int>(size_of(*item, lengths)) : 0;
 }
 
 unsigned char byte_at(const char* buf) { return static_cast<unsigned char>(*buf); }
@@ -285,11 +322,6 @@ const char* read_content_metadata(const char* at, msg_nms_content_meta_data_t& i
   return at;
 }
 
-template <typename Record>
-Record* new_record() {
-  return static_cast<Record*>(std::calloc(1, sizeof(Record)));
-}
-
 /**
  * Reads a presence byte and, behind it, a record of its own into `*item`, with which a message
  * ends. Without memory for the record, `*item` is null and its block is not read.
@@ -342,8 +374,8 @@ int bytes_between(const char* begin, const char* end) { return static_cast<int>(
 
 int __serialize_string(const char* text, char* buf) {
   if (!buf) return 0;
-  const std::size_t length = text ? std::strlen(text) : 0;
-  Writer writer(buf, LENGTH_SIZE + length);
+  Lengths lengths;
+  Writer writer(buf, lengths);
   writer.string(text);
   return static_cast<int>(writer.written());
 }
@@ -388,9 +420,10 @@ int __deserialize_string(const char* buf, char** text) {
     // Only reported: the text is read all the same.
     MSG_TARVEL_ERROR("Too big to alloc memory (%d MB)!!", static_cast<int>((size + 1) >> 20));
   }
-  auto* const copy = static_cast<char*>(std::calloc(size + 1, 1));
+  auto* const copy = static_cast<char*>(std::malloc(size + 1));
   if (!copy) return consumed;
   std::memcpy(copy, buf + LENGTH_SIZE, size);
+  copy[size] = '\0';
   *text = copy;
   return consumed;
 }
@@ -432,15 +465,16 @@ int msg_serialize_message(const msg_message_item_t* item, char** out) {
 
 int msg_serialize_nms_msg_meta(const msg_nms_msg_meta_data_t* meta, char** out) {
   if (!meta || !out) return 0;
-  const Size size = size_of(*meta);
+  Lengths lengths;
+  const Size size = size_of(*meta, lengths);
   *out = allocate_buffer(size, CallSite::here());
   if (!*out) {
     MSG_TARVEL_ERROR("msg_serialize_msg_message_item is failed");
     return 0;
   }
-  Writer writer(*out, static_cast<std::size_t>(size));
+  Writer writer(*out, lengths);
   writer.block(*meta);
-  report_if_different(size, writer.written(), CallSite::here());
+  end_buffer(*out, size, writer.written(), CallSite::here());
   return static_cast<int>(size);
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 
-// The shape of each record: the size of its image on the wire, its slots in order, and which of
-// them are strings.
+// The shape of each record: the size of its image on the wire, its slots in order, which of them
+// are strings, and where a record in memory has gaps between them.
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -12,6 +13,10 @@
 namespace msg_tarvel::wire {
 
 constexpr std::size_t SLOT_SIZE = 4;
+constexpr std::size_t LENGTH_SIZE = 4;
+
+/** What a build with wide pointers leaves empty where it aligns one: before it, or at the end. */
+constexpr std::size_t GAP_SIZE = sizeof(void*) - SLOT_SIZE;
 
 template <typename Record>
 struct Shape;
@@ -21,6 +26,7 @@ struct Shape<msg_address_item_t> {
   using R = msg_address_item_t;
   static constexpr std::size_t IMAGE_SIZE = 20;
   static constexpr char* R::*STRINGS[] = {&R::text1};
+  static constexpr std::array<std::size_t, 0> GAPS = {};
   template <typename Item, typename Visit>
   static void slots(Item& item, Visit&& visit) {
     visit(item.opaque0);
@@ -33,6 +39,7 @@ struct Shape<msg_nms_content_meta_data_t> {
   using R = msg_nms_content_meta_data_t;
   static constexpr std::size_t IMAGE_SIZE = 24;
   static constexpr char* R::*STRINGS[] = {&R::text1, &R::text2, &R::text3};
+  static constexpr std::array GAPS = {offsetof(R, opaque5) + sizeof(R::opaque5)};
   template <typename Item, typename Visit>
   static void slots(Item& item, Visit&& visit) {
     visit(item.opaque0);
@@ -48,6 +55,8 @@ struct Shape<msg_nms_msg_meta_data_t> {
   using R = msg_nms_msg_meta_data_t;
   static constexpr std::size_t IMAGE_SIZE = 56;
   static constexpr char* R::*STRINGS[] = {&R::text1, &R::text2, &R::text3, &R::text4};
+  static constexpr std::array GAPS = {offsetof(R, opaque0) + sizeof(R::opaque0),
+                                      offsetof(R, opaque5) + sizeof(R::opaque5)};
   template <typename Item, typename Visit>
   static void slots(Item& item, Visit&& visit) {
     visit(item.opaque0);
@@ -65,6 +74,7 @@ struct Shape<msg_content_item_t> {
   static constexpr std::size_t IMAGE_SIZE = 56;
   static constexpr char* R::*STRINGS[] = {&R::text1, &R::text2, &R::text3,
                                           &R::text4, &R::text5, &R::text6};
+  static constexpr std::array GAPS = {offsetof(R, opaque12) + sizeof(R::opaque12)};
   template <typename Item, typename Visit>
   static void slots(Item& item, Visit&& visit) {
     visit(item.opaque0);
@@ -100,6 +110,11 @@ struct Shape<msg_message_item_t> {
 
 template <typename Record>
 constexpr std::size_t STRING_COUNT = std::size(Shape<Record>::STRINGS);
+
+/** Marker, image, string count and the length of each string. */
+template <typename Record>
+constexpr std::size_t FIXED_SIZE =
+    1 + Shape<Record>::IMAGE_SIZE + 1 + LENGTH_SIZE* STRING_COUNT<Record>;
 
 // On a 32-bit build a record is its image; a 64-bit build has wider pointers in it.
 template <typename Record>

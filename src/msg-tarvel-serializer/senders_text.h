@@ -7,8 +7,10 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 #include "msg-tarvel-common/msg-tarvel-serializer/msg_records.h"
+#include "msg-tarvel-serializer/new_record.h"
 
 namespace msg_tarvel::wire {
 
@@ -18,11 +20,12 @@ inline bool has_senders_text(const msg_nms_content_meta_data_t* meta) {
   return reinterpret_cast<std::uintptr_t>(meta) % SENDERS_TEXT_PLACE == 0;
 }
 
-/** A zero-filled record in a place that does not speak of a sender's pointer; null without memory.
+/**
+ * A record to be filled, in a place that does not speak of a sender's pointer; null without memory.
+ * Kept out of line, or a compiler writes out several rounds of what hardly ever takes a second one.
  */
-inline msg_nms_content_meta_data_t* new_content_metadata() {
-  auto* const meta = static_cast<msg_nms_content_meta_data_t*>(
-      std::calloc(1, sizeof(msg_nms_content_meta_data_t)));
+[[gnu::noinline]] inline msg_nms_content_meta_data_t* new_content_metadata() {
+  auto* const meta = new_record<msg_nms_content_meta_data_t>();
   if (!meta || !has_senders_text(meta)) return meta;
   auto* const elsewhere = new_content_metadata();
   std::free(meta);
@@ -39,10 +42,9 @@ inline msg_nms_content_meta_data_t* moved_to_senders_text_place(msg_nms_content_
     meta->text2 = nullptr;
     return meta;
   }
-  auto* const moved = static_cast<msg_nms_content_meta_data_t*>(place);
-  *moved = *meta;
+  std::memcpy(place, meta, sizeof *meta);
   std::free(meta);
-  return moved;
+  return static_cast<msg_nms_content_meta_data_t*>(place);
 }
 
 }  // namespace msg_tarvel::wire

@@ -27,7 +27,6 @@ namespace msg_tarvel::db {
 namespace {
 
 constexpr gid_t STORE_GROUP = 5000;
-constexpr uid_t NOBODY = 65534;
 
 struct stat status_of(const std::string& path) {
   struct stat status = {};

@@ -31,8 +31,6 @@ using namespace std::chrono_literals;
 
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* INSERT = "INSERT INTO temp_log(data1) VALUES ('a');";
-
 /** A store in which this process has no connection open, so that children may open theirs. */
 class ProcessesTest : public StoreTest {
  protected:
@@ -68,7 +66,7 @@ TEST_F(ProcessesTest, ALockThatIsGivenUpInTimeIsWaitedFor) {
   // The fourth try comes after 0.1 + 0.2 + 0.3 seconds, the fifth 0.4 seconds later.
   EXPECT_GE(waited, 700ms);
   EXPECT_LT(waited, 2100ms);
-  EXPECT_EQ(manager()->execStatement(INSERT), 0);
+  EXPECT_EQ(manager()->execStatement("INSERT INTO temp_log(data1) VALUES ('a');"), 0);
   EXPECT_EQ(manager()->endTransaction(true), 0);
   EXPECT_EQ(other.wait(), 0);
   EXPECT_TRUE(logged({opening()}));
@@ -139,7 +137,6 @@ TEST_F(ProcessesTest, AnotherUserWithoutReadPermissionGetsNothing) {
 }
 
 constexpr uid_t OWNER = 1;
-constexpr uid_t NOBODY = 65534;
 
 /** A store that one user alone may read, opened by processes that are half that user. */
 class TwoUsersTest : public ProcessesTest {

@@ -20,12 +20,12 @@ namespace {
 using Messages = std::vector<Message>;
 using Texts = std::vector<std::string>;
 
-const std::string SELECT =
+const std::string SELECT_MESSAGE =
     "SELECT msgId, convId, msgType, itemId, storageFolder, storageId, networkStatus, mainText, "
     "textMessage, displayTime, attachedNum, read, simIndex, peerConvId, peerChatType, "
     "peerChatSessionId, peerGroupChatSender, stickerId, isShareDialMessage, isSafeMessage FROM "
     "msg_message_table ";
-const std::string SELECT_LIST =
+const std::string SELECT_MESSAGES =
     "SELECT msgId, convId, msgType, itemId, storageFolder, storageId, networkStatus, mainText, "
     "textMessage, displayTime, attachedNum, read, simIndex, peerConvId, peerChatType, "
     "peerChatSessionId, stickerId, isShareDialMessage, isSafeMessage FROM msg_message_table ";
@@ -121,13 +121,13 @@ int list(const std::function<void(ListCondition&)>& fill, Messages& out) {
 void expect_list_sql(const std::string& where, const std::function<void(ListCondition&)>& fill) {
   Messages out;
   EXPECT_EQ(compiled_by([&] { EXPECT_EQ(list(fill, out), DB_NO_DATA); }),
-            Texts{SELECT_LIST + where});
+            Texts{SELECT_MESSAGES + where});
 }
 
-using ListQuery = std::function<int(Messages&)>;
+using MessageListQuery = std::function<int(Messages&)>;
 
 /** Every list query that goes through the full reader, as it selects MESSAGE. */
-const std::vector<std::pair<std::string, ListQuery>> LIST_QUERIES = {
+const std::vector<std::pair<std::string, MessageListQuery>> MESSAGE_LISTS = {
     {"list", [](Messages& out) { return db_get_message_list(ListCondition(), out); }},
     {"standalone", [](Messages& out) { return db_get_standalone_messages({13}, out); }},
     {"by time", [](Messages& out) { return db_get_messages_by_time(6000000000, NO_FOLDER, out); }},
@@ -165,15 +165,15 @@ class MessageQueries : public QueryTest {
 TEST_F(MessageQueries, SingleMessagesAreSelectedByIdOrByItem) {
   Message out;
   EXPECT_EQ(compiled_by([&] { EXPECT_EQ(db_get_message(7, out), DB_NO_DATA); }),
-            Texts{SELECT + "WHERE msgId = 7 ORDER BY displayTime DESC;"});
+            Texts{SELECT_MESSAGE + "WHERE msgId = 7 ORDER BY displayTime DESC;"});
   EXPECT_EQ(compiled_by([&] { EXPECT_EQ(db_get_message(0, out), DB_NO_DATA); }),
-            Texts{SELECT + "WHERE msgId = 0 ORDER BY displayTime DESC;"});
+            Texts{SELECT_MESSAGE + "WHERE msgId = 0 ORDER BY displayTime DESC;"});
   EXPECT_EQ(compiled_by([&] { EXPECT_EQ(db_get_message(8, "mms", ALL_FOLDERS, out), DB_NO_DATA); }),
-            Texts{SELECT + "WHERE itemId = 8 AND msgType = 'mms' AND storageFolder = 9999 "
-                           "ORDER BY displayTime DESC;"});
+            Texts{SELECT_MESSAGE + "WHERE itemId = 8 AND msgType = 'mms' AND storageFolder = 9999 "
+                                   "ORDER BY displayTime DESC;"});
   EXPECT_EQ(compiled_by([&] { EXPECT_EQ(db_get_message(0, "x", FOLDER_PAIR_1, out), DB_NO_DATA); }),
-            Texts{SELECT + "WHERE itemId = 0 AND msgType = 'x' AND storageFolder = -2 "
-                           "ORDER BY displayTime DESC;"});
+            Texts{SELECT_MESSAGE + "WHERE itemId = 0 AND msgType = 'x' AND storageFolder = -2 "
+                                   "ORDER BY displayTime DESC;"});
   EXPECT_TRUE(logged({}));
   expect_same(out, Message());
 }
@@ -306,8 +306,8 @@ TEST_F(MessageQueries, StandaloneMessagesAreSelectedByTheirItems) {
     EXPECT_EQ(
         compiled_by(
             [&ids = ids, &out] { EXPECT_EQ(db_get_standalone_messages(ids, out), DB_NO_DATA); }),
-        Texts{SELECT_LIST + "WHERE (storageFolder = 101 OR storageFolder = 103) AND itemId IN (" +
-              text + ");"});
+        Texts{SELECT_MESSAGES +
+              "WHERE (storageFolder = 101 OR storageFolder = 103) AND itemId IN (" + text + ");"});
   }
   EXPECT_TRUE(logged({}));
 }
@@ -328,21 +328,21 @@ TEST_F(MessageQueries, MessagesByTimeAreSelectedInOneFolderInGroupsOrInAll) {
                 EXPECT_EQ(db_get_messages_by_time(5000000000, static_cast<FolderType>(folder), out),
                           DB_NO_DATA);
               }),
-              Texts{SELECT_LIST + "WHERE displayTime < 5000000000" + text + NEWEST_FIRST});
+              Texts{SELECT_MESSAGES + "WHERE displayTime < 5000000000" + text + NEWEST_FIRST});
   }
   Messages out;
   EXPECT_EQ(compiled_by([&] { db_get_messages_by_time(0, NO_FOLDER, out); }),
-            Texts{SELECT_LIST + "WHERE displayTime < 0 ORDER BY displayTime DESC;"});
-  EXPECT_EQ(
-      compiled_by([&] { db_get_messages_by_time(LLONG_MAX, NO_FOLDER, out); }),
-      Texts{SELECT_LIST + "WHERE displayTime < 9223372036854775807 ORDER BY displayTime DESC;"});
+            Texts{SELECT_MESSAGES + "WHERE displayTime < 0 ORDER BY displayTime DESC;"});
+  EXPECT_EQ(compiled_by([&] { db_get_messages_by_time(LLONG_MAX, NO_FOLDER, out); }),
+            Texts{SELECT_MESSAGES +
+                  "WHERE displayTime < 9223372036854775807 ORDER BY displayTime DESC;"});
   EXPECT_TRUE(logged({}));
 }
 
 TEST_F(MessageQueries, UnsyncedMessagesAreSelectedByType) {
   Messages out;
   EXPECT_EQ(compiled_by([&] { EXPECT_EQ(db_get_unsynced_messages(out), DB_NO_DATA); }),
-            Texts{SELECT_LIST + "WHERE read = 1 AND sync = 0 ORDER BY msgType;"});
+            Texts{SELECT_MESSAGES + "WHERE read = 1 AND sync = 0 ORDER BY msgType;"});
 }
 
 TEST_F(MessageQueries, DeletedMessagesAreSelectedByBoundFolders) {
@@ -365,7 +365,7 @@ TEST_F(MessageQueries, DeletedMessagesAreSelectedByBoundFolders) {
 // ---- Conditions that are too long, or that end early -------------------------------------------
 
 TEST_F(MessageQueries, AListConditionIsCutWithinItsMessageType) {
-  expectCutCondition({SELECT_LIST, "WHERE " + ALL + " AND msgType = '", "'" + NEWEST_FIRST,
+  expectCutCondition({SELECT_MESSAGES, "WHERE " + ALL + " AND msgType = '", "'" + NEWEST_FIRST,
                       "_db_query_get_message_list", "db_get_message_list"},
                      letters, [](const std::string& type) {
                        Messages out;
@@ -375,7 +375,7 @@ TEST_F(MessageQueries, AListConditionIsCutWithinItsMessageType) {
 
 TEST_F(MessageQueries, AListConditionIsCutWithinItsConversations) {
   expectCutCondition(
-      {SELECT_LIST, "WHERE " + ALL + " AND convId IN (", ")" + NEWEST_FIRST,
+      {SELECT_MESSAGES, "WHERE " + ALL + " AND convId IN (", ")" + NEWEST_FIRST,
        "_db_query_get_message_list", "db_get_message_list"},
       id_list_of_length, [](const std::string& ids) {
         Messages out;
@@ -385,7 +385,7 @@ TEST_F(MessageQueries, AListConditionIsCutWithinItsConversations) {
 
 TEST_F(MessageQueries, StandaloneItemsAreCut) {
   expectCutCondition(
-      {SELECT_LIST, "WHERE (storageFolder = 101 OR storageFolder = 103) AND itemId IN (", ");",
+      {SELECT_MESSAGES, "WHERE (storageFolder = 101 OR storageFolder = 103) AND itemId IN (", ");",
        "_db_query_get_message_list", "db_get_standalone_messages"},
       id_list_of_length, [](const std::string& ids) {
         Messages out;
@@ -394,7 +394,7 @@ TEST_F(MessageQueries, StandaloneItemsAreCut) {
 }
 
 TEST_F(MessageQueries, TheMessageTypeOfAnItemIsCut) {
-  expectCutCondition({SELECT, "WHERE itemId = 5 AND msgType = '",
+  expectCutCondition({SELECT_MESSAGE, "WHERE itemId = 5 AND msgType = '",
                       "' AND storageFolder = 1 ORDER BY displayTime DESC;", "_db_query_get_message",
                       "db_get_message"},
                      letters, [](const std::string& type) {
@@ -470,7 +470,7 @@ TEST_F(MessageQueries, SingleMessagesHaveEveryColumnInItsField) {
 
 TEST_F(MessageQueries, ListedMessagesAreShiftedFromTheStickerOn) {
   insertMessage();
-  for (const auto& [name, query] : LIST_QUERIES) {
+  for (const auto& [name, query] : MESSAGE_LISTS) {
     SCOPED_TRACE(name);
     Messages out;
     EXPECT_EQ(query(out), DB_SUCCESS);
@@ -641,7 +641,7 @@ TEST_F(MessageQueries, DeletedMessagesFillFiveFieldsOnly) {
 }
 
 TEST_F(MessageQueries, AListIsAppendedToAndCountsAsFoundWhenItIsNotEmpty) {
-  std::vector<std::pair<std::string, ListQuery>> queries = LIST_QUERIES;
+  std::vector<std::pair<std::string, MessageListQuery>> queries = MESSAGE_LISTS;
   queries.emplace_back("deleted", [](Messages& out) { return db_get_deleted_messages(true, out); });
   queries.emplace_back("deleted standalone",
                        [](Messages& out) { return db_get_deleted_messages(false, out); });
@@ -809,8 +809,8 @@ TEST_F(MessageQueries, WithoutTheSharingServiceNoMetadataIsAskedFor) {
   insert("msg_nms_meta_table", {{"msgId", "11"}, {"objectId", "'object'"}});
   Message out;
   EXPECT_EQ(run_by([&] { EXPECT_EQ(db_get_message(11, out), DB_SUCCESS); }),
-            (Texts{SELECT + "WHERE msgId = 11 ORDER BY displayTime DESC;", SELECT_ADDRESSES + "14;",
-                   SELECT_CONTENTS + "11;"}));
+            (Texts{SELECT_MESSAGE + "WHERE msgId = 11 ORDER BY displayTime DESC;",
+                   SELECT_ADDRESSES + "14;", SELECT_CONTENTS + "11;"}));
   EXPECT_FALSE(out.hasNmsMsgMeta());
 }
 
@@ -848,7 +848,7 @@ TEST_F(FirstMessage, AsksForTheSalesCodeAfterItsPartsAndWhateverItsFolder) {
   EXPECT_EQ(db_get_message(11, out), DB_SUCCESS);
   EXPECT_EQ(out.storageFolder, STANDALONE_FOLDER_1);  // which has no metadata
   EXPECT_EQ(questions(), 1);
-  EXPECT_EQ(runBefore(), (Texts{SELECT + "WHERE msgId = 11 ORDER BY displayTime DESC;",
+  EXPECT_EQ(runBefore(), (Texts{SELECT_MESSAGE + "WHERE msgId = 11 ORDER BY displayTime DESC;",
                                 SELECT_ADDRESSES + "14;", SELECT_CONTENTS + "11;"}));
 }
 
@@ -893,13 +893,13 @@ TEST_F(MessageQueriesOfASharingDevice, AMessageIsReadWithAllThatBelongsToIt) {
 
   Message out;
   EXPECT_EQ(run_by([&] { EXPECT_EQ(db_get_message(11, out), DB_SUCCESS); }),
-            (Texts{SELECT + "WHERE msgId = 11 ORDER BY displayTime DESC;", SELECT_ADDRESSES + "14;",
-                   SELECT_CONTENTS + "11;", SELECT_META + "11;"}));
+            (Texts{SELECT_MESSAGE + "WHERE msgId = 11 ORDER BY displayTime DESC;",
+                   SELECT_ADDRESSES + "14;", SELECT_CONTENTS + "11;", SELECT_META + "11;"}));
   expect_same(out, expected);
 
   Messages listed;
   EXPECT_EQ(run_by([&] { EXPECT_EQ(db_get_message_list(ListCondition(), listed), DB_SUCCESS); }),
-            (Texts{SELECT_LIST + "WHERE " + ALL + NEWEST_FIRST, SELECT_ADDRESSES + "14;",
+            (Texts{SELECT_MESSAGES + "WHERE " + ALL + NEWEST_FIRST, SELECT_ADDRESSES + "14;",
                    SELECT_CONTENTS + "11;", SELECT_META + "11;"}));
   expected.peerGroupChatSender = "25";
   expected.stickerId = 26;

@@ -19,10 +19,10 @@ using Metas = std::vector<NmsMsgMeta>;
 using Texts = std::vector<std::string>;
 using Ids = std::vector<int>;
 
-const std::string SELECT =
+const std::string SELECT_ONE_META =
     "SELECT msgId, objectId, primaryId, secondaryId, resourceURL, BTCorrelated, MSSICorrelated, "
     "lastModSeq, MSSISync, deleted, msgTime, downloadRequired FROM msg_nms_meta_table ";
-const std::string SELECT_LIST =
+const std::string SELECT_METAS =
     "SELECT msgId, objectId, primaryId, secondaryId, resourceURL, BTCorrelated, MSSICorrelated, "
     "lastModSeq, MSSISync, deleted, msgTime, downloadRequired from msg_nms_meta_table ";
 constexpr const char* LIST_WORKER = "_db_query_get_nms_meta_list";
@@ -73,10 +73,10 @@ NmsMsgMeta expected_meta() {
   return meta;
 }
 
-using ListQuery = std::function<int(Metas&)>;
+using MetaListQuery = std::function<int(Metas&)>;
 
 /** Every list query, as it selects META. */
-const std::vector<std::pair<std::string, ListQuery>> LIST_QUERIES = {
+const std::vector<std::pair<std::string, MetaListQuery>> META_LISTS = {
     {"uncorrelated",
      [](Metas& out) { return db_get_uncorrelated_nms_msg_metas("", BT, PRIMARY, true, out); }},
     {"sync", [](Metas& out) { return db_get_sync_required_nms_msg_metas(true, out); }},
@@ -99,7 +99,7 @@ void expect_uncorrelated_sql(const std::string& where, const std::string& id,
               EXPECT_EQ(db_get_uncorrelated_nms_msg_metas(id, type, search, ascending, out),
                         DB_NO_DATA);
             }),
-            Texts{SELECT_LIST + where});
+            Texts{SELECT_METAS + where});
 }
 
 // ---- Statements --------------------------------------------------------------------------------
@@ -114,10 +114,10 @@ TEST_F(NmsQueries, MetadataIsSelectedByMessageOrElseByObject) {
     EXPECT_EQ(compiled_by([id = msgId, &out] {
                 EXPECT_EQ(db_get_nms_msg_meta(id, "X1", out), DB_NO_DATA);
               }),
-              Texts{SELECT + where});
+              Texts{SELECT_ONE_META + where});
   }
   EXPECT_EQ(compiled_by([&] { EXPECT_EQ(db_get_nms_msg_meta(0, "", out), DB_NO_DATA); }),
-            Texts{SELECT + "WHERE objectId = '';"});
+            Texts{SELECT_ONE_META + "WHERE objectId = '';"});
   expect_same(out, NmsMsgMeta());
   EXPECT_TRUE(logged({}));
 }
@@ -150,11 +150,11 @@ TEST_F(NmsQueries, TheOtherQueriesHaveFixedConditions) {
   Metas out;
   const std::string sync = " AND MSSICorrelated = 1 AND MSSISync = 1 limit 5;";
   EXPECT_EQ(compiled_by([&] { db_get_sync_required_nms_msg_metas(false, out); }),
-            Texts{SELECT_LIST + "WHERE deleted = 0" + sync});
+            Texts{SELECT_METAS + "WHERE deleted = 0" + sync});
   EXPECT_EQ(compiled_by([&] { db_get_sync_required_nms_msg_metas(true, out); }),
-            Texts{SELECT_LIST + "WHERE deleted = 1" + sync});
+            Texts{SELECT_METAS + "WHERE deleted = 1" + sync});
   EXPECT_EQ(compiled_by([&] { db_get_download_required_nms_msg_metas(out); }),
-            Texts{SELECT_LIST + "WHERE downloadRequired = 1 ORDER BY msgTime DESC limit 1;"});
+            Texts{SELECT_METAS + "WHERE downloadRequired = 1 ORDER BY msgTime DESC limit 1;"});
 
   bool has = true;
   EXPECT_EQ(compiled_by([&] { db_has_download_required_message(&has); }),
@@ -171,12 +171,12 @@ TEST_F(NmsQueries, TheOtherQueriesHaveFixedConditions) {
 }
 
 TEST_F(NmsQueries, TheObjectIdIsCut) {
-  expectCutCondition(
-      {SELECT, "WHERE objectId = '", "';", "_db_query_get_nms_meta", "db_get_nms_msg_meta"},
-      letters, [](const std::string& id) {
-        NmsMsgMeta out;
-        return db_get_nms_msg_meta(0, id, out);
-      });
+  expectCutCondition({SELECT_ONE_META, "WHERE objectId = '", "';", "_db_query_get_nms_meta",
+                      "db_get_nms_msg_meta"},
+                     letters, [](const std::string& id) {
+                       NmsMsgMeta out;
+                       return db_get_nms_msg_meta(0, id, out);
+                     });
 }
 
 TEST_F(NmsQueries, TheCorrelationIdIsCut) {
@@ -187,19 +187,19 @@ TEST_F(NmsQueries, TheCorrelationIdIsCut) {
                                                out);
     };
   };
-  expectCutCondition({SELECT_LIST, "WHERE BTCorrelated = 0 AND primaryId = '",
+  expectCutCondition({SELECT_METAS, "WHERE BTCorrelated = 0 AND primaryId = '",
                       "' ORDER BY msgTime ASC;", LIST_WORKER, "db_get_uncorrelated_nms_msg_metas"},
                      letters, query(true));
-  expectCutCondition({SELECT_LIST, "WHERE BTCorrelated = 0 AND secondaryId = '",
+  expectCutCondition({SELECT_METAS, "WHERE BTCorrelated = 0 AND secondaryId = '",
                       "' ORDER BY msgTime DESC;", LIST_WORKER, "db_get_uncorrelated_nms_msg_metas"},
                      letters, query(false));
 }
 
 TEST_F(NmsQueries, TheCorrelationIdIsCutInItsSecondPlaceToo) {
   const std::string id = letters(600);
-  const std::string sql =
-      SELECT_LIST + ("WHERE BTCorrelated = 0 AND (primaryId = '" + id + "' OR secondaryId = '" + id)
-                        .substr(0, 1023);
+  const std::string sql = SELECT_METAS + ("WHERE BTCorrelated = 0 AND (primaryId = '" + id +
+                                          "' OR secondaryId = '" + id)
+                                             .substr(0, 1023);
   Metas out;
   EXPECT_EQ(compiled_by([&] {
               EXPECT_EQ(db_get_uncorrelated_nms_msg_metas(id, BT, EITHER, true, out),
@@ -240,7 +240,7 @@ TEST_F(NmsQueries, MetadataHasEveryColumnInItsField) {
     EXPECT_EQ(db_get_nms_msg_meta(msgId, "object", out), DB_SUCCESS);
     expect_same(out, expected_meta());
   }
-  for (const auto& [name, query] : LIST_QUERIES) {
+  for (const auto& [name, query] : META_LISTS) {
     SCOPED_TRACE(name);
     Metas out;
     EXPECT_EQ(query(out), DB_SUCCESS);
@@ -355,7 +355,7 @@ TEST_F(NmsQueries, OnlyTheNewestDownloadIsGiven) {
 }
 
 TEST_F(NmsQueries, ListsAreAppendedToAndEarlierItemsCountAsFound) {
-  for (const auto& [name, query] : LIST_QUERIES) {
+  for (const auto& [name, query] : META_LISTS) {
     SCOPED_TRACE(name);
     Metas out;
     EXPECT_EQ(query(out), DB_NO_DATA);
@@ -365,7 +365,7 @@ TEST_F(NmsQueries, ListsAreAppendedToAndEarlierItemsCountAsFound) {
     EXPECT_EQ(out.size(), 1u);
   }
   insert("msg_nms_meta_table", META);
-  for (const auto& [name, query] : LIST_QUERIES) {
+  for (const auto& [name, query] : META_LISTS) {
     SCOPED_TRACE(name);
     Metas out(1);
     EXPECT_EQ(query(out), DB_SUCCESS);

@@ -14,6 +14,7 @@
 #include "msg-tarvel-common/db/db_common_funcs.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "query_support.h"
+#include "support/setting_names.h"
 
 namespace msg_tarvel::db {
 
@@ -22,8 +23,6 @@ namespace {
 using Texts = std::vector<std::string>;
 using Addresses = std::vector<Address>;
 
-constexpr const char* COUNTRY = "db/csc/country_iso";
-constexpr const char* MIN_MATCH = "db/contacts-svc/phonenumber_min_match_digit";
 constexpr int PRESET = 4711;
 constexpr const char* SEARCH = "db_check_thread_address_exist";
 

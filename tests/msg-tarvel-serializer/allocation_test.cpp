@@ -2,15 +2,19 @@
 // under LeakSanitizer.
 
 #include <gtest/gtest.h>
+#include <rapidcheck.h>
 
 #include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
+#include "msg-tarvel-serializer/arbitrary_records.h"
 #include "msg-tarvel-serializer/bytes.h"
+#include "msg-tarvel-serializer/guarded_memory.h"
 #include "msg-tarvel-serializer/internal_functions.h"
 #include "msg-tarvel-serializer/serializer_log.h"
 #include "msg-tarvel-serializer/watched_calls.h"
@@ -54,6 +58,76 @@ std::string message_start() {
   return bytes.substr(0, bytes.size() - 3);
 }
 
+int serialize(const msg_message_item_t& item, char** out) {
+  return msg_serialize_message(&item, out);
+}
+int serialize(const msg_nms_msg_meta_data_t& item, char** out) {
+  return msg_serialize_nms_msg_meta(&item, out);
+}
+
+/** What is written into memory of this size that is full of `byte`, with a guard behind it. */
+template <typename Record>
+std::string written_to_used_memory(const Record& item, std::size_t size, int byte) {
+  GuardedMemory memory(size);
+  std::memset(memory.last(size), byte, size);
+  char* out = nullptr;
+  WatchedCalls calls;
+  calls.handOut(memory.last(size));
+  EXPECT_EQ(serialize(item, &out), static_cast<int>(size));
+  EXPECT_EQ(calls.sizes(), std::vector<std::size_t>{size});
+  return {memory.last(size), size};
+}
+
+/** The bytes of a record in memory, with null for all that it leads to. */
+template <typename Record>
+std::string image_of(const Record& item) {
+  Record copy{};
+  std::memcpy(&copy, &item, sizeof copy);
+  for (char** const text : fields(copy).texts) *text = nullptr;
+  if constexpr (std::is_same_v<Record, msg_content_item_t>) copy.nmsContentMetaData = nullptr;
+  std::string bytes(sizeof copy, '\0');
+  std::memcpy(bytes.data(), &copy, sizeof copy);
+  return bytes;
+}
+
+/** The same for a record in memory of zeros, with these opaque numbers. */
+template <typename Record>
+std::string clean_image(const Values& values) {
+  Record item{};
+  std::memset(&item, 0, sizeof item);
+  const Fields found = fields(item);
+  for (std::size_t i = 0; i < values.opaque.size(); ++i) *found.opaque[i] = values.opaque[i];
+  return image_of(item);
+}
+
+/** The images of all records that the reader makes for a message. */
+std::vector<std::string> images_of(const msg_message_item_t& item) {
+  std::vector<std::string> images;
+  for (GSList* node = item.addressList; node; node = node->next) {
+    images.push_back(image_of(*static_cast<msg_address_item_t*>(node->data)));
+  }
+  for (GSList* node = item.contentList; node; node = node->next) {
+    const auto& content = *static_cast<msg_content_item_t*>(node->data);
+    images.push_back(image_of(content));
+    if (content.nmsContentMetaData) images.push_back(image_of(*content.nmsContentMetaData));
+  }
+  if (item.nmsMsgMetaData) images.push_back(image_of(*item.nmsMsgMetaData));
+  return images;
+}
+
+std::vector<std::string> clean_images(const MessageValues& values) {
+  std::vector<std::string> images;
+  for (const Values& address : values.addresses) {
+    images.push_back(clean_image<msg_address_item_t>(address));
+  }
+  for (const ContentValues& content : values.contents) {
+    images.push_back(clean_image<msg_content_item_t>(content.own));
+    if (content.meta) images.push_back(clean_image<msg_nms_content_meta_data_t>(*content.meta));
+  }
+  if (values.meta) images.push_back(clean_image<msg_nms_msg_meta_data_t>(*values.meta));
+  return images;
+}
+
 std::vector<void*> data_of(GSList* list) {
   std::vector<void*> all;
   for (; list; list = list->next) all.push_back(list->data);
@@ -87,6 +161,66 @@ TEST(SerializerMemory, TheLengthOfEachTextIsTakenOnce) {
   WatchedCalls calls;
   const Buffer buffer(item);
   EXPECT_EQ(calls.lengthsTaken(), TEXTS_OF_MESSAGE);
+}
+
+TEST(SerializerMemory, TheLengthOfEachTextOf255AddressesIsTakenOnce) {
+  MessageValues values = empty_message();
+  values.own = full_sample(MESSAGE_COUNTS, 1, "text ");
+  values.addresses.resize(255, full_sample(ADDRESS_COUNTS, 1, "address "));
+  Arena arena;
+  const auto* const item = arena.message(values);
+  WatchedCalls calls;
+  const Buffer buffer(item);
+  EXPECT_EQ(calls.lengthsTaken(), 3 + 255);
+}
+
+// More lengths than are kept: the lists are longer than what survives, but they are written whole.
+TEST(SerializerMemory, AnyNumberOfTextsIsWritten) {
+  for (const std::size_t addresses : {500U, 508U, 509U, 510U, 1000U}) {
+    MessageValues values = full_message();
+    values.addresses.clear();
+    for (std::size_t i = 0; i < addresses; ++i) {
+      values.addresses.push_back(
+          sample(ADDRESS_COUNTS, static_cast<int>(i), {Text(std::string(i % 7, 'x'))}));
+    }
+    Arena arena;
+    const auto* const item = arena.message(values);
+    EXPECT_TRUE(same_bytes(Buffer(item).bytes(), block_of(*item).str())) << addresses;
+    EXPECT_TRUE(logged({}));
+  }
+}
+
+TEST(SerializerMemory, NoTextIsReadBeyondItsEnd) {
+  GuardedMemory memory(5000);
+  for (const std::size_t length : {0U, 1U, 3U, 4U, 7U, 8U, 15U, 16U, 31U, 33U, 63U, 65U, 4999U}) {
+    const std::string text(length, 'x');
+    Arena arena;
+    auto* const item = arena.message(empty_message());
+    item->text3 = memory.last(length + 1);
+    memory.hold(text + '\0');
+    EXPECT_TRUE(same_bytes(Buffer(item).bytes(), block_of(*item).str()));
+  }
+}
+
+TEST(SerializerMemory, EveryByteOfAMessageIsWrittenAndNoneBeyond) {
+  EXPECT_TRUE(rc::check([] {
+    Arena arena;
+    const auto& item = *arena.message(arbitrary_message());
+    const std::string expected = block_of(item).str();
+    RC_ASSERT(written_to_used_memory(item, expected.size(), 0xa5) == expected);
+    RC_ASSERT(written_to_used_memory(item, expected.size(), 0x5a) == expected);
+  }));
+}
+
+TEST(SerializerMemory, EveryByteOfMetadataIsWrittenAndNoneBeyond) {
+  EXPECT_TRUE(rc::check([] {
+    Arena arena;
+    const auto& item =
+        *arena.record<msg_nms_msg_meta_data_t>(arbitrary_values(MESSAGE_META_COUNTS));
+    const std::string expected = block_of(item).str();
+    RC_ASSERT(written_to_used_memory(item, expected.size(), 0xa5) == expected);
+    RC_ASSERT(written_to_used_memory(item, expected.size(), 0x5a) == expected);
+  }));
 }
 
 TEST(SerializerMemory, AnyAllocationMayFail) {
@@ -183,31 +317,35 @@ INSTANTIATE_TEST_SUITE_P(SerializerMemory, TooLargeMessage,
 // Nobody may change records while they are written. These do it all the same, right between the
 // measuring and the writing, to reach what the serializer does when the two disagree.
 
-TEST(SerializerMemory, ATextThatBecameShorterIsReportedAndTheSizeStays) {
+TEST(SerializerMemory, ATextThatIsGoneIsReportedAndTheSizeStays) {
   Arena arena;
   auto* const item = arena.message(full_message());
-  const int size = static_cast<int>(block_of(*item).size());
+  const std::size_t size = block_of(*item).size();
+  const std::size_t length = std::strlen(item->text3);
+  std::string room(size, '\xa5');
   char* out = nullptr;
   WatchedCalls calls;
-  calls.onAllocation([item] { item->text3[std::strlen(item->text3) - 5] = '\0'; });
-  EXPECT_EQ(msg_serialize_message(item, &out), size);
-  EXPECT_TRUE(logged({different_size("msg_serialize_message", size, size - 5)}));
-  // The rest is as zero as it was allocated.
-  EXPECT_TRUE(same_bytes({out, static_cast<std::size_t>(size)},
-                         block_of(*item).str() + std::string(5, '\0')));
-  std::free(out);
+  calls.handOut(room.data());
+  calls.onAllocation([item] { item->text3 = nullptr; });
+  EXPECT_EQ(msg_serialize_message(item, &out), static_cast<int>(size));
+  EXPECT_TRUE(logged({different_size("msg_serialize_message", static_cast<int>(size),
+                                     static_cast<int>(size - length))}));
+  // What was not needed is zero.
+  EXPECT_TRUE(same_bytes(room, block_of(*item).str() + std::string(length, '\0')));
 }
 
-TEST(SerializerMemory, AMetadataTextThatBecameShorterIsReportedAndTheSizeStays) {
+TEST(SerializerMemory, AMetadataTextThatIsGoneIsReportedAndTheSizeStays) {
   Arena arena;
   auto* const item = arena.record<msg_nms_msg_meta_data_t>(
       sample(MESSAGE_META_COUNTS, 1, {Text("a"), Text("bc")}));
+  std::string room(77, '\xa5');
   char* out = nullptr;
   WatchedCalls calls;
-  calls.onAllocation([item] { item->text2[1] = '\0'; });
+  calls.handOut(room.data());
+  calls.onAllocation([item] { item->text2 = nullptr; });
   EXPECT_EQ(msg_serialize_nms_msg_meta(item, &out), 77);
-  EXPECT_TRUE(logged({different_size("msg_serialize_nms_msg_meta", 77, 76)}));
-  std::free(out);
+  EXPECT_TRUE(logged({different_size("msg_serialize_nms_msg_meta", 77, 75)}));
+  EXPECT_TRUE(same_bytes(room, block_of(*item).str() + std::string(2, '\0')));
 }
 
 TEST(SerializerMemory, AnElementThatBecameNullFailsAndReleasesTheBuffer) {
@@ -233,6 +371,22 @@ TEST(ReaderMemory, OneAllocationForEachTextAndRecord) {
   msg_deserialize_message(buffer.data(), &item);
   EXPECT_EQ(calls.allocations(), TEXTS_OF_MESSAGE + 2 + 1 + 1 + 1);
   release(item);
+}
+
+// Nor does any of it show between the slots, where a 64-bit build has gaps.
+TEST(ReaderMemory, NothingOfMemoryThatWasInUseIsLeft) {
+  EXPECT_TRUE(rc::check([] {
+    const MessageValues values = arbitrary_message();
+    Arena arena;
+    const Buffer buffer(arena.message(values));
+    for (const int byte : {0xa5, 0x5a}) {
+      WatchedCalls calls;
+      calls.fillWith(byte);
+      const Received received(buffer.bytes());
+      RC_ASSERT(received.tree() == normal(values));
+      RC_ASSERT(images_of(received.item()) == clean_images(values));
+    }
+  }));
 }
 
 TEST(ReaderMemory, EachTextTakesItsLengthAndAnEndEachRecordItself) {
@@ -323,6 +477,16 @@ TEST(ReaderMemory, ListsAreBuiltWithoutWalkingThemAgain) {
   for (const unsigned int passed : calls.appends()) EXPECT_LE(passed, 1U);
   EXPECT_EQ(tree_of(item), values);
   release(item);
+}
+
+TEST(ReleaseMemory, EveryNodeOfTheListsIsReleased) {
+  Arena arena;
+  const Buffer buffer(arena.message(full_message()));
+  msg_message_item_t item{};
+  msg_deserialize_message(buffer.data(), &item);
+  WatchedCalls calls;
+  msg_release_message(&item);
+  EXPECT_EQ(calls.nodesReleased(), 3U + 2U);
 }
 
 template <typename Record>

@@ -5,14 +5,10 @@
 #include <optional>
 
 #include "platform/platform_test.h"
+#include "support/setting_names.h"
 #include "support/text_file.h"
 
 namespace msg_tarvel::platform_test {
-
-constexpr const char* MIN_MATCH = "db/contacts-svc/phonenumber_min_match_digit";
-constexpr const char* STANDALONE = "db/setup_wizard/standalone";
-constexpr const char* COUNTRY = "db/csc/country_iso";
-constexpr const char* SALES_CODE = "db/csc/salescode";
 
 std::optional<std::string> text(const char* key) {
   char* const value = vconf_get_str(key);

@@ -11,6 +11,8 @@
 #include <mutex>
 #include <regex>
 
+#include "support/setting_names.h"
+
 namespace msg_tarvel {
 
 namespace {
@@ -92,10 +94,10 @@ ExpectedLine info_line(const std::string& file, const std::string& function,
 }
 
 FakePlatform::FakePlatform() {
-  set("db/contacts-svc/phonenumber_min_match_digit", 8);
-  set("db/setup_wizard/standalone", 0);
-  set("db/csc/country_iso", "US");
-  set("db/csc/salescode", "NONE");
+  set(MIN_MATCH, 8);
+  set(STANDALONE, 0);
+  set(COUNTRY, "US");
+  set(SALES_CODE, "NONE");
 }
 
 FakePlatform& FakePlatform::get() {

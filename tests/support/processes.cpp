@@ -15,8 +15,6 @@ namespace msg_tarvel {
 
 namespace {
 
-constexpr uid_t NOBODY = 65534;
-
 /** What stands before a program of this build in a command; empty where the machine runs it. */
 std::vector<std::string>& emulator() {
   static std::vector<std::string> words{TEST_EMULATOR};

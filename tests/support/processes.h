@@ -10,6 +10,9 @@
 
 namespace msg_tarvel {
 
+/** A user, and a group of the same number, to whom nothing belongs. */
+constexpr uid_t NOBODY = 65534;
+
 /** How a process ended and what it printed. */
 struct ProcessResult {
   /** The exit status, or 128 + the signal that ended it. */

@@ -43,21 +43,21 @@ std::unique_ptr<char[]> exact_copy(const std::string& buffer) {
 }
 
 /** One kind of block: its image, which of the slots are pointers, and what follows the strings. */
-struct Kind {
+struct BlockKind {
   std::size_t image;
   std::vector<std::size_t> pointers;
 };
-const Kind ADDRESS = {20, {4}};
-const Kind CONTENT_META = {24, {2, 3, 4}};
-const Kind MESSAGE_META = {56, {1, 2, 3, 4}};
-const Kind CONTENT = {56, {6, 7, 8, 9, 10, 11, 13}};
-const Kind MESSAGE = {84, {2, 15, 16, 18, 19, 20}};
+const BlockKind ADDRESS = {20, {4}};
+const BlockKind CONTENT_META = {24, {2, 3, 4}};
+const BlockKind MESSAGE_META = {56, {1, 2, 3, 4}};
+const BlockKind CONTENT = {56, {6, 7, 8, 9, 10, 11, 13}};
+const BlockKind MESSAGE = {84, {2, 15, 16, 18, 19, 20}};
 
 class PointerEraser {
  public:
   explicit PointerEraser(std::string& buffer) : _buffer(buffer) {}
 
-  void block(const Kind& kind) {
+  void block(const BlockKind& kind) {
     ++_at;
     for (const std::size_t slot : kind.pointers) std::memset(&_buffer.at(_at + 4 * slot), 0, 4);
     _at += kind.image;

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "utility/utility_log.h"
+#include "utility/utility_support.h"
 
 namespace msg_tarvel::common_util {
 

@@ -6,18 +6,12 @@
 #include <vector>
 
 #include "msg-tarvel-common/utility/common_util_funcs.h"
-#include "utility/utility_log.h"
+#include "support/setting_names.h"
+#include "utility/utility_support.h"
 
 namespace msg_tarvel::common_util {
 
 namespace {
-
-constexpr const char* SALES_CODE = "db/csc/salescode";
-constexpr const char* STANDALONE = "db/setup_wizard/standalone";
-constexpr const char* MIN_MATCH = "db/contacts-svc/phonenumber_min_match_digit";
-constexpr const char* COUNTRY = "db/csc/country_iso";
-
-FakePlatform& platform() { return FakePlatform::get(); }
 
 ExpectedLine utility_warning(const std::string& function, const std::string& message) {
   return warn_line("common_util_funcs.cpp", function, message);

@@ -7,7 +7,7 @@
 #include "msg-tarvel-common/utility/common_util_funcs.h"
 #include "support/store.h"
 #include "support/text_file.h"
-#include "utility/utility_log.h"
+#include "utility/utility_support.h"
 
 namespace msg_tarvel::common_util {
 

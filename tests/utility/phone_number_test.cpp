@@ -5,16 +5,12 @@
 #include <utility>
 
 #include "msg-tarvel-common/utility/common_util_funcs.h"
-#include "utility/utility_log.h"
+#include "support/setting_names.h"
+#include "utility/utility_support.h"
 
 namespace msg_tarvel::common_util {
 
 namespace {
-
-constexpr const char* MIN_MATCH = "db/contacts-svc/phonenumber_min_match_digit";
-constexpr const char* COUNTRY = "db/csc/country_iso";
-
-FakePlatform& platform() { return FakePlatform::get(); }
 
 // ---- is_number ---------------------------------------------------------------------------------
 

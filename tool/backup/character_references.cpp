@@ -8,8 +8,6 @@ namespace {
 
 constexpr std::uint32_t LAST_CODE_POINT = 0x10FFFF;
 constexpr const char* REPLACEMENT = "&#65533;";
-/** No reference that means a character is longer, but for one with a tail of leading zeros. */
-constexpr std::size_t LONGEST_REFERENCE = 64;
 
 bool is_high_surrogate(std::uint32_t c) { return c >= 0xD800 && c <= 0xDBFF; }
 bool is_low_surrogate(std::uint32_t c) { return c >= 0xDC00 && c <= 0xDFFF; }

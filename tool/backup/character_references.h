@@ -6,6 +6,9 @@
 
 namespace msg_tarvel::tool {
 
+/** No reference that means a character is longer, but for one with a tail of leading zeros. */
+constexpr std::size_t LONGEST_REFERENCE = 64;
+
 /**
  * Makes the numeric character references of a byte stream ones that XML allows.
  *

@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <cstring>
 
+#include "backup/character_references.h"
+
 namespace msg_tarvel::tool {
 
 namespace {
 
 /** Names longer than this are none that matter here; only their beginning is kept. */
 constexpr std::size_t LONGEST_NAME = 16;
-constexpr std::size_t LONGEST_REFERENCE = 64;
 
 bool is_blank(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
 

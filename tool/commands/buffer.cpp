@@ -71,13 +71,13 @@ std::string read_file(const std::string& path) {
 
 /** The first bytes in hexadecimal. */
 std::string hex(const std::string& bytes) {
-  static constexpr const char* DIGITS = "0123456789abcdef";
+  static constexpr const char* HEX_DIGITS = "0123456789abcdef";
   std::string text;
   for (std::size_t i = 0; i < std::min(bytes.size(), MOST_BYTES_SHOWN); ++i) {
     const auto byte = static_cast<unsigned char>(bytes[i]);
     if (i > 0) text += ' ';
-    text += DIGITS[byte >> 4];
-    text += DIGITS[byte & 15];
+    text += HEX_DIGITS[byte >> 4];
+    text += HEX_DIGITS[byte & 15];
   }
   if (bytes.size() > MOST_BYTES_SHOWN) text += "…";
   return text;

@@ -9,7 +9,7 @@ namespace msg_tarvel::tool {
 namespace {
 
 /** The line of the script that completes a value which the help calls `kind`, if there is one. */
-std::string completion_of(const std::string& kind) {
+std::string completer_of(const std::string& kind) {
   const Offer offer = offer_for(kind);
   switch (offer.what) {
     case Offer::What::FILES:
@@ -30,7 +30,7 @@ std::string argument_of(const CLI::App& command) {
   for (const CLI::App* const inner : commands_of(command)) names.push_back(inner->get_name());
   if (!names.empty()) return "_msg_tarvel_words " + joined(names, " ");
   const auto arguments = arguments_of(command);
-  return arguments.empty() ? "" : completion_of(arguments.front()->get_name(true));
+  return arguments.empty() ? "" : completer_of(arguments.front()->get_name(true));
 }
 
 void add_spellings(const std::vector<const CLI::Option*>& options, Words& words) {
@@ -85,7 +85,7 @@ void print_bash_completion(std::ostream& out, const CLI::App& program) {
          "  case $previous in\n";
   Words nothingToOffer;
   for (const CLI::Option* const option : valueOptions) {
-    const std::string completion = completion_of(option->get_type_name());
+    const std::string completion = completer_of(option->get_type_name());
     const std::string spellings = joined(spellings_of(*option), " | ");
     if (completion.empty()) {
       nothingToOffer.push_back(spellings);

@@ -50,7 +50,7 @@ std::string value_of(const std::string& kind) {
 bool may_be_repeated(const CLI::Option& option) { return option.get_items_expected_max() > 1; }
 
 /** One line for each spelling, each of which excludes the others. */
-void print_option(std::ostream& out, const CLI::Option& option) {
+void print_spellings(std::ostream& out, const CLI::Option& option) {
   const Words spellings = spellings_of(option);
   std::string before;
   if (may_be_repeated(option)) {
@@ -88,7 +88,7 @@ void print_group(std::ostream& out, const CLI::App& command, const std::string& 
 
 void print_command(std::ostream& out, const CLI::App& command) {
   out << "  local -a own=(\n";
-  for (const CLI::Option* const option : own_options(command)) print_option(out, *option);
+  for (const CLI::Option* const option : own_options(command)) print_spellings(out, *option);
   const auto arguments = arguments_of(command);
   for (const CLI::Option* const argument : arguments) {
     const std::string which = may_be_repeated(*argument) ? "*" : "";
@@ -111,7 +111,7 @@ void print_zsh_completion(std::ostream& out, const CLI::App& program) {
     if (path.empty()) {
       out << "  local -a everywhere=(\n";
       for (const CLI::Option* const option : options_everywhere(program)) {
-        print_option(out, *option);
+        print_spellings(out, *option);
       }
       out << "  )\n";
     }

@@ -16,7 +16,7 @@ std::string rewritten(const std::string& first, const std::string& second = "") 
   return out;
 }
 
-struct Case {
+struct RewritingCase {
   const char* in;
   const char* out;
 };
@@ -24,7 +24,7 @@ struct Case {
 constexpr const char* LONG =
     "&#000000000000000000000000000000000000000000000000000000000000000065;";
 
-const Case CASES[] = {
+const RewritingCase REWRITING_CASES[] = {
     {"plain & <text> \n", "plain & <text> \n"},
     {"a&#55357;&#56834;b", "a&#128514;b"},
     {"&#xD83D;&#xDE02;", "&#128514;"},
@@ -53,11 +53,11 @@ const Case CASES[] = {
 };
 
 TEST(CharacterReferences, BecomeWhatXmlAllows) {
-  for (const Case& one : CASES) EXPECT_EQ(rewritten(one.in), one.out) << one.in;
+  for (const RewritingCase& one : REWRITING_CASES) EXPECT_EQ(rewritten(one.in), one.out) << one.in;
 }
 
 TEST(CharacterReferences, MayBeCutAnywhere) {
-  for (const Case& one : CASES) {
+  for (const RewritingCase& one : REWRITING_CASES) {
     const std::string in = one.in;
     for (std::size_t cut = 0; cut <= in.size(); ++cut) {
       EXPECT_EQ(rewritten(in.substr(0, cut), in.substr(cut)), one.out) << in << " cut at " << cut;

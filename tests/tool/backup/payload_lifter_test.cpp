@@ -31,13 +31,13 @@ Lifted lifted(const std::string& in, std::size_t cut) {
   return {out, payloads.texts};
 }
 
-struct Case {
+struct LiftingCase {
   std::string in;
   std::string out;
   std::vector<std::string> payloads;
 };
 
-const Case CASES[] = {
+const LiftingCase LIFTING_CASES[] = {
     {R"(<part data="QUJD" ct="a"/>)", R"(<part data="1." ct="a"/>)", {"1:QUJD|"}},
     {R"(<part ct='x' data = 'QUJD'></part>)", R"(<part ct='x' data = '1.'></part>)", {"1:QUJD|"}},
     {"<part\n data=\"a\"/><part data=\"b\"/>",
@@ -71,7 +71,7 @@ const Case CASES[] = {
 };
 
 TEST(PayloadLifter, LiftsDataOutWhereverThePieceEnds) {
-  for (const Case& one : CASES) {
+  for (const LiftingCase& one : LIFTING_CASES) {
     for (std::size_t cut = 0; cut <= one.in.size(); ++cut) {
       const Lifted result = lifted(one.in, cut);
       EXPECT_EQ(result.parserText, one.out) << one.in << " cut at " << cut;
