@@ -476,6 +476,21 @@ TEST_F(Ties, OfMessagesComeByTheirIdsInEitherDirection) {
   }
 }
 
+TEST_F(Ties, StayWhereTheyAreWhileAStatementOfTheCallersWrites) {
+  createIndexes();
+  const auto insertion =
+      store().compileStatement("INSERT INTO temp_log (data1) VALUES ('a'), ('b') RETURNING id;");
+  ASSERT_EQ(insertion->step(), DB_ROW);
+  ListCondition oldest;
+  oldest.ascending = true;
+  oldest.limit = 3;
+  std::vector<int> ids;
+  std::vector<Message> messages;
+  ASSERT_EQ(db_get_message_list(oldest, messages), DB_SUCCESS);
+  for (const Message& message : messages) ids.push_back(message.msgId);
+  EXPECT_EQ(ids, (std::vector<int>{1, 2, 3}));
+}
+
 TEST_F(Ties, OfOtherListsOfMessagesComeByTheirIds) {
   expectOrder<Message>({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, [](std::vector<Message>& out) {
     return db_get_messages_by_time(11, NO_FOLDER, out);

@@ -87,6 +87,13 @@ class FastQueryMemory : public ListQueriesTest, public ::testing::WithParamInter
   }
 };
 
+TEST_P(FastQueryMemory, OfAListInOrderOfTimeIsHandedOver) {
+  ListCondition oldest;
+  oldest.ascending = true;
+  expectNothingHalf<Message>(
+      [&](std::vector<Message>& out) { return db_get_message_list(oldest, out); });
+}
+
 TEST_P(FastQueryMemory, OfAListOfMessagesIsHandedOver) {
   expectNothingHalf<Message>(
       [](std::vector<Message>& out) { return db_get_unsynced_messages(out); });

@@ -24,12 +24,24 @@ struct ListQuery {
   std::function<Outcome()> ask;
 };
 
+inline std::vector<ListQuery> list_queries();
+
+/** What each query gives on the defined way. */
+inline std::vector<Outcome> defined_outcomes() {
+  std::vector<Outcome> outcomes;
+  for (const ListQuery& query : list_queries()) outcomes.push_back(ask(query.ask, false));
+  return outcomes;
+}
+
 inline std::vector<ListQuery> list_queries() {
   using db::db_get_message_list;
   constexpr std::size_t BEFORE = 2;
   ListCondition newest;
   newest.limit = 3;
   newest.convIds = {1, 2};
+  ListCondition oldest;
+  oldest.ascending = true;
+  oldest.limit = 6;
   return {
       {"all",
        [] {
@@ -40,6 +52,11 @@ inline std::vector<ListQuery> list_queries() {
        [newest] {
          return list_outcome<Message>(BEFORE,
                                       [&](auto& out) { return db_get_message_list(newest, out); });
+       }},
+      {"oldest",
+       [oldest] {
+         return list_outcome<Message>(BEFORE,
+                                      [&](auto& out) { return db_get_message_list(oldest, out); });
        }},
       {"by time",
        [] {
