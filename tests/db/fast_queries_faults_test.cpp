@@ -15,6 +15,7 @@
 
 #include "list_queries.h"
 #include "msg-tarvel-common/db/DBMgr.h"
+#include "msg-tarvel-common/db/SqlStatement.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "support/db_log.h"
 #include "support/sqlite_faults.h"
@@ -170,6 +171,65 @@ TEST_P(FailingCalls, AreTakenBack) {
 }
 
 INSTANTIATE_TEST_SUITE_P(With, FailingCalls, ::testing::ValuesIn(all_circumstances()), &name_of);
+
+// ---- When the fast way is taken ----------------------------------------------------------------
+
+/** Whether the query is answered by the fast way, which is the one that begins a transaction. */
+class FastQueryChoice : public FastQueryTest {
+ protected:
+  static bool isFast(const ListQuery& query, const std::string& sign = "exec BEGIN") {
+    const std::vector<std::string> calls = callsOf(query);
+    return std::count(calls.begin(), calls.end(), sign) == 1;
+  }
+};
+
+TEST_F(FastQueryChoice, CompilesNoMoreStatementsForMoreRows) {
+  const auto compilations = [](const ListQuery& query) {
+    const std::vector<std::string> calls = callsOf(query);
+    return std::count_if(calls.begin(), calls.end(),
+                         [](const std::string& call) { return begins_with(call, "prepare "); });
+  };
+  fill(40, 80);
+  std::vector<std::ptrdiff_t> few;
+  for (const ListQuery& query : list_queries()) few.push_back(compilations(query));
+  raw().exec(
+      "DELETE FROM msg_conversation_table; DELETE FROM msg_message_table; "
+      "DELETE FROM msg_address_table; DELETE FROM msg_mms_content_table; "
+      "DELETE FROM msg_nms_meta_table; DELETE FROM sqlite_sequence;");
+  fill(400, 800);
+  for (std::size_t i = 0; i < few.size(); ++i) {
+    EXPECT_LE(compilations(list_queries()[i]), few[i]) << list_queries()[i].name;
+    EXPECT_LE(few[i], 12);
+  }
+}
+
+TEST_F(FastQueryChoice, AnUnfinishedReadOfTheCallersIsNoHindrance) {
+  fill(3, 9);
+  const auto reading =
+      DBMgr::getInstance()->compileStatement("SELECT msgId FROM msg_message_table;");
+  ASSERT_EQ(reading->step(), DB_ROW);
+  for (const ListQuery& query : list_queries()) EXPECT_TRUE(isFast(query)) << query.name;
+}
+
+TEST_F(FastQueryChoice, AnUnfinishedWriteOfTheCallersIs) {
+  fill(3, 9);
+  const auto writing = DBMgr::getInstance()->compileStatement(
+      "INSERT INTO temp_log (data1) VALUES ('a'), ('b') RETURNING id;");
+  ASSERT_EQ(writing->step(), DB_ROW);
+  for (const ListQuery& query : list_queries()) EXPECT_FALSE(isFast(query)) << query.name;
+}
+
+TEST_F(FastQueryChoice, FewRowsAreLookedUpAndManyAreReadInOnePass) {
+  createIndexes();
+  fill(40, 80);
+  const std::string pass =
+      "prepare SELECT convId, addressType, recipientType, address FROM msg_address_table ";
+  const std::vector<ListQuery> queries = list_queries();
+  EXPECT_TRUE(isFast(queries[0], pass + "NOT INDEXED;")) << queries[0].name;
+  EXPECT_FALSE(isFast(queries[0], pass + "WHERE convId = ?;"));
+  EXPECT_TRUE(isFast(queries[1], pass + "WHERE convId = ?;")) << queries[1].name;
+  EXPECT_FALSE(isFast(queries[1], pass + "NOT INDEXED;"));
+}
 
 // ---- Failures within SQLite --------------------------------------------------------------------
 
@@ -431,6 +491,22 @@ class WriterInTheMiddle : public LockedStore, public ::testing::WithParamInterfa
  private:
   bool _hasChanged = false;
 };
+
+TEST_P(WriterInTheMiddle, IsSeenWhollyOrNotAtAllWithoutATransaction) {
+  const std::string copy = dataDir() + "copy.db";
+  raw().exec("VACUUM INTO " + quoted(copy) + ";");
+  const ListQuery query = list_queries().front();
+  const Outcome before = query.ask();
+  const std::size_t calls = callsOf(query).size();
+  for (std::size_t number = 1; number <= calls; ++number) {
+    SqliteFaults::fail("exec", "BEGIN", SQLITE_NOMEM);
+    SqliteFaults::onCall(number, [this] { change(); });
+    const Outcome outcome = query.ask();
+    const Outcome after = query.ask();
+    EXPECT_TRUE(outcome == before || outcome == after) << number << "\n" << outcome;
+    changeBack(copy);
+  }
+}
 
 TEST_P(WriterInTheMiddle, IsSeenWhollyOrNotAtAll) {
   const std::string copy = dataDir() + "copy.db";

@@ -605,6 +605,23 @@ TEST_P(FastThreadTraps, ColumnsOfAnotherTypeCompareAsTheyDo) {
   expectState({16, 5, false, false});
 }
 
+TEST_P(FastThreadTraps, ConversationsOfOneIdAreOneThread) {
+  redeclare("msg_conversation_table", "convId INTEGER PRIMARY KEY AUTOINCREMENT", "convId INT");
+  insertThread("1");
+  insertThread("'2x'");
+  insertState("20", "3", "1");
+  EXPECT_EQ(threads().size(), 1u);
+  EXPECT_EQ(thread(1).size(), 1u);
+}
+
+TEST_P(FastThreadTraps, ConversationIdsOfAnotherTypeCompareAsTheyDo) {
+  raw().exec("DROP INDEX IF EXISTS msg_message_conversation_index;");
+  redeclare("msg_message_table", "convId INT", "convId TEXT");
+  insertState("20", "16", "1");
+  raw().exec("UPDATE msg_message_table SET convId = '01';");
+  expectState({16, 1, false, false});
+}
+
 TEST_P(FastThreadTraps, AViewOfTheConversationsTellsTheSame) {
   insertState("20", "3", "1");
   raw().exec(
