@@ -484,11 +484,10 @@ TEST_F(Ties, StayWhereTheyAreWhileAStatementOfTheCallersWrites) {
   ListCondition oldest;
   oldest.ascending = true;
   oldest.limit = 3;
-  std::vector<int> ids;
   std::vector<Message> messages;
   ASSERT_EQ(db_get_message_list(oldest, messages), DB_SUCCESS);
-  for (const Message& message : messages) ids.push_back(message.msgId);
-  EXPECT_EQ(ids, (std::vector<int>{1, 2, 3}));
+  ASSERT_EQ(messages.size(), 3u);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(messages[static_cast<std::size_t>(i)].msgId, i + 1);
 }
 
 TEST_F(Ties, OfOtherListsOfMessagesComeByTheirIds) {

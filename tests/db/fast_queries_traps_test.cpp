@@ -432,6 +432,25 @@ TEST_F(FastQueryTraps, TablesWithoutRowIdsComeInTheOrderOfTheirKeys) {
   EXPECT_EQ(addresses_of(messages(DB_SUCCESS, 1)[0]), (Texts{"a", "b", "c"}));
 }
 
+TEST_F(FastQueryTraps, WithoutTheirKeysRowsOfOneTimeComeInTheOrderOfTheTable) {
+  redeclare("msg_message_table", "msgId INTEGER PRIMARY KEY AUTOINCREMENT", "msgId INTEGER");
+  redeclare("msg_nms_meta_table", "id INTEGER PRIMARY KEY AUTOINCREMENT", "id INTEGER");
+  for (const char* id : {"3", "1", "2"}) {
+    insertMessage(id, "1");
+    insert("msg_nms_meta_table", {{"id", id}, {"msgId", id}, {"BTCorrelated", "0"}});
+  }
+  std::vector<int> ids;
+  for (const Message& message : messages()) ids.push_back(message.msgId);
+  EXPECT_EQ(ids, (std::vector<int>{3, 1, 2}));
+  ids.clear();
+  const auto metas = given<NmsMsgMeta>(DB_SUCCESS, [](std::vector<NmsMsgMeta>& out) {
+    return db_get_uncorrelated_nms_msg_metas("", NmsMsgMeta::BT_CORRELATION, NmsMsgMeta::PRIMARY_ID,
+                                             true, out);
+  });
+  for (const NmsMsgMeta& meta : metas) ids.push_back(meta.msgId);
+  EXPECT_EQ(ids, (std::vector<int>{3, 1, 2}));
+}
+
 TEST_F(FastQueryTraps, AStrangersIndexMovesTheAddressesOfAConversation) {
   for (int i = 1; i <= MANY; ++i) {
     const std::string id = std::to_string(i);
@@ -596,17 +615,19 @@ TEST_P(FastThreadTraps, ColumnsOfAnotherTypeCompareAsTheyDo) {
   redeclare("msg_message_table", "networkStatus INT", "networkStatus TEXT");
   insertState("20", "'03'", "1");
   expectState({3, 1, false, false});
+  insertState("10", "'3'", "1");
+  expectState({3, 1, true, false});
   redeclare("msg_message_table", "displayTime INT", "displayTime TEXT");
   insertState("100", "16", "2");
-  expectState({3, 1, false, false});
+  expectState({3, 1, true, false});
   redeclare("msg_message_table", "convId INT", "convId TEXT");
   insertState("3", "16", "5");
   raw().exec("UPDATE msg_message_table SET convId = '01' WHERE simIndex = 5;");
-  expectState({16, 5, false, false});
+  expectState({16, 5, true, false});
 }
 
 TEST_P(FastThreadTraps, ConversationsOfOneIdAreOneThread) {
-  redeclare("msg_conversation_table", "convId INTEGER PRIMARY KEY AUTOINCREMENT", "convId INT");
+  redeclare("msg_conversation_table", "convId INTEGER PRIMARY KEY AUTOINCREMENT", "convId INTEGER");
   insertThread("1");
   insertThread("'2x'");
   insertState("20", "3", "1");
