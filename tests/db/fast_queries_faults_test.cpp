@@ -172,6 +172,24 @@ TEST_P(FailingCalls, AreTakenBack) {
 
 INSTANTIATE_TEST_SUITE_P(With, FailingCalls, ::testing::ValuesIn(all_circumstances()), &name_of);
 
+/** A pass through the table may be in another order than a look-up by the stranger's index. */
+TEST_F(FastQueryTest, IndexesThatCannotBeListedMayBeAStrangers) {
+  fill(40, 80);
+  raw().exec(
+      "UPDATE msg_address_table SET address = -addressId;"
+      "CREATE INDEX stranger ON msg_address_table(convId, address);");
+  const ListQuery query = list_queries().front();
+  const Outcome defined = ask(query.ask, false);
+  const std::string listing = "PRAGMA index_list(msg_address_table);";
+  for (const char* call : {"prepare", "step"}) {
+    SqliteFaults::clearCalls();
+    SqliteFaults::fail(call, listing, SQLITE_NOMEM);
+    EXPECT_EQ(query.ask(), defined);
+    const std::vector<std::string> calls = SqliteFaults::calls();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), call + (" " + listing)), 1);
+  }
+}
+
 // ---- When the fast way is taken ----------------------------------------------------------------
 
 /** Whether the query is answered by the fast way, which is the one that begins a transaction. */
