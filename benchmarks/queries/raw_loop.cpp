@@ -1,7 +1,5 @@
 #include "queries/raw_loop.h"
 
-#include <algorithm>
-#include <map>
 #include <stdexcept>
 
 #include "queries/columns.h"
@@ -273,69 +271,93 @@ struct State {
     isFailed = isFailed || status == STATUS_FAILED;
     isSending = isSending || status == STATUS_SENDING;
   }
-
-  void copyTo(Thread& thread) const {
-    thread.networkStatus = networkStatus;
-    thread.simIndex = simIndex;
-    thread.failed = isFailed;
-    thread.sending = isSending;
-  }
 };
+
+/** By conversation: their ids are small numbers, one after the other. */
+using States = std::vector<State>;
+
+State& state_of(States& states, int convId) {
+  const auto place = static_cast<std::size_t>(convId);
+  if (place >= states.size()) states.resize(place + 1);
+  return states[place];
+}
+
+/** With indexes the newest message and one with a state are found without a look at the others. */
+constexpr const char* THREADS_BY_INDEX =
+    "SELECT convId, unreadCnt, msgCnt, storageFolder, msgType, displayTime, mainText, msgText, "
+    "peerConvId, peerChatType, peerChatState, stickerId, lastMsgId, "
+    "(SELECT networkStatus FROM msg_message_table WHERE convId = A.convId "
+    "ORDER BY displayTime DESC, msgId LIMIT 1), "
+    "(SELECT simIndex FROM msg_message_table WHERE convId = A.convId "
+    "ORDER BY displayTime DESC, msgId LIMIT 1), "
+    "EXISTS (SELECT 1 FROM msg_message_table WHERE convId = A.convId AND networkStatus = 3), "
+    "EXISTS (SELECT 1 FROM msg_message_table WHERE convId = A.convId AND networkStatus = 1) "
+    "FROM msg_conversation_table A WHERE msgCnt > 0 AND "
+    "EXISTS (SELECT 1 FROM msg_message_table WHERE convId = A.convId) ";
 
 constexpr const char* STATES =
     "SELECT convId, msgId, displayTime, networkStatus, simIndex FROM msg_message_table ";
 
+void read_with_state(const RawStatement& row, Thread& thread) {
+  read(row, thread);
+  thread.networkStatus = row.number(13);
+  thread.simIndex = row.number(14);
+  thread.failed = row.number(15) != 0;
+  thread.sending = row.number(16) != 0;
+}
+
+void read_with_state(const RawStatement& row, const State& state, Thread& thread) {
+  read(row, thread);
+  thread.networkStatus = state.networkStatus;
+  thread.simIndex = state.simIndex;
+  thread.failed = state.isFailed;
+  thread.sending = state.isSending;
+}
+
 }  // namespace
 
 void RawLoop::threads(std::vector<Thread>& out) {
+  constexpr const char* NEWEST_FIRST = "ORDER BY displayTime DESC, convId";
+  if (_isIndexed) {
+    RawStatement rows(*this, THREADS_BY_INDEX, NEWEST_FIRST);
+    while (rows.nextRow()) read_with_state(rows, out.emplace_back());
+    return;
+  }
   const ReadTransaction transaction(*this);
-  std::unordered_map<int, State> states;
+  States states;
   {
     RawStatement rows(*this, STATES, ALL_ROWS);
     while (rows.nextRow()) {
-      states[rows.number(0)].add(rows.number(1), rows.longNumber(2), rows.number(3),
-                                 rows.number(4));
+      state_of(states, rows.number(0))
+          .add(rows.number(1), rows.longNumber(2), rows.number(3), rows.number(4));
     }
   }
-  RawStatement rows(*this, THREAD_COLUMNS,
-                    "WHERE msgCnt > 0 ORDER BY displayTime DESC, convId ASC");
+  RawStatement rows(*this, THREAD_COLUMNS, "WHERE msgCnt > 0 ORDER BY displayTime DESC, convId");
   while (rows.nextRow()) {
-    const auto found = states.find(rows.number(0));
-    if (found == states.end()) continue;
-    read(rows, out.emplace_back());
-    found->second.copyTo(out.back());
+    const State& state = state_of(states, rows.number(0));
+    if (state.newestId != 0) read_with_state(rows, state, out.emplace_back());
   }
 }
 
 void RawLoop::thread(int convId, Thread& out) {
+  if (_isIndexed) {
+    RawStatement rows(*this, THREADS_BY_INDEX, "AND convId = ?");
+    rows.bind(1, convId);
+    if (rows.nextRow()) read_with_state(rows, out);
+    return;
+  }
   const ReadTransaction transaction(*this);
   State state;
-  if (_isIndexed) {
-    RawStatement rows(*this,
-                      "SELECT networkStatus, simIndex, "
-                      "EXISTS (SELECT 1 FROM msg_message_table WHERE convId = ?1 AND "
-                      "networkStatus = 3), "
-                      "EXISTS (SELECT 1 FROM msg_message_table WHERE convId = ?1 AND "
-                      "networkStatus = 1) "
-                      "FROM msg_message_table WHERE convId = ?1 "
-                      "ORDER BY displayTime DESC, msgId LIMIT 1",
-                      "");
-    rows.bind(1, convId);
-    if (!rows.nextRow()) return;
-    state = {0, 1, rows.number(0), rows.number(1), rows.number(2) != 0, rows.number(3) != 0};
-  } else {
+  {
     RawStatement rows(*this, STATES, OF_CONVERSATION);
     rows.bind(1, convId);
     while (rows.nextRow()) {
       state.add(rows.number(1), rows.longNumber(2), rows.number(3), rows.number(4));
     }
-    if (state.newestId == 0) return;
   }
   RawStatement rows(*this, THREAD_COLUMNS, "WHERE convId = ? AND msgCnt > 0");
   rows.bind(1, convId);
-  if (!rows.nextRow()) return;
-  read(rows, out);
-  state.copyTo(out);
+  if (rows.nextRow() && state.newestId != 0) read_with_state(rows, state, out);
 }
 
 }  // namespace msg_tarvel::bench
