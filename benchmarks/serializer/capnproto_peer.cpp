@@ -15,7 +15,8 @@ namespace {
 template <typename Record, typename Builder>
 void write_numbers(const Record& record, Builder& out) {
   const auto numbers = numbers_of(record);
-  std::memcpy(out.initNumbers(sizeof numbers).begin(), numbers.data(), sizeof numbers);
+  auto list = out.initNumbers(numbers.size());
+  for (unsigned int i = 0; i < numbers.size(); ++i) list.set(i, numbers[i]);
 }
 
 void write(const msg_address_item_t& record, capnproto::Address::Builder out) {
@@ -64,10 +65,11 @@ void write(const msg_message_item_t& record, capnproto::Message::Builder out) {
 
 template <typename Record, typename Reader>
 void read_numbers(const Reader& from, Record& out) {
-  const auto numbers = from.getNumbers();
-  if (!set_numbers_from(out, numbers.begin(), numbers.size())) {
-    throw std::runtime_error("not a message of Cap'n Proto");
-  }
+  const auto list = from.getNumbers();
+  Numbers<Record> numbers;
+  if (list.size() != numbers.size()) throw std::runtime_error("not a message of Cap'n Proto");
+  for (unsigned int i = 0; i < numbers.size(); ++i) numbers[i] = list[i];
+  set_numbers(out, numbers.data());
 }
 
 char* copied(capnp::Text::Reader text) { return new_text(text.cStr(), text.size()); }

@@ -15,12 +15,21 @@ using flatbuffers::Offset;
 /** Verifies before it reads, and copies what it reads into records. */
 class FlatBuffersPeer : public WirePeer {
  public:
-  const char* name() const override { return "FlatBuffers"; }
+  explicit FlatBuffersPeer(Output output) : _output(output) {}
+
+  const char* name() const override {
+    return _output == Output::REUSED ? "FlatBuffers, reusing" : "FlatBuffers";
+  }
+  Output output() const override { return _output; }
 
   std::string_view encode(const msg_message_item_t& message) override {
     _builder.Clear();
     _builder.Finish(_write(message));
-    return {reinterpret_cast<const char*>(_builder.GetBufferPointer()), _builder.GetSize()};
+    if (_output == Output::REUSED) {
+      return {reinterpret_cast<const char*>(_builder.GetBufferPointer()), _builder.GetSize()};
+    }
+    _bytes = _builder.Release();
+    return {reinterpret_cast<const char*>(_bytes.data()), _bytes.size()};
   }
 
   bool hasCheck() const override { return true; }
@@ -155,13 +164,17 @@ class FlatBuffersPeer : public WirePeer {
     return list;
   }
 
+  Output _output;
   flatbuffers::FlatBufferBuilder _builder;
+  flatbuffers::DetachedBuffer _bytes;
   std::vector<Offset<flat::Address>> _addresses;
   std::vector<Offset<flat::Content>> _contents;
 };
 
 }  // namespace
 
-std::unique_ptr<WirePeer> make_flatbuffers_peer() { return std::make_unique<FlatBuffersPeer>(); }
+std::unique_ptr<WirePeer> make_flatbuffers_peer(Output output) {
+  return std::make_unique<FlatBuffersPeer>(output);
+}
 
 }  // namespace msg_tarvel::bench

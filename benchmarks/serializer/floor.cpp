@@ -9,11 +9,33 @@ namespace msg_tarvel::bench {
 
 namespace {
 
+// What a record takes among the bytes: four bytes for each of its slots.
+constexpr std::size_t ADDRESS_IMAGE = 20;
+constexpr std::size_t CONTENT_META_IMAGE = 24;
+constexpr std::size_t CONTENT_IMAGE = 56;
+constexpr std::size_t META_IMAGE = 56;
+constexpr std::size_t MESSAGE_IMAGE = 84;
+
+/** A record's slots or a text; where, and how much memory the reader takes for it. */
 struct Piece {
-  const void* data;
+  const char* data;
   std::size_t size;
+  std::size_t made;
   bool isText;
 };
+
+/** A call of memcpy would cost more than what a small record takes. */
+void copy(char* to, const char* from, const Piece& piece) {
+  if (piece.isText) {
+    std::memcpy(to, from, piece.size);
+  } else if (piece.size == ADDRESS_IMAGE) {
+    std::memcpy(to, from, ADDRESS_IMAGE);
+  } else if (piece.size == CONTENT_META_IMAGE) {
+    std::memcpy(to, from, CONTENT_META_IMAGE);
+  } else {
+    std::memcpy(to, from, piece.size);
+  }
+}
 
 /** What nobody who hands these records over can do without. */
 class Floor : public WirePeer {
@@ -28,52 +50,52 @@ class Floor : public WirePeer {
   void prepare(const msg_message_item_t& message) override {
     _pieces.clear();
     _listNodes = 0;
-    _addRecord(message);
+    _addRecord(message, MESSAGE_IMAGE);
     for_each<msg_address_item_t>(message.addressList, [this](const msg_address_item_t& address) {
-      _addRecord(address);
+      _addRecord(address, ADDRESS_IMAGE);
       ++_listNodes;
     });
     for_each<msg_content_item_t>(message.contentList, [this](const msg_content_item_t& content) {
-      _addRecord(content);
-      if (content.nmsContentMetaData) _addRecord(*content.nmsContentMetaData);
+      _addRecord(content, CONTENT_IMAGE);
+      if (content.nmsContentMetaData) _addRecord(*content.nmsContentMetaData, CONTENT_META_IMAGE);
       ++_listNodes;
     });
-    if (message.nmsMsgMetaData) _addRecord(*message.nmsMsgMetaData);
+    if (message.nmsMsgMetaData) _addRecord(*message.nmsMsgMetaData, META_IMAGE);
     _made.assign(_pieces.size(), nullptr);
   }
 
+  /** The lengths of texts are taken anew: no writer knows them. */
   std::string_view encode(const msg_message_item_t& /*message*/) override {
     std::free(_buffer);
     std::size_t size = 0;
     for (Piece& piece : _pieces) {
-      if (piece.isText) piece.size = std::strlen(static_cast<const char*>(piece.data));
+      if (piece.isText) piece.size = std::strlen(piece.data);
       size += piece.size;
     }
     _buffer = static_cast<char*>(std::malloc(size));
     if (!_buffer) throw std::bad_alloc();
     char* at = _buffer;
     for (const Piece& piece : _pieces) {
-      std::memcpy(at, piece.data, piece.size);
+      copy(at, piece.data, piece);
       at += piece.size;
     }
     return {_buffer, size};
   }
 
-  /** The first record is the caller's. */
+  /** The message itself is the caller's, everything else is made. */
   void decode(std::string_view bytes, msg_message_item_t& out) override {
     const char* at = bytes.data();
-    std::memcpy(&out, at, sizeof out);
-    at += sizeof out;
+    std::memcpy(&out, at, MESSAGE_IMAGE);
+    at += MESSAGE_IMAGE;
     for (std::size_t i = 1; i < _pieces.size(); ++i) {
       const Piece& piece = _pieces[i];
-      auto* const copy = static_cast<char*>(std::malloc(piece.size + (piece.isText ? 1 : 0)));
-      if (!copy) throw std::bad_alloc();
-      std::memcpy(copy, at, piece.size);
-      if (piece.isText) copy[piece.size] = '\0';
+      auto* const made = static_cast<char*>(std::malloc(piece.made));
+      if (!made) throw std::bad_alloc();
+      copy(made, at, piece);
+      if (piece.isText) made[piece.size] = '\0';
       at += piece.size;
-      _made[i] = copy;
+      _made[i] = made;
     }
-    _nodes = nullptr;
     for (std::size_t i = 0; i < _listNodes; ++i) _nodes = g_slist_prepend(_nodes, nullptr);
   }
 
@@ -88,11 +110,13 @@ class Floor : public WirePeer {
 
  private:
   template <typename Record>
-  void _addRecord(const Record& record) {
-    _pieces.push_back({&record, sizeof record, false});
+  void _addRecord(const Record& record, std::size_t image) {
+    _pieces.push_back({reinterpret_cast<const char*>(&record), image, sizeof record, false});
     for (const auto member : Parts<Record>::TEXTS) {
       const char* const text = record.*member;
-      if (text && *text) _pieces.push_back({text, std::strlen(text), true});
+      if (!text || !*text) continue;
+      const std::size_t length = std::strlen(text);
+      _pieces.push_back({text, length, length + 1, true});
     }
   }
 

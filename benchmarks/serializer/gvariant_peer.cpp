@@ -1,8 +1,8 @@
 #include <glib.h>
 
 #include <cstdlib>
+#include <new>
 #include <stdexcept>
-#include <string>
 
 #include "serializer/records.h"
 #include "serializer/wire_peer.h"
@@ -122,13 +122,21 @@ GSList* read_list(GVariant* array, Read read) {
 
 class GVariantPeer : public WirePeer {
  public:
+  GVariantPeer() = default;
+  GVariantPeer(const GVariantPeer&) = delete;
+  GVariantPeer& operator=(const GVariantPeer&) = delete;
+  ~GVariantPeer() override { std::free(_bytes); }
+
   const char* name() const override { return "GVariant"; }
 
   std::string_view encode(const msg_message_item_t& message) override {
     const Variant variant(g_variant_ref_sink(new_message(message)));
-    _bytes.resize(g_variant_get_size(variant.get()));
-    g_variant_store(variant.get(), _bytes.data());
-    return _bytes;
+    const gsize size = g_variant_get_size(variant.get());
+    std::free(_bytes);
+    _bytes = static_cast<char*>(std::malloc(size));
+    if (!_bytes) throw std::bad_alloc();
+    g_variant_store(variant.get(), _bytes);
+    return {_bytes, size};
   }
 
   bool hasCheck() const override { return true; }
@@ -158,7 +166,7 @@ class GVariantPeer : public WirePeer {
         G_VARIANT_TYPE(TYPE_MESSAGE), bytes.data(), bytes.size(), FALSE, nullptr, nullptr)));
   }
 
-  std::string _bytes;
+  char* _bytes = nullptr;
 };
 
 }  // namespace

@@ -8,12 +8,21 @@ namespace msg_tarvel::bench {
 
 namespace {
 
-/** A record is an array: its numbers as bytes, its texts, and what belongs to it. */
+/** A record is an array: its numbers, its texts, and what belongs to it. */
 class MsgpackPeer : public WirePeer {
  public:
-  const char* name() const override { return "msgpack-cxx"; }
+  explicit MsgpackPeer(Output output) : _output(output) {}
+
+  const char* name() const override {
+    return _output == Output::REUSED ? "msgpack-cxx, reusing" : "msgpack-cxx";
+  }
+  Output output() const override { return _output; }
 
   std::string_view encode(const msg_message_item_t& message) override {
+    if (_output == Output::HANDED_OUT) {
+      // An empty buffer takes new memory; the old one's is released here.
+      std::free(_buffer.release());
+    }
     _buffer.clear();
     _writeHead(message, 3);
     _writeList<msg_address_item_t>(
@@ -48,10 +57,10 @@ class MsgpackPeer : public WirePeer {
  private:
   template <typename Record>
   void _writeHead(const Record& record, std::size_t elementsAfter) {
-    _packer.pack_array(static_cast<std::uint32_t>(1 + TEXT_COUNT<Record> + elementsAfter));
     const auto numbers = numbers_of(record);
-    _packer.pack_bin(sizeof numbers);
-    _packer.pack_bin_body(reinterpret_cast<const char*>(numbers.data()), sizeof numbers);
+    _packer.pack_array(
+        static_cast<std::uint32_t>(numbers.size() + TEXT_COUNT<Record> + elementsAfter));
+    for (const std::int32_t number : numbers) _packer.pack_int32(number);
     for (const auto member : Parts<Record>::TEXTS) {
       const char* const text = text_or_empty(record.*member);
       const auto size = static_cast<std::uint32_t>(std::strlen(text));
@@ -82,16 +91,17 @@ class MsgpackPeer : public WirePeer {
   static const msgpack::object* _readHead(const msgpack::object& object, Record& record,
                                           std::size_t elementsAfter) {
     _require(object.type == msgpack::type::ARRAY &&
-             object.via.array.size == 1 + TEXT_COUNT<Record> + elementsAfter);
+             object.via.array.size == Parts<Record>::NUMBERS + TEXT_COUNT<Record> + elementsAfter);
     const msgpack::object* element = object.via.array.ptr;
-    _require(element->type == msgpack::type::BIN &&
-             set_numbers_from(record, element->via.bin.ptr, element->via.bin.size));
+    Numbers<Record> numbers;
+    for (std::int32_t& number : numbers) number = (element++)->as<std::int32_t>();
+    set_numbers(record, numbers.data());
     for (const auto member : Parts<Record>::TEXTS) {
-      ++element;
       _require(element->type == msgpack::type::STR);
       record.*member = new_text(element->via.str.ptr, element->via.str.size);
+      ++element;
     }
-    return element + 1;
+    return element;
   }
   template <typename Record>
   static Record* _readOptional(const msgpack::object& object) {
@@ -112,12 +122,15 @@ class MsgpackPeer : public WirePeer {
     return list;
   }
 
+  Output _output;
   msgpack::sbuffer _buffer;
   msgpack::packer<msgpack::sbuffer> _packer{_buffer};
 };
 
 }  // namespace
 
-std::unique_ptr<WirePeer> make_msgpack_peer() { return std::make_unique<MsgpackPeer>(); }
+std::unique_ptr<WirePeer> make_msgpack_peer(Output output) {
+  return std::make_unique<MsgpackPeer>(output);
+}
 
 }  // namespace msg_tarvel::bench

@@ -142,7 +142,7 @@ class ProtobufPeer : public WirePeer {
  protected:
   proto::Message& _filled() { return _object; }
   std::string_view _encodeObject() {
-    _object.SerializeToString(&_bytes);
+    _bytes = _object.SerializeAsString();
     return _bytes;
   }
   void _decodeObject(std::string_view bytes) {
