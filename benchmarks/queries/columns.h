@@ -44,6 +44,7 @@ constexpr const char* OF_MESSAGE = "WHERE msgId = ?";
 constexpr const char* SHOWN_IN_CONVERSATION =
     "WHERE convId = ? AND storageFolder > 0 AND storageFolder <> 5 AND storageFolder <> 105 AND "
     "storageFolder < 9999 ORDER BY displayTime, msgId";
+constexpr const char* FIRST_OF_MESSAGE = "WHERE msgId = ? LIMIT 1";
 constexpr const char* COUNT_DOWNLOADS =
     "SELECT count(msgId) FROM msg_nms_meta_table WHERE downloadRequired = 1";
 

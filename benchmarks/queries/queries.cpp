@@ -261,12 +261,12 @@ void add_metadata(Benchmarks& benchmarks, const Subjects& subjects) {
 
   add("metadata of a message",
       [message](Metas& out) { return db::db_get_nms_msg_meta(message, "", out.emplace_back()); },
-      {"WHERE msgId = ?", {message}});
+      {"WHERE msgId = ? LIMIT 1", {message}});
   add("metadata of an object",
       [object = "object-" + number](Metas& out) {
         return db::db_get_nms_msg_meta(0, object, out.emplace_back());
       },
-      {"WHERE objectId = ?", {"object-" + number}});
+      {"WHERE objectId = ? LIMIT 1", {"object-" + number}});
   add("uncorrelated metadata of an id",
       [primary = "primary-" + number](Metas& out) {
         return db::db_get_uncorrelated_nms_msg_metas(primary, NmsMsgMeta::BT_CORRELATION,

@@ -148,7 +148,7 @@ class SqliteCpp : public Way {
     mark_sender(message);
     if (is_multimedia(message)) contents(message.msgId, message.contents);
     if (!has_metadata(message)) return;
-    Query query(*this, META_COLUMNS, {OF_MESSAGE, {message.msgId}});
+    Query query(*this, META_COLUMNS, {FIRST_OF_MESSAGE, {message.msgId}});
     if (query->executeStep()) read(Row(*query), message.nmsMsgMeta);
   }
 
