@@ -150,7 +150,8 @@ struct Subjects {
 void add_message_lists(Benchmarks& benchmarks, const Subjects& subjects) {
   using Messages = std::vector<Message>;
   const auto add = [&benchmarks](const char* name, Length length,
-                                 std::function<int(Messages&)> library, Condition condition) {
+                                 const std::function<int(Messages&)>& library,
+                                 const Condition& condition) {
     benchmarks.add<Messages>(
         name, length, [library](Messages& out) { require(library(out)); },
         [condition](Way& way, Messages& out) { way.messages(condition, out); });
@@ -250,8 +251,8 @@ void add_dependents(Benchmarks& benchmarks, const Subjects& subjects) {
 
 void add_metadata(Benchmarks& benchmarks, const Subjects& subjects) {
   using Metas = std::vector<NmsMsgMeta>;
-  const auto add = [&benchmarks](const char* name, std::function<int(Metas&)> library,
-                                 Condition condition) {
+  const auto add = [&benchmarks](const char* name, const std::function<int(Metas&)>& library,
+                                 const Condition& condition) {
     benchmarks.add<Metas>(
         name, Length::SHORT, [library](Metas& out) { require(library(out)); },
         [condition](Way& way, Metas& out) { way.metas(condition, out); });

@@ -58,7 +58,8 @@ def main(folder):
     serializer = read(folder / "serializer.json")
     result["serializer"] = measurements(serializer, ("message", "step", "peer"))
     context = serializer["context"]
-    result["machine"] = {"date": context["date"][:10], "cores": context["num_cpus"], "MHz": context["mhz_per_cpu"]}
+    result["machine"] = {"date": context["date"][:10], "cores": context["num_cpus"], "MHz": context["mhz_per_cpu"],
+                         "runs": max(len(entry["times"]) for entry in result["serializer"])}
     result["import"] = read(folder / "import.json")["import"]
     for path in in_order(folder, "owner-*.json"):
         result["owner"].append({**store_of(path), **read(path)})

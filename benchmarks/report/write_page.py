@@ -28,7 +28,9 @@ def tables(some):
 
 def describe_run(results):
     machine = results.data["machine"]
-    text = f"\nMeasured on {machine['date']}, on {machine['cores']} cores of {machine['MHz']} MHz.\n"
+    sizes = " and ".join(f"{messages:,}" for messages, indexes in results.stores() if indexes)
+    text = (f"\nMeasured on {machine['date']}, on {machine['cores']} cores of {machine['MHz']} MHz, with stores of "
+            f"{sizes} messages, in {machine['runs']} runs.\n")
     for line in results.data["left_out"]:
         text += f"It {line}.\n"
     return text + "\n"

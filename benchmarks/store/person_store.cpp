@@ -66,6 +66,7 @@ std::vector<int> conversation_sizes(int messages) {
   const std::size_t small = std::max<std::size_t>(count / 30, 1);
 
   std::vector<double> weights;
+  weights.reserve(count);
   for (std::size_t rank = 1; rank <= count - small; ++rank) {
     weights.push_back(std::pow(static_cast<double>(rank), -ZIPF_EXPONENT));
   }
