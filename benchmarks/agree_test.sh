@@ -2,6 +2,7 @@
 # agree_test.sh PROGRAMS: the benchmarks run, every way gives what the library gives, and the tables are made of
 # what they print. Nothing is said of the times.
 set -euo pipefail
+export PYTHONDONTWRITEBYTECODE=1
 programs=$1
 here=$(cd "$(dirname "$0")" && pwd)
 folder=$(mktemp -d)

@@ -82,7 +82,8 @@ class ReadTransaction {
   explicit ReadTransaction(RawLoop& owner) : _owner(owner) { run("BEGIN"); }
   ReadTransaction(const ReadTransaction&) = delete;
   ReadTransaction& operator=(const ReadTransaction&) = delete;
-  ~ReadTransaction() { run("COMMIT"); }
+  // There is no going on after a failure here.
+  ~ReadTransaction() { run("COMMIT"); }  // NOLINT(bugprone-exception-escape)
 
  private:
   void run(const char* sql) { RawStatement(_owner, sql, "").nextRow(); }

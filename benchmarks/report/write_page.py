@@ -64,7 +64,8 @@ def main(path, docs):
     page.write_text(MARKED.sub(lambda found: found[1] + parts[found[2]] + found[3], page.read_text()))
     for name, query in PICTURES.items():
         lines = list(lines_of(results, query))
-        (docs / f"performance-{name}.svg").write_text(picture(query, lines, duration))
+        if lines:
+            (docs / f"performance-{name}.svg").write_text(picture(query, lines, duration))
 
 
 if __name__ == "__main__":

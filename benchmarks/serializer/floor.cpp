@@ -24,16 +24,14 @@ struct Piece {
   bool isText;
 };
 
-/** A call of memcpy would cost more than what a small record takes. */
-void copy(char* to, const char* from, const Piece& piece) {
-  if (piece.isText) {
-    std::memcpy(to, from, piece.size);
-  } else if (piece.size == ADDRESS_IMAGE) {
+/** A call of memcpy would cost more than what it does for a small record. */
+void copy(char* to, const char* from, std::size_t size) {
+  if (size == ADDRESS_IMAGE) {
     std::memcpy(to, from, ADDRESS_IMAGE);
-  } else if (piece.size == CONTENT_META_IMAGE) {
+  } else if (size == CONTENT_META_IMAGE) {
     std::memcpy(to, from, CONTENT_META_IMAGE);
   } else {
-    std::memcpy(to, from, piece.size);
+    std::memcpy(to, from, size);
   }
 }
 
@@ -67,8 +65,10 @@ class Floor : public WirePeer {
   /** The lengths of texts are taken anew: no writer knows them. */
   std::string_view encode(const msg_message_item_t& /*message*/) override {
     std::free(_buffer);
-    std::size_t size = 0;
-    for (Piece& piece : _pieces) {
+    // The first piece is the message itself.
+    std::size_t size = MESSAGE_IMAGE;
+    for (std::size_t i = 1; i < _pieces.size(); ++i) {
+      Piece& piece = _pieces[i];
       if (piece.isText) piece.size = std::strlen(piece.data);
       size += piece.size;
     }
@@ -76,7 +76,7 @@ class Floor : public WirePeer {
     if (!_buffer) throw std::bad_alloc();
     char* at = _buffer;
     for (const Piece& piece : _pieces) {
-      copy(at, piece.data, piece);
+      copy(at, piece.data, piece.size);
       at += piece.size;
     }
     return {_buffer, size};
@@ -91,7 +91,7 @@ class Floor : public WirePeer {
       const Piece& piece = _pieces[i];
       auto* const made = static_cast<char*>(std::malloc(piece.made));
       if (!made) throw std::bad_alloc();
-      copy(made, at, piece);
+      copy(made, at, piece.size);
       if (piece.isText) made[piece.size] = '\0';
       at += piece.size;
       _made[i] = made;
