@@ -182,7 +182,7 @@ void measure() {
   const std::pair<const char*, Message> messages[] = {
       {"text", text_message("Are you coming? The train leaves at seven from platform 3.")},
       {"4 contents", multimedia_message()},
-      {"100 KB", text_message(std::string(100 * 1024, 'x'))},
+      {"100 KB", text_message(std::string(std::size_t{100} << 10, 'x'))},
       {"255 addresses", message_to_many()},
   };
   const auto peers = make_peers();

@@ -5,6 +5,9 @@ namespace msg_tarvel::bench {
 
 // To be replaced by the library's own db::db_create_indexes().
 void add_indexes() {
+  constexpr const char* OF_CONVERSATION =
+      "msg_message_table(convId, displayTime DESC, msgId, networkStatus, simIndex, storageFolder, "
+      "read)";
   constexpr const char* INDEXES[] = {
       "msg_address_table(convId)",
       "msg_mms_content_table(msgId)",
@@ -18,8 +21,7 @@ void add_indexes() {
       "msg_nms_meta_table(MSSICorrelated, MSSISync, deleted)",
       "msg_message_table(msgType) WHERE sync = 0",
       "msg_message_table(itemId) WHERE msgType IS NOT NULL",
-      "msg_message_table(convId, displayTime DESC, msgId, networkStatus, simIndex, storageFolder, "
-      "read)",
+      OF_CONVERSATION,
       "msg_message_table(displayTime DESC)",
   };
   int number = 0;

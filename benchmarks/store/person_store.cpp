@@ -74,6 +74,7 @@ std::vector<int> conversation_sizes(int messages) {
   const double unit = shared / std::accumulate(weights.begin(), weights.end(), 0.0);
 
   std::vector<int> sizes;
+  sizes.reserve(count);
   for (const double weight : weights) sizes.push_back(static_cast<int>(unit * weight));
   sizes.front() -= sizes.front() % (messages / 100);
   // What rounding left over, one for each but the biggest.
