@@ -4,7 +4,7 @@ import math
 from html import escape
 
 WIDTH, HEIGHT = 720, 400
-LEFT, RIGHT, TOP, BOTTOM = 80, 20, 40, 90
+LEFT, RIGHT, TOP, BOTTOM = 80, 40, 40, 90
 COLOURS = ("#1b6ca8", "#c8553d", "#6b9e3f", "#8a5a9e")
 # The second half of the lines, which is what the others are compared with, is dashed.
 DASHES = ("", "", "6 4", "6 4")

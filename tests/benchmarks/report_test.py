@@ -152,7 +152,7 @@ class ReportTest(unittest.TestCase):
         self.assertEqual(len(svg.findall(f"{name}circle")), 5)
         lines = [line.get("points") for line in svg.findall(f"{name}polyline")]
         # Ten times as much is as far along one axis as along the other.
-        self.assertEqual(lines[0], "80.0,310.0 390.0,175.0 700.0,40.0")
+        self.assertEqual(lines[0], "80.0,310.0 380.0,175.0 680.0,40.0")
         words = [text.text for text in svg.findall(f"{name}text")]
         for word in ("a < b: CPU time", "1 ms", "100 ms", "1,000", "100,000", "mine", "yours"):
             self.assertIn(word, words)
