@@ -8,7 +8,10 @@ The file lists each measurement with its times in nanoseconds, in the order of t
  "queries": [{"messages", "indexes", "query", "way", "items", "times"}, ...],
  "serializer": [{"message", "step", "peer", "bytes", "times"}, ...],
  "import": [{"program", "times"}, ...],
- "owner": [{"messages", "indexes", "owner", "readers"}, ...]}
+ "owner": [{"messages", "indexes", "owner", "readers"}, ...],
+ "instructions": [{"messages", "indexes", "query", "items", "times"}, ...]}
+
+Those of 32-bit ARM are instructions, not times, and instructions.json may be missing.
 """
 
 import json
@@ -52,7 +55,7 @@ def in_order(folder, pattern):
 
 def main(folder):
     folder = pathlib.Path(folder)
-    result = {"machine": {}, "left_out": [], "queries": [], "serializer": [], "import": [], "owner": []}
+    result = {"machine": {}, "left_out": [], "queries": [], "serializer": [], "import": [], "owner": [], "instructions": []}
     for path in in_order(folder, "queries-*.json"):
         result["queries"] += [{**store_of(path), **entry} for entry in measurements(read(path), ("query", "way"))]
     serializer = read(folder / "serializer.json")
@@ -63,6 +66,8 @@ def main(folder):
     result["import"] = read(folder / "import.json")["import"]
     for path in in_order(folder, "owner-*.json"):
         result["owner"].append({**store_of(path), **read(path)})
+    if (folder / "instructions.json").exists():
+        result["instructions"] = read(folder / "instructions.json")["instructions"]
     result["left_out"] = sorted(set((folder / "left-out.txt").read_text().splitlines()))
     json.dump(result, sys.stdout, indent=1)
     print()

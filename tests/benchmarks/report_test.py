@@ -57,6 +57,9 @@ def write_run(folder):
     (folder / "import.json").write_text(json.dumps({"import": [
         {"program": "msg-tarvel import", "times": [3e9, 1e9, 2e9]}, {"program": "Python", "times": [4e9, 4e9, 4e9]}]}))
     (folder / "owner-100000-yes.json").write_text(json.dumps({"owner": tally("commit", 1), "readers": [tally("newest 20")]}))
+    (folder / "instructions.json").write_text(json.dumps({"instructions": [
+        {"messages": messages, "indexes": True, "query": "newest 20", "items": 20, "times": [instructions]}
+        for messages, instructions in ((1000, 2000000), (100000, 2500000))]}))
     (folder / "left-out.txt").write_text("left out: SQLiteCpp (libsqlitecpp-dev)\nleft out: SQLiteCpp (libsqlitecpp-dev)\n")
 
 
@@ -109,9 +112,12 @@ class ReportTest(unittest.TestCase):
         self.assertEqual(self.goal("list of all, with indexes: times faster than SQLiteCpp"), ["≥ 12", "10", "missed"])
         self.assertEqual(self.goal("a message of the list of all, with indexes, 1,000 to 100,000"),
                          ["≤ 1.4", "1.20", "reached"])
+        self.assertEqual(self.goal("newest 20, with indexes, 1,000 to 100,000"), ["≤ 1.3", "", "not measured"])
         self.assertEqual(self.goal("newest 20, without indexes, beside the raw loop"), ["≤ 1.2", "", "not measured"])
         self.assertEqual(self.goal("longest query at 100,000 messages, seconds"), ["≤ 0.3", "0.12", "reached"])
         self.assertEqual(self.goal("failed commits of an owner beside four readers"), ["≤ 0", "1.00", "missed"])
+        self.assertEqual(self.goal("32-bit ARM, instructions: newest 20, with indexes, 1,000 to 100,000"),
+                         ["≤ 1.3", "1.25", "reached"])
         self.assertEqual(self.goal("import of texts beside Python"), ["≤ 0.8", "0.50", "reached"])
 
     def test_the_best_peer_is_one_that_does_the_same(self):
@@ -141,6 +147,7 @@ class ReportTest(unittest.TestCase):
             "Measured on 2026-01-02, on 2 cores of 2100 MHz, with stores of 1,000 and 100,000 messages, in 1 runs.",
             "It left out: SQLiteCpp (libsqlitecpp-dev).", "", "<!-- end -->", "between"])
         self.assertIn("| owner: commit | 7 | 1 | 12 ms | 3 ms |", written)
+        self.assertIn("| 100,000 messages, with indexes | newest 20 | 2,500,000 | 125,000 |", written)
         self.assertTrue(written.endswith("<!-- end -->\nafter\n"))
         self.assertTrue((self.folder / "performance-list-of-all.svg").exists())
 
