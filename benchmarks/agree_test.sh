@@ -27,6 +27,8 @@ for indexes in no yes; do
   "$programs/bench-owner" "$folder/$indexes" 1 2>"$folder/log" >"$results/owner-1000-$indexes.json" ||
     fail "$(cat "$folder/log")"
 done
+given=$("$programs/bench-ask" "$folder/yes" "newest 20" 1 2>"$folder/log") || fail "$(cat "$folder/log")"
+[ "$given" -eq 20 ] || fail "the newest 20 are $given"
 "$programs/bench-serializer" "${shortest[@]}" 2>"$folder/log" >"$results/serializer.json" ||
   fail "$(cat "$folder/log")"
 "$here/import/make_texts.py" 200 >"$folder/texts.xml"

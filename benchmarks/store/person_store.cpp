@@ -42,7 +42,7 @@ constexpr const char* CANNOT_FILL = "cannot fill the store";
 class Chance {
  public:
   /** 0 to `limit` - 1 */
-  std::size_t below(std::size_t limit) { return _engine() % limit; }
+  std::size_t below(std::size_t limit) { return static_cast<std::size_t>(_engine() % limit); }
   bool inThousand(std::size_t share) { return below(1000) < share; }
 
   template <typename List>
@@ -157,7 +157,7 @@ class Writer {
 
   /** Four in a hundred messages have the time of the one before. */
   std::int64_t _nextTime() {
-    const std::int64_t step = THREE_YEARS / _messages;
+    const auto step = static_cast<std::size_t>(THREE_YEARS / _messages);
     if (!_chance.inThousand(40)) _time += 1 + static_cast<std::int64_t>(_chance.below(2 * step));
     return _time;
   }
