@@ -1,11 +1,14 @@
 // bench-make-store FOLDER MESSAGES [indexes]: writes a store like a person's into FOLDER.
 
+#include <msg-tarvel-common/db/db_indexes.h>
+
 #include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <string>
 #include <vector>
 
+#include "helpers/store_error.h"
 #include "helpers/transaction.h"
 #include "store/person_store.h"
 #include "store/store_place.h"
@@ -21,7 +24,10 @@ int main(int argc, char** argv) {
     msg_tarvel::bench::use_store_in(arguments[0]);
     const msg_tarvel::helpers::StoreSession session;
     msg_tarvel::bench::write_person_store(std::stoi(arguments[1]));
-    if (isIndexed) msg_tarvel::bench::add_indexes();
+    if (isIndexed) {
+      const int ret = msg_tarvel::db::db_create_indexes();
+      if (ret != 0) throw msg_tarvel::helpers::StoreError("cannot make the indexes", ret);
+    }
   } catch (const std::exception& error) {
     std::cerr << "bench-make-store: " << error.what() << "\n";
     return EXIT_FAILURE;

@@ -12,7 +12,4 @@ void write_person_store(int messages);
 /** The one with the most messages in every such store. */
 constexpr int BIGGEST_CONVERSATION = 1;
 
-/** Gives the store the indexes. */
-void add_indexes();
-
 }  // namespace msg_tarvel::bench
