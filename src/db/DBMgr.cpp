@@ -42,6 +42,10 @@ constexpr int CREATION_FAILED = -1;
 
 constexpr const char* PERSIST_JOURNAL = "PRAGMA journal_mode = PERSIST;";
 
+// Strings that are there already: where memory has run out, a transaction can still be ended.
+const std::string COMMIT = "COMMIT TRANSACTION";
+const std::string ROLLBACK = "ROLLBACK TRANSACTION";
+
 constexpr int BUSY_LAST_COUNT = 5;
 constexpr useconds_t BUSY_WAIT_MICROSECONDS = 100000;
 
@@ -332,7 +336,7 @@ int DBMgr::beginTransaction() {
 
 int DBMgr::endTransaction(bool commit) {
   if (_transactionDepth == 1) {
-    const int ret = execStatement(commit ? "COMMIT TRANSACTION" : "ROLLBACK TRANSACTION");
+    const int ret = execStatement(commit ? COMMIT : ROLLBACK);
     if (ret != DB_SUCCESS) return ret;
   }
   _transactionDepth = std::max(_transactionDepth - 1, 0);

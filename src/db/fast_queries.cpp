@@ -85,6 +85,7 @@ bool are_metas_as_created(sqlite3* db) {
 
 /** Whether the indexes may choose among rows whose order a text leaves open. */
 bool has_indexes(sqlite3* db) {
+  if (!db) return false;
   QuietStatement index(
       db, std::string("SELECT 1 FROM sqlite_master WHERE type = 'index' AND name = '") +
               CONVERSATION_INDEX + "';");
@@ -129,7 +130,7 @@ class Query {
 
   /** False when the query ends here: with `end`. */
   bool isReadable() const { return _isReadable; }
-  FastResult end() const { return {_answer, false}; }
+  FastResult end() const { return _answer ? FastResult{_answer} : handOver(); }
   /** What to return when a row or what it depends on is not as expected. */
   FastResult handOver() const { return {std::nullopt, has_indexes(_db)}; }
 
@@ -400,7 +401,7 @@ FastResult unless_memory_fails(Way way) {
   try {
     return way();
   } catch (const std::bad_alloc&) {
-    return {};
+    return {std::nullopt, has_indexes(DBMgrInternal().handle())};
   }
 }
 

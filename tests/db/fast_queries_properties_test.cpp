@@ -11,14 +11,13 @@
 #include <utility>
 #include <vector>
 
-#include "db/fast_queries.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_common_funcs.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "msg-tarvel-common/db/db_indexes.h"
 #include "msg-tarvel-common/utility/common_util_funcs.h"
+#include "query_outcome.h"
 #include "support/fake_platform.h"
-#include "support/item_fields.h"
 #include "support/store.h"
 
 namespace msg_tarvel::db {
@@ -150,57 +149,6 @@ std::string arbitrary_rows() {
          repeated(&nms_meta, 12, oddOnes);
 }
 
-/** What a query gave: everything that its caller, or a reader of the log, sees. */
-struct Outcome {
-  int result = 0;
-  std::string items;
-  std::string lines;
-
-  bool operator==(const Outcome& other) const {
-    return result == other.result && items == other.items && lines == other.lines;
-  }
-  friend std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
-    return out << outcome.result << "\n" << outcome.items << "\n" << outcome.lines;
-  }
-};
-
-/** All that `value` holds, for comparing and showing. */
-template <typename Value>
-std::string written(const Value& value) {
-  if constexpr (item_test::IS_ITEM<Value>) {
-    std::string all;
-    item_test::for_each_value<Value>([&](const auto& field) {
-      all += std::string(field.name) + "=" + written(value.*field.member) + " ";
-    });
-    return all;
-  } else if constexpr (item_test::IS_VECTOR<Value>) {
-    std::string all;
-    for (const auto& element : value) all += "[" + written(element) + "]";
-    return all;
-  } else if constexpr (std::is_same_v<Value, std::string>) {
-    return value;
-  } else {
-    return std::to_string(value);
-  }
-}
-
-/** Runs `query` with a list that holds `before` elements already. */
-template <typename Item>
-Outcome list_outcome(std::size_t before, const std::function<int(std::vector<Item>&)>& query) {
-  std::vector<Item> items(before);
-  Outcome outcome;
-  FakePlatform::get().clearLines();
-  outcome.result = query(items);
-  for (const Item& item : items) outcome.items += written(item) + "\n";
-  for (const LogLine& line : FakePlatform::get().lines()) outcome.lines += line.raw;
-  return outcome;
-}
-
-template <typename Item>
-Outcome item_outcome(const std::function<int(Item&)>& query) {
-  return list_outcome<Item>(1, [&](std::vector<Item>& items) { return query(items.front()); });
-}
-
 /** Of a caller who does not refuse quotes. */
 constexpr const char* QUOTED_TYPE = "x' OR msgType = 'sms";
 
@@ -326,15 +274,6 @@ class FastQueries : public StoreTest, public ::testing::WithParamInterface<const
   FastQueries() {
     FakePlatform::get().set("db/csc/salescode", GetParam());
     common_util::is_linkdial_supported();
-  }
-  ~FastQueries() override { fastQueriesAreOn = true; }
-
-  /** Asks in the fast or in the defined way. */
-  static Outcome ask(const std::function<Outcome()>& query, bool isFast) {
-    fastQueriesAreOn = isFast;
-    Outcome outcome = query();
-    fastQueriesAreOn = true;
-    return outcome;
   }
 
   void fill() { raw().exec(std::string("BEGIN;") + EMPTY_TABLES + arbitrary_rows() + "COMMIT;"); }

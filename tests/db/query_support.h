@@ -12,26 +12,17 @@
 #include <vector>
 
 #include "db/DBMgr_internal.h"
-#include "db/fast_queries.h"
 #include "db/kept_statements.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "msg-tarvel-common/utility/common_util_funcs.h"
+#include "query_outcome.h"
 #include "support/db_log.h"
 #include "support/item_fields.h"
 #include "support/sql_recorder.h"
 #include "support/store.h"
 
 namespace msg_tarvel {
-
-/** While it lives, every query takes the defined way. */
-class DefinedWay {
- public:
-  DefinedWay() { db::fastQueriesAreOn = false; }
-  DefinedWay(const DefinedWay&) = delete;
-  DefinedWay& operator=(const DefinedWay&) = delete;
-  ~DefinedWay() { db::fastQueriesAreOn = true; }
-};
 
 /** The texts that `action` compiles on the defined way. */
 template <typename Action>

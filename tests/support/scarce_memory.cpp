@@ -13,6 +13,7 @@ constexpr int UNLIMITED = std::numeric_limits<int>::max();
 std::atomic<bool> payloadsRefused{false};
 std::atomic<int> refusalCount{0};
 std::atomic<int> allocationsLeft{UNLIMITED};
+std::atomic<int> allocationsToTheRefused{0};
 std::atomic<long> liveBlocks{0};
 std::function<void()> payloadHook;
 
@@ -20,6 +21,7 @@ std::function<void()> payloadHook;
 
 void* operator new(std::size_t size) {
   if (allocationsLeft != UNLIMITED && allocationsLeft-- <= 0) throw std::bad_alloc();
+  if (allocationsToTheRefused > 0 && --allocationsToTheRefused == 0) throw std::bad_alloc();
   void* const block = std::malloc(size == 0 ? 1 : size);
   if (!block) throw std::bad_alloc();
   ++liveBlocks;
@@ -81,6 +83,12 @@ OnPayloadAllocation::~OnPayloadAllocation() { payloadHook = nullptr; }
 MemoryForAllocations::MemoryForAllocations(int allocations) { allocationsLeft = allocations; }
 
 MemoryForAllocations::~MemoryForAllocations() { allocationsLeft = UNLIMITED; }
+
+OneRefusedAllocation::OneRefusedAllocation(int number) { allocationsToTheRefused = number; }
+
+OneRefusedAllocation::~OneRefusedAllocation() { allocationsToTheRefused = 0; }
+
+bool OneRefusedAllocation::hasCome() const { return allocationsToTheRefused == 0; }
 
 long live_blocks() { return liveBlocks; }
 

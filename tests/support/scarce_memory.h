@@ -29,6 +29,18 @@ class MemoryForAllocations {
   ~MemoryForAllocations();
 };
 
+/** While it lives, call number `number` of plain `new` (from 1) throws and the rest succeed. */
+class OneRefusedAllocation {
+ public:
+  explicit OneRefusedAllocation(int number);
+  OneRefusedAllocation(const OneRefusedAllocation&) = delete;
+  OneRefusedAllocation& operator=(const OneRefusedAllocation&) = delete;
+  ~OneRefusedAllocation();
+
+  /** Whether that call came. */
+  bool hasCome() const;
+};
+
 /** While it lives, `action` is called before every non-throwing array `new`. */
 class OnPayloadAllocation {
  public:

@@ -18,8 +18,17 @@ struct Rule {
   int times;
 };
 
+/** What happens at a call of a given number. */
+struct Event {
+  /** Of calls until then; 0 when it has come. */
+  std::size_t left = 0;
+  int code = SQLITE_OK;
+  std::function<void()> action;
+};
+
 struct State {
   std::vector<Rule> rules;
+  Event event;
   std::vector<std::string> calls;
   std::vector<unsigned int> sleeps;
   std::function<void()> onSleep;
@@ -49,6 +58,11 @@ class Entered {
     if (!_outermost) return SQLITE_OK;
     const std::string call = text && *text != '\0' ? name + " " + text : name;
     state().calls.push_back(call);
+    Event& event = state().event;
+    if (event.left > 0 && --event.left == 0) {
+      if (event.action) event.action();
+      if (event.code != SQLITE_OK) return event.code;
+    }
     const auto rule =
         std::find_if(state().rules.begin(), state().rules.end(),
                      [&call](const Rule& each) { return each.times > 0 && each.call == call; });
@@ -71,6 +85,14 @@ Function next(const char* name, Function /*of this type*/) {
 void SqliteFaults::fail(const std::string& call, const std::string& text, int code, int times) {
   state().rules.push_back({text.empty() ? call : call + " " + text, code, times});
 }
+
+void SqliteFaults::failCall(std::size_t number, int code) { state().event = {number, code, {}}; }
+
+void SqliteFaults::onCall(std::size_t number, std::function<void()> action) {
+  state().event = {number, SQLITE_OK, std::move(action)};
+}
+
+bool SqliteFaults::hasCallCome() { return state().event.left == 0; }
 
 void SqliteFaults::refuseReading(int reason) { state().refusal = reason; }
 
@@ -113,6 +135,19 @@ int sqlite3_step(sqlite3_stmt* statement) {
   const Entered entered;
   const int code = entered.record("step", sqlite3_sql(statement));
   return code != SQLITE_OK ? code : real(statement);
+}
+
+// The parameters are SQLite's.
+int sqlite3_table_column_metadata(sqlite3* db, const char* zDbName, const char* zTableName,
+                                  const char* zColumnName, char const** pzDataType,
+                                  char const** pzCollSeq, int* pNotNull, int* pPrimaryKey,
+                                  int* pAutoinc) {
+  static const auto real = next("sqlite3_table_column_metadata", &sqlite3_table_column_metadata);
+  const Entered entered;
+  const int code = entered.record("metadata", zTableName);
+  return code != SQLITE_OK ? code
+                           : real(db, zDbName, zTableName, zColumnName, pzDataType, pzCollSeq,
+                                  pNotNull, pPrimaryKey, pAutoinc);
 }
 
 int sqlite3_clear_bindings(sqlite3_stmt* statement) {

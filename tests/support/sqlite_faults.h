@@ -5,6 +5,7 @@
 // of the library, fail those that a test names, and pass on the rest.
 
 #include <cerrno>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -15,10 +16,21 @@ class SqliteFaults {
  public:
   /**
    * Makes the next `times` calls of `call` for `text` return `code`: "exec" and "prepare" with
-   * their SQL text, "step" with the statement's; "clear_bindings", "busy_handler" and "close"
-   * with "". A connection whose close fails stays open.
+   * their SQL text, "step" with the statement's, "metadata" with the table's name;
+   * "clear_bindings", "busy_handler" and "close" with "". A connection whose close fails stays
+   * open.
    */
   static void fail(const std::string& call, const std::string& text, int code, int times = 1);
+
+  /**
+   * Makes call number `number` (of those that are recorded, from 1, counted from here on) return
+   * `code`, once.
+   */
+  static void failCall(std::size_t number, int code);
+  /** Runs `action` once, just before call number `number`, counted in the same way. */
+  static void onCall(std::size_t number, std::function<void()> action);
+  /** Whether the call that either of them waits for has come. */
+  static bool hasCallCome();
 
   /** Makes access() refuse to say that a file may be read, for this reason. */
   static void refuseReading(int reason = EACCES);

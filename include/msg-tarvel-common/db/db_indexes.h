@@ -13,7 +13,7 @@ namespace msg_tarvel::db {
  *
  * No query asks otherwise or answers otherwise because of the indexes: with or without them the
  * same rows come in the same order, and among messages of equal displayTime the smaller msgId
- * first. They take about 30 % of the size of the database file, and every insert writes them too.
+ * first. They make the database file half as big again or more, and every insert writes them too.
  *
  * Returns DB_SUCCESS, or the code of what failed, with no index of this call left behind. Within a
  * transaction of the caller's, the outcome is the one of that transaction, and a failure leaves the

@@ -1,0 +1,89 @@
+#pragma once
+
+// What a caller and a reader of the log see of a query, for comparing the ways to it.
+
+#include <functional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "db/fast_queries.h"
+#include "support/fake_platform.h"
+#include "support/item_fields.h"
+
+namespace msg_tarvel {
+
+/** While it lives, every query takes the defined way. */
+class DefinedWay {
+ public:
+  DefinedWay() { db::fastQueriesAreOn = false; }
+  DefinedWay(const DefinedWay&) = delete;
+  DefinedWay& operator=(const DefinedWay&) = delete;
+  ~DefinedWay() { db::fastQueriesAreOn = true; }
+};
+
+/** What a query gave. */
+struct Outcome {
+  int result = 0;
+  std::string items;
+  std::string lines;
+
+  bool operator==(const Outcome& other) const {
+    return result == other.result && items == other.items && lines == other.lines;
+  }
+  friend std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
+    return out << outcome.result << "\n" << outcome.items << "\n" << outcome.lines;
+  }
+};
+
+/** All that `value` holds, for comparing and showing. */
+template <typename Value>
+std::string written(const Value& value) {
+  if constexpr (item_test::IS_ITEM<Value>) {
+    std::string all;
+    item_test::for_each_value<Value>([&](const auto& field) {
+      all += std::string(field.name) + "=" + written(value.*field.member) + " ";
+    });
+    return all;
+  } else if constexpr (item_test::IS_VECTOR<Value>) {
+    std::string all;
+    for (const auto& element : value) all += "[" + written(element) + "]";
+    return all;
+  } else if constexpr (std::is_same_v<Value, std::string>) {
+    return value;
+  } else {
+    return std::to_string(value);
+  }
+}
+
+/** Runs `query` with `items`. */
+template <typename Item>
+Outcome outcome_with(std::vector<Item> items, const std::function<int(std::vector<Item>&)>& query) {
+  Outcome outcome;
+  FakePlatform::get().clearLines();
+  outcome.result = query(items);
+  for (const Item& item : items) outcome.items += written(item) + "\n";
+  for (const LogLine& line : FakePlatform::get().lines()) outcome.lines += line.raw;
+  return outcome;
+}
+
+/** Runs `query` with a list that holds `before` elements already. */
+template <typename Item>
+Outcome list_outcome(std::size_t before, const std::function<int(std::vector<Item>&)>& query) {
+  return outcome_with(std::vector<Item>(before, item_test::sample<Item>(item_test::SEED)), query);
+}
+
+template <typename Item>
+Outcome item_outcome(const std::function<int(Item&)>& query) {
+  return outcome_with<Item>(std::vector<Item>(1),
+                            [&](std::vector<Item>& items) { return query(items.front()); });
+}
+
+/** Asks in the fast or in the defined way. */
+inline Outcome ask(const std::function<Outcome()>& query, bool isFast) {
+  if (isFast) return query();
+  const DefinedWay way;
+  return query();
+}
+
+}  // namespace msg_tarvel
