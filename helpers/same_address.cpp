@@ -2,7 +2,10 @@
 
 #include <msg-tarvel-common/utility/common_util_funcs.h>
 
+#include <algorithm>
 #include <stdexcept>
+#include <string_view>
+#include <utility>
 
 namespace msg_tarvel::helpers {
 
@@ -40,14 +43,15 @@ int address_type_of(const std::string& address) {
 }
 
 std::string normalised_address(const std::string& text) {
-  const std::string blanks = " \t\r\n";
+  constexpr const char* blanks = " \t\r\n";
   const std::size_t first = text.find_first_not_of(blanks);
   if (first == std::string::npos) return {};
   const std::string trimmed = text.substr(first, text.find_last_not_of(blanks) - first + 1);
 
   std::string bare;
+  constexpr std::string_view PUNCTUATION = " -.()";
   for (const char character : trimmed) {
-    if (std::string(" -.()").find(character) == std::string::npos) bare += character;
+    if (PUNCTUATION.find(character) == std::string_view::npos) bare += character;
   }
   return is_phone_number(bare) ? bare : trimmed;
 }
@@ -56,9 +60,21 @@ bool is_same_address(const std::string& a, const std::string& b) {
   return a == b || (is_same_number_written_differently(a, b) && ending_of(a) == ending_of(b));
 }
 
+std::vector<std::string> people_among(const std::vector<std::string>& addresses) {
+  AddressSet known;
+  std::vector<std::string> people;
+  for (const std::string& written : addresses) {
+    std::string address = normalised_address(written);
+    if (!address.empty() && known.add(address)) people.push_back(std::move(address));
+  }
+  return people;
+}
+
 bool AddressSet::add(const std::string& address) {
-  if (contains(address)) return false;
-  _byEnding[ending_of(address)].push_back(address);
+  std::vector<std::string>& bucket = _byEnding[ending_of(address)];
+  const auto isSame = [&address](const std::string& one) { return is_same_address(one, address); };
+  if (std::any_of(bucket.begin(), bucket.end(), isSame)) return false;
+  bucket.push_back(address);
   return true;
 }
 

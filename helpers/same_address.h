@@ -30,6 +30,9 @@ std::string normalised_address(const std::string& text);
  */
 bool is_same_address(const std::string& a, const std::string& b);
 
+/** Everyone among addresses in any form: normalised, each person once, and nobody for a blank. */
+std::vector<std::string> people_among(const std::vector<std::string>& addresses);
+
 /** Addresses, found again by is_same_address. */
 class AddressSet {
  public:

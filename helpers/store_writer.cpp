@@ -80,15 +80,21 @@ std::string key_of(std::vector<std::string> addresses) {
   return key;
 }
 
-/** The addresses of a message as a conversation has them: normalised, and each person once. */
-std::vector<Address> people_of(const Message& message) {
-  AddressSet known;
-  std::vector<Address> people;
-  for (Address person : message.addresses) {
-    person.address = normalised_address(person.address);
-    if (!person.address.empty() && known.add(person.address)) people.push_back(std::move(person));
-  }
-  return people;
+/** The people of a message's conversation. */
+std::vector<std::string> people_of(const Message& message) {
+  std::vector<std::string> addresses;
+  addresses.reserve(message.addresses.size());
+  for (const Address& one : message.addresses) addresses.push_back(one.address);
+  return people_among(addresses);
+}
+
+/** What a message says of one of its people, first. */
+Address address_of(const std::string& person, const Message& message) {
+  Address found = *std::find_if(
+      message.addresses.begin(), message.addresses.end(),
+      [&person](const Address& one) { return normalised_address(one.address) == person; });
+  found.address = person;
+  return found;
 }
 
 void require_folder(int folder) {
@@ -148,26 +154,23 @@ void StoreWriter::_requireMessage(int msgId, int convId) {
 }
 
 int StoreWriter::conversationOf(const Message& message) {
-  const std::vector<Address> people = people_of(message);
-  std::vector<std::string> addresses;
-  addresses.reserve(people.size());
-  for (const Address& person : people) addresses.push_back(person.address);
-  const std::string key = key_of(addresses);
+  const std::vector<std::string> people = people_of(message);
+  const std::string key = key_of(people);
   const auto known = _found.find(key);
   if (known != _found.end()) return known->second;
 
-  int convId = _search.find(addresses);
+  int convId = _search.find(people);
   if (convId == 0) convId = _makeConversation(message, people);
   _found.emplace(key, convId);
   return convId;
 }
 
-int StoreWriter::_makeConversation(const Message& message, const std::vector<Address>& people) {
+int StoreWriter::_makeConversation(const Message& message, const std::vector<std::string>& people) {
   _run(INSERT_CONVERSATION, message.peerConvId, int{message.peerChatType},
        message.peerChatSessionId);
   const int convId = _lastId();
   ++_conversationsMade;
-  for (const Address& person : people) _addAddress(convId, person);
+  for (const std::string& person : people) _addAddress(convId, address_of(person, message));
   if (people.empty()) {
     Address nobody;
     nobody.addressType = ADDRESS_TYPE_TEXT;

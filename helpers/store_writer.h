@@ -94,7 +94,7 @@ class StoreWriter {
   void _run(const char* sql, const Values&... values);
   int _lastId();
   void _requireMessage(int msgId, int convId);
-  int _makeConversation(const Message& message, const std::vector<Address>& people);
+  int _makeConversation(const Message& message, const std::vector<std::string>& people);
   void _addAddress(int convId, const Address& address);
   void _addMetadata(int msgId, const NmsMsgMeta& meta);
   void _deleteMessages(const std::string& chosen, int value);

@@ -19,6 +19,7 @@
 #include "db/DBMgr_internal.h"
 #include "db/bounded_text.h"
 #include "db/db_schema.h"
+#include "db/kept_statements.h"
 #include "log.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "utility/platform_string.h"
@@ -294,6 +295,7 @@ int DBMgr::_closeDb() {
     MSG_TARVEL_WARN("no db handle found!");
     return DB_SUCCESS;
   }
+  forget_kept_statements(_db);
   if (const int code = sqlite3_close(_db); code != SQLITE_OK) {
     MSG_TARVEL_ERROR("sqlite3_close() failed: (%d)", code);
     return DB_ERR_CLOSE;

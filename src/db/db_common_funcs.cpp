@@ -12,6 +12,7 @@
 #include "db/bounded_text.h"
 #include "db/db_common_funcs_internal.h"
 #include "db/fast_queries.h"
+#include "db/kept_statements.h"
 #include "db/query.h"
 #include "log.h"
 #include "msg-tarvel-common/db/SqlStatement.h"
@@ -41,12 +42,6 @@ std::string with_order(const ConditionText& condition, std::size_t place, const 
 // Messages
 
 namespace {
-
-constexpr const char* SELECT_MESSAGE =
-    "SELECT msgId, convId, msgType, itemId, storageFolder, storageId, networkStatus, mainText, "
-    "textMessage, displayTime, attachedNum, read, simIndex, peerConvId, peerChatType, "
-    "peerChatSessionId, peerGroupChatSender, stickerId, isShareDialMessage, isSafeMessage "
-    "FROM msg_message_table ";
 
 // Without peerGroupChatSender, yet read by the same reader: in list results each later column lands
 // one field early. Processes of the watch rely on what they have always been given.
@@ -202,14 +197,19 @@ int _db_query_get_message_list(const std::string& where, const std::string& sett
                     &_db_step_get_message, MESSAGE_LIST_FAILURES, messages, site);
 }
 
+int _db_query_get_message(int msgId, Message& message) {
+  ConditionText where;
+  where.append("WHERE msgId = %d ORDER BY displayTime DESC;", msgId);
+  return look_first_up(KeptText::MESSAGE, msgId, std::string(SELECT_MESSAGE) + where.c_str(),
+                       &_db_step_get_message, "_db_step_get_message", message);
+}
+
 int db_get_message(int msgId, Message& out) {
   if (msgId < 0) {
     MSG_TARVEL_ERROR("Invalid param: msgId:(%d)", msgId);
     return DB_ERR_INVALID_ARGUMENT;
   }
-  ConditionText where;
-  where.append("WHERE msgId = %d ORDER BY displayTime DESC;", msgId);
-  return report_failure("_db_query_get_message", _db_query_get_message(where.c_str(), out));
+  return report_failure("_db_query_get_message", _db_query_get_message(msgId, out));
 }
 
 int db_get_message(int itemId, const std::string& msgType, FolderType folder, Message& out) {
@@ -303,7 +303,8 @@ int db_get_deleted_messages(bool mainFolderOnly, std::vector<Message>& out) {
     statement->bind(1, STANDALONE_FOLDER_1);
     statement->bind(2, STANDALONE_FOLDER_3);
   }
-  return append_rows(*statement, &step_get_deleted_message, BOUND_LIST_FAILURES, out, site);
+  return append_rows(*statement, statement->step(), &step_get_deleted_message, BOUND_LIST_FAILURES,
+                     out, site);
 }
 
 // Threads: conversations as the list of conversations shows them
@@ -395,12 +396,6 @@ int db_get_threads(std::vector<Thread>& threads) {
 
 namespace {
 
-constexpr const char* SELECT_CONVERSATION =
-    "SELECT msgId, msgType, itemId, convId, storageId, storageFolder, networkStatus, mainText, "
-    "textMessage, displayTime, attachedNum, read, simIndex, peerConvId, peerChatType, "
-    "peerChatSessionId, peerGroupChatSender, stickerId, isShareDialMessage, isSafeMessage "
-    "FROM msg_message_table ";
-
 constexpr ListFailures CONVERSATION_LIST_FAILURES = {StepFailure::PLAIN, StepFailure::PLAIN,
                                                      "_db_step_get_conversation"};
 
@@ -451,8 +446,9 @@ int _db_step_get_conversation(SqlStatement& statement, Conversation& conversatio
 int _db_query_get_conversation(int msgId, Conversation& conversation) {
   ConditionText where;
   where.append("WHERE msgId = %d;", msgId);
-  return query_first(std::string(SELECT_CONVERSATION) + where.c_str(), &_db_step_get_conversation,
-                     nullptr, conversation);
+  return look_first_up(KeptText::CONVERSATION, msgId,
+                       std::string(SELECT_CONVERSATION) + where.c_str(), &_db_step_get_conversation,
+                       nullptr, conversation);
 }
 
 int _db_query_get_conversation_list(int convId, std::vector<Conversation>& conversations) {
@@ -550,11 +546,9 @@ int db_get_addresses(int convId, std::vector<Address>& addresses) {
     MSG_TARVEL_ERROR("Invalid param: threadId:(%d)", convId);
     return DB_ERR_INVALID_ARGUMENT;
   }
-  const log::CallSite site = log::CallSite::here();
-  const auto statement = compile(std::string(SELECT_ADDRESS) + "WHERE convId = ?;", site);
-  if (!statement) return DB_ERR_PREPARE;
-  statement->bind(1, convId);
-  return append_rows(*statement, &step_get_address, BOUND_LIST_FAILURES, addresses, site);
+  return look_list_up(KeptText::ADDRESSES, convId,
+                      std::string(SELECT_ADDRESS) + "WHERE convId = ?;", &step_get_address,
+                      BOUND_LIST_FAILURES, addresses);
 }
 
 int db_get_sim_infos(std::vector<SimInfo>& simInfos) {
@@ -657,15 +651,15 @@ int read_sending_content(SqlStatement& statement, Content& content,
 
 }  // namespace
 
-int _db_query_get_content_list(const std::string& where, std::vector<Content>& contents) {
-  return query_list(SELECT_CONTENT + where, &step_get_content, CONTENT_LIST_FAILURES, contents);
+int _db_query_get_content_list(int msgId, std::vector<Content>& contents) {
+  ConditionText where;
+  where.append("WHERE msgId = %d;", msgId);
+  return look_list_up(KeptText::CONTENTS, msgId, std::string(SELECT_CONTENT) + where.c_str(),
+                      &step_get_content, CONTENT_LIST_FAILURES, contents);
 }
 
 int db_get_contents(int msgId, std::vector<Content>& contents) {
-  ConditionText where;
-  where.append("WHERE msgId = %d;", msgId);
-  return report_failure("_db_query_get_content_list",
-                        _db_query_get_content_list(where.c_str(), contents));
+  return report_failure("_db_query_get_content_list", _db_query_get_content_list(msgId, contents));
 }
 
 int db_get_sending_msg_content_info(int msgId, Content& content) {
@@ -738,13 +732,19 @@ int _db_query_get_nms_meta_list(const std::string& where, const std::string& set
                     &_db_step_get_nms_meta, NMS_META_LIST_FAILURES, metas, site);
 }
 
-int db_get_nms_msg_meta(int msgId, const std::string& objectId, NmsMsgMeta& meta) {
+int _db_query_get_nms_meta(int msgId, NmsMsgMeta& meta) {
   ConditionText where;
-  if (msgId < 1) {
-    where.append("WHERE objectId = '%s';", objectId.c_str());
-  } else {
-    where.append("WHERE msgId = %d;", msgId);
+  where.append("WHERE msgId = %d;", msgId);
+  return look_first_up(KeptText::NMS_META, msgId, std::string(SELECT_NMS_META) + where.c_str(),
+                       &_db_step_get_nms_meta, "_db_step_get_nms_meta", meta);
+}
+
+int db_get_nms_msg_meta(int msgId, const std::string& objectId, NmsMsgMeta& meta) {
+  if (msgId >= 1) {
+    return report_failure("_db_query_get_nms_meta", _db_query_get_nms_meta(msgId, meta));
   }
+  ConditionText where;
+  where.append("WHERE objectId = '%s';", objectId.c_str());
   return report_failure("_db_query_get_nms_meta", _db_query_get_nms_meta(where.c_str(), meta));
 }
 

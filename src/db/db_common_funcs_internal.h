@@ -17,6 +17,16 @@ constexpr int NETWORK_STATUS_FAILED = 3;
 
 // What the readers below take.
 
+constexpr const char* SELECT_MESSAGE =
+    "SELECT msgId, convId, msgType, itemId, storageFolder, storageId, networkStatus, mainText, "
+    "textMessage, displayTime, attachedNum, read, simIndex, peerConvId, peerChatType, "
+    "peerChatSessionId, peerGroupChatSender, stickerId, isShareDialMessage, isSafeMessage "
+    "FROM msg_message_table ";
+constexpr const char* SELECT_CONVERSATION =
+    "SELECT msgId, msgType, itemId, convId, storageId, storageFolder, networkStatus, mainText, "
+    "textMessage, displayTime, attachedNum, read, simIndex, peerConvId, peerChatType, "
+    "peerChatSessionId, peerGroupChatSender, stickerId, isShareDialMessage, isSafeMessage "
+    "FROM msg_message_table ";
 /** Of msg_conversation_table, named A. */
 constexpr const char* THREAD_COLUMNS =
     "A.convId, A.unreadCnt, A.msgCnt, A.storageFolder, A.msgType, A.displayTime, A.mainText, "
@@ -56,6 +66,7 @@ int _db_step_get_nms_meta(SqlStatement& statement, NmsMsgMeta& meta);
 
 // _db_query_get_...: run a SELECT with a ready condition (or id) and read what it gives.
 int _db_query_get_message(const std::string& where, Message& message);
+int _db_query_get_message(int msgId, Message& message);
 /**
  * `settledWhere` is the same condition with an order that leaves nothing open, for the fast way;
  * empty when there is none.
@@ -66,8 +77,9 @@ int _db_query_get_thread(int convId, Thread& thread);
 int _db_query_get_thread_list(std::vector<Thread>& threads);
 int _db_query_get_conversation(int msgId, Conversation& conversation);
 int _db_query_get_conversation_list(int convId, std::vector<Conversation>& conversations);
-int _db_query_get_content_list(const std::string& where, std::vector<Content>& contents);
+int _db_query_get_content_list(int msgId, std::vector<Content>& contents);
 int _db_query_get_nms_meta(const std::string& where, NmsMsgMeta& meta);
+int _db_query_get_nms_meta(int msgId, NmsMsgMeta& meta);
 int _db_query_get_nms_meta_list(const std::string& where, const std::string& settledWhere,
                                 std::vector<NmsMsgMeta>& metas);
 

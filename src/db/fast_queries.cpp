@@ -8,9 +8,9 @@
 #include <unordered_map>
 
 #include "db/DBMgr_internal.h"
-#include "db/SqlStatement_internal.h"
 #include "db/db_common_funcs_internal.h"
 #include "db/index_definitions.h"
+#include "db/quiet_statement.h"
 #include "msg-tarvel-common/utility/common_util_funcs.h"
 
 namespace msg_tarvel::db {
@@ -20,39 +20,6 @@ bool fastQueriesAreOn = true;
 namespace {
 
 // The state of the store that a query reads, and the statements that read it
-
-/** A statement of which nothing reaches the log, unless the one who made it reports its failure. */
-class QuietStatement {
- public:
-  QuietStatement(sqlite3* db, const std::string& sql)
-      : _code(sqlite3_prepare_v2(db, sql.c_str(), static_cast<int>(sql.size()), &_handle, nullptr)),
-        _statement(_handle) {}
-  QuietStatement(const QuietStatement&) = delete;
-  QuietStatement& operator=(const QuietStatement&) = delete;
-  /** The reset forgets a failure, which finalizing would report. */
-  ~QuietStatement() {
-    if (!_isReported) sqlite3_reset(_handle);
-  }
-
-  /** What compiling it gave. */
-  int code() const { return _code; }
-  bool isCompiled() const { return _code == SQLITE_OK && _handle; }
-  sqlite3_stmt* handle() const { return _handle; }
-  SqlStatement& row() { return _statement; }
-  int step() { return sqlite3_step(_handle); }
-
-  /** Reports, as SqlStatement would have, that the last step gave `code`. */
-  void reportStep(int code) {
-    SqlStatementInternal::step(code);
-    _isReported = true;
-  }
-
- private:
-  sqlite3_stmt* _handle = nullptr;
-  int _code;
-  SqlStatement _statement;
-  bool _isReported = false;
-};
 
 /** Keeps the connection in one state of the store: a transaction, unless the caller has one. */
 class OneState {
@@ -152,7 +119,8 @@ class Query {
     if (!_state->isHeld()) return;
     _code = _rows->step();
     if (_code == SQLITE_BUSY) {
-      _rows->reportStep(_code);
+      SqlStatementInternal::step(_code);
+      _rows->finalizeAloud();
       log_step_failure(stepFailure, DB_ERR_STEP, site);
       _answer = DB_ERR_STEP;
     }

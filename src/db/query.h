@@ -55,12 +55,14 @@ struct ListFailures {
 constexpr ListFailures BOUND_LIST_FAILURES = {StepFailure::WITH_CODE, StepFailure::WITH_CODE,
                                               nullptr};
 
-/** Steps `statement` to its end and appends to `items` what `readRow` makes of each row. */
+/**
+ * Steps `statement`, whose first step gave `ret`, to its end and appends to `items` what `readRow`
+ * makes of each row.
+ */
 template <typename Item>
-int append_rows(SqlStatement& statement, int (*readRow)(SqlStatement&, Item&),
+int append_rows(SqlStatement& statement, int ret, int (*readRow)(SqlStatement&, Item&),
                 const ListFailures& failures, std::vector<Item>& items, log::CallSite site) {
   StepFailure stepFailure = failures.firstStep;
-  int ret = statement.step();
   while (ret == DB_ROW) {
     Item item;
     const int readRet = readRow(statement, item);
@@ -86,7 +88,22 @@ int query_list(const std::string& sql, int (*readRow)(SqlStatement&, Item&),
                log::CallSite site = log::CallSite::here()) {
   const auto statement = compile(sql, site);
   if (!statement) return DB_ERR_PREPARE;
-  return append_rows(*statement, readRow, failures, items, site);
+  return append_rows(*statement, statement->step(), readRow, failures, items, site);
+}
+
+/** Reads the first row of `statement`, whose first step gave `ret`. */
+template <typename Item>
+int read_first(SqlStatement& statement, int ret, int (*readRow)(SqlStatement&, Item&),
+               const char* reader, Item& item, log::CallSite site) {
+  if (ret == DB_ERR_STEP) {
+    log_step_failure(StepFailure::PLAIN, ret, site);
+    return ret;
+  }
+  if (ret != DB_ROW) return DB_NO_DATA;
+
+  const int readRet = readRow(statement, item);
+  if (readRet != DB_SUCCESS && reader) MSG_TARVEL_ERROR_AT(site, "%s() failed!", reader);
+  return readRet;
 }
 
 /** Compiles `sql` and reads its first row; `reader` names a reader whose failure is reported. */
@@ -95,17 +112,7 @@ int query_first(const std::string& sql, int (*readRow)(SqlStatement&, Item&), co
                 Item& item, log::CallSite site = log::CallSite::here()) {
   const auto statement = compile(sql, site);
   if (!statement) return DB_ERR_PREPARE;
-
-  const int ret = statement->step();
-  if (ret == DB_ERR_STEP) {
-    log_step_failure(StepFailure::PLAIN, ret, site);
-    return ret;
-  }
-  if (ret != DB_ROW) return DB_NO_DATA;
-
-  const int readRet = readRow(*statement, item);
-  if (readRet != DB_SUCCESS && reader) MSG_TARVEL_ERROR_AT(site, "%s() failed!", reader);
-  return readRet;
+  return read_first(*statement, statement->step(), readRow, reader, item, site);
 }
 
 /** Reports, for a public function, that its worker failed. */

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "db/DBMgr_internal.h"
+#include "db/kept_statements.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "msg-tarvel-common/utility/common_util_funcs.h"
@@ -101,7 +102,8 @@ class QueryTest : public StoreTest {
   }
 
   void TearDown() override {
-    EXPECT_EQ(sqlite3_next_stmt(msg_tarvel::db::DBMgrInternal().handle(), nullptr), nullptr)
+    db::forget_kept_statements(db::DBMgrInternal().handle());
+    EXPECT_EQ(sqlite3_next_stmt(db::DBMgrInternal().handle(), nullptr), nullptr)
         << "a statement was left behind";
   }
 

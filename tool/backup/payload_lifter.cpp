@@ -1,7 +1,9 @@
 #include "backup/payload_lifter.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <string_view>
 
 #include "backup/character_references.h"
 
@@ -12,14 +14,46 @@ namespace {
 /** Names longer than this are none that matter here; only their beginning is kept. */
 constexpr std::size_t LONGEST_NAME = 16;
 
+constexpr std::string_view PART = "part";
+constexpr std::string_view DATA = "data";
+
 bool is_blank(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
 
-void append_name(std::string& name, char character) {
-  if (name.size() < LONGEST_NAME) name += character;
+bool ends_element_name(char c) { return c == '>' || is_blank(c); }
+
+constexpr std::array<bool, 256> make_attribute_name_ends() {
+  std::array<bool, 256> ends{};
+  for (const char c : {'>', '=', '"', '\'', ' ', '\n', '\r', '\t'}) {
+    ends[static_cast<unsigned char>(c)] = true;
+  }
+  return ends;
+}
+
+// A table, for half of a backup of texts are names of attributes.
+constexpr std::array<bool, 256> ATTRIBUTE_NAME_ENDS = make_attribute_name_ends();
+
+bool ends_attribute_name(char c) { return ATTRIBUTE_NAME_ENDS[static_cast<unsigned char>(c)]; }
+
+void append_name(std::string& name, const char* begin, const char* end) {
+  name.append(begin, std::min(static_cast<std::size_t>(end - begin), LONGEST_NAME - name.size()));
+}
+
+const char* find_or_end(const char* at, const char* end, char wanted) {
+  const void* const found = std::memchr(at, wanted, static_cast<std::size_t>(end - at));
+  return found ? static_cast<const char*>(found) : end;
 }
 
 /** Characters that the parser must judge: not allowed in a value, or line ends, or not ASCII. */
 bool is_for_parser(char c) { return c == '<' || static_cast<unsigned char>(c) - 0x20U > 0x5FU; }
+
+/** Passes over characters of a payload of which none is `quote`, a reference or the parser's. */
+const char* skip_base64(const char* at, const char* end, char quote) {
+  // A count without a way out is one that compilers turn into vector instructions.
+  constexpr std::ptrdiff_t BLOCK = 256;
+  const auto isSpecial = [quote](char c) { return c == quote || c == '&' || is_for_parser(c); };
+  while (end - at >= BLOCK && std::count_if(at, at + BLOCK, isSpecial) == 0) at += BLOCK;
+  return at;
+}
 
 bool is_blank_reference(const std::string& reference) {
   for (const char* blank :
@@ -32,54 +66,57 @@ bool is_blank_reference(const std::string& reference) {
 }  // namespace
 
 void PayloadLifter::lift(const char* data, std::size_t size, std::string& out) {
-  const char* const begin = data;
   const char* const end = data + size;
-  while (data != end) {
+  const char* at = data;
+  // All but payloads passes as it is, in pieces as long as can be; the next one begins here.
+  const char* passing = data;
+  while (at != end) {
     if (_attributeCount > MOST_ATTRIBUTES) {
-      throw TooManyAttributes(_line + std::count(begin, data, '\n'));
+      throw TooManyAttributes(_line + std::count(data, at, '\n'));
     }
-    switch (_state) {
-      case State::TEXT:
-        data = _passThrough(data, end, '<', out);
-        if (data != end) {
-          out += *data++;
-          _state = State::MARKUP;
-        }
-        break;
-      case State::VALUE:
-        data = _passThrough(data, end, _quote, out);
-        if (data != end) {
-          out += *data++;
-          _state = State::TAG;
-        }
-        break;
-      case State::PAYLOAD:
-        data = _payload(data, end, out);
-        break;
-      case State::MARKUP:
-      case State::EXCLAMATION:
-      case State::SKIPPED:
-        out += *data;
-        _takeMarkup(*data++);
-        break;
-      case State::ELEMENT_NAME:
-      case State::TAG:
-      case State::ATTRIBUTE_NAME:
-        out += *data;
-        _takeTag(*data++, out);
-        break;
+    if (_state == State::PAYLOAD) {
+      at = _payload(at, end, out);
+      passing = at;
+      continue;
+    }
+    at = _pass(at, end);
+    if (_state == State::PAYLOAD) {
+      out.append(passing, at);
+      passing = at;
+      _beginPayload(out);
     }
   }
-  _line += std::count(begin, end, '\n');
+  out.append(passing, end);
+  _line += std::count(data, end, '\n');
 }
 
-/** Passes everything before the next `until` on; returns its place. */
-const char* PayloadLifter::_passThrough(const char* at, const char* end, char until,
-                                        std::string& out) {
-  const void* found = std::memchr(at, until, static_cast<std::size_t>(end - at));
-  const char* const stop = found ? static_cast<const char*>(found) : end;
-  out.append(at, stop);
-  return stop;
+/** Takes what is outside of payloads, as much of it as belongs together. */
+const char* PayloadLifter::_pass(const char* at, const char* end) {
+  switch (_state) {
+    case State::TEXT:
+      return _passUntil('<', State::MARKUP, at, end);
+    case State::VALUE:
+      return _passUntil(_quote, State::TAG, at, end);
+    case State::ELEMENT_NAME:
+      return _takeElementName(at, end);
+    case State::TAG:
+    case State::ATTRIBUTE_NAME:
+      return _takeTag(at, end);
+    case State::MARKUP:
+    case State::EXCLAMATION:
+    case State::SKIPPED:
+    case State::PAYLOAD:
+      break;
+  }
+  _takeMarkup(*at);
+  return at + 1;
+}
+
+const char* PayloadLifter::_passUntil(char last, State next, const char* at, const char* end) {
+  const char* const found = find_or_end(at, end, last);
+  if (found == end) return end;
+  _state = next;
+  return found + 1;
 }
 
 void PayloadLifter::_takeMarkup(char character) {
@@ -118,38 +155,61 @@ void PayloadLifter::_skipUntil(const char* terminator) {
   _latest.clear();
 }
 
-void PayloadLifter::_takeTag(char character, std::string& out) {
-  if (character == '>') {
-    _state = State::TEXT;
-    _attributeCount = 0;
-  } else if (_state == State::ELEMENT_NAME) {
-    if (is_blank(character)) {
-      _state = State::TAG;
-      _attribute.clear();
-    } else {
-      append_name(_element, character);
-    }
-  } else if (character == '"' || character == '\'') {
-    _beginValue(character, out);
-  } else if (is_blank(character) || character == '=') {
-    _state = State::TAG;  // the name is kept: a value follows, or another name
+const char* PayloadLifter::_takeElementName(const char* at, const char* end) {
+  const char* const nameEnd = std::find_if(at, end, ends_element_name);
+  append_name(_element, at, nameEnd);
+  if (nameEnd == end) return end;
+  if (*nameEnd == '>') {
+    _endTag();
   } else {
-    if (_state == State::TAG) _attribute.clear();
-    _state = State::ATTRIBUTE_NAME;
-    append_name(_attribute, character);
+    _state = State::TAG;
+    _attribute.clear();
   }
+  return nameEnd + 1;
 }
 
-void PayloadLifter::_beginValue(char quote, std::string& out) {
+const char* PayloadLifter::_takeTag(const char* at, const char* end) {
+  do {
+    if (!ends_attribute_name(*at)) {
+      at = _takeAttributeName(at, end);
+      continue;
+    }
+    if (*at == '>') {
+      _endTag();
+    } else if (*at == '"' || *at == '\'') {
+      _beginValue(*at);
+    } else {
+      _state = State::TAG;  // the name is kept: a value follows, or another name
+    }
+    ++at;
+  } while (at != end && (_state == State::TAG || _state == State::ATTRIBUTE_NAME));
+  return at;
+}
+
+const char* PayloadLifter::_takeAttributeName(const char* at, const char* end) {
+  const char* const nameEnd = std::find_if(at, end, ends_attribute_name);
+  if (_state == State::TAG) _attribute.clear();
+  _state = State::ATTRIBUTE_NAME;
+  append_name(_attribute, at, nameEnd);
+  return nameEnd;
+}
+
+void PayloadLifter::_endTag() {
+  _state = State::TEXT;
+  _attributeCount = 0;
+}
+
+void PayloadLifter::_beginValue(char quote) {
   ++_attributeCount;
   _quote = quote;
-  _state = State::VALUE;
-  if (_element == "part" && _attribute == "data") {
-    _state = State::PAYLOAD;
-    _reference.clear();
-    out += std::to_string(++_payloads) + PAYLOAD_NUMBER_END;
-    _sink.beginPayload(_payloads);
-  }
+  const bool isPayload = _element == PART && _attribute == DATA;
+  _state = isPayload ? State::PAYLOAD : State::VALUE;
+}
+
+void PayloadLifter::_beginPayload(std::string& out) {
+  _reference.clear();
+  out += std::to_string(++_payloads) + PAYLOAD_NUMBER_END;
+  _sink.beginPayload(_payloads);
 }
 
 const char* PayloadLifter::_payload(const char* at, const char* end, std::string& out) {
@@ -158,6 +218,7 @@ const char* PayloadLifter::_payload(const char* at, const char* end, std::string
     return at + 1;
   }
   const char* const begin = at;
+  at = skip_base64(at, end, _quote);
   while (at != end && *at != _quote && *at != '&') {
     if (is_for_parser(*at)) out += *at;
     ++at;

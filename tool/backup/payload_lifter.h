@@ -71,12 +71,17 @@ class PayloadLifter {
     PAYLOAD
   };
 
-  const char* _passThrough(const char* at, const char* end, char until, std::string& out);
+  const char* _pass(const char* at, const char* end);
+  const char* _passUntil(char last, State next, const char* at, const char* end);
+  void _takeMarkup(char character);
+  const char* _takeElementName(const char* at, const char* end);
+  const char* _takeTag(const char* at, const char* end);
+  const char* _takeAttributeName(const char* at, const char* end);
+  void _endTag();
+  void _beginValue(char quote);
+  void _beginPayload(std::string& out);
   const char* _payload(const char* at, const char* end, std::string& out);
   void _payloadReference(char character, std::string& out);
-  void _takeMarkup(char character);
-  void _takeTag(char character, std::string& out);
-  void _beginValue(char quote, std::string& out);
   void _skipUntil(const char* terminator);
 
   PayloadSink& _sink;

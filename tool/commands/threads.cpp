@@ -67,14 +67,9 @@ int show_conversation(const Output& output, const ConversationArguments& argumen
 int find_thread(const Output& output, const FindThreadArguments& arguments) {
   require_store();
   const helpers::StoreSession session;
-  helpers::AddressSet known;
-  std::vector<std::string> addresses;
-  for (const std::string& number : arguments.numbers) {
-    const std::string address = helpers::normalised_address(number);
-    if (!address.empty() && known.add(address)) addresses.push_back(address);
-  }
+  const std::vector<std::string> people = helpers::people_among(arguments.numbers);
   forget_log_errors();
-  const int convId = helpers::find_conversation(addresses);
+  const int convId = helpers::find_conversation(people);
   if (convId == 0) return NOTHING_FOUND;
 
   forget_log_errors();
@@ -108,7 +103,7 @@ void declare_find_thread(CommandSet& commands) {
   const auto arguments = std::make_shared<FindThreadArguments>();
   commands
       .add("find-thread", "Finds the conversation with exactly these people",
-           "msg-tarvel find-thread \"(415) 555-0123\" +14155550145",
+           "msg-tarvel find-thread \"(415) 555-0111\" +14155550145",
            [arguments](const Output& output) { return find_thread(output, *arguments); })
       .add_option("NUMBER", arguments->numbers,
                   "A phone number in any form, an e-mail address or a name")

@@ -154,12 +154,13 @@ class Fingerprint {
 };
 
 /** Says whether two messages are the same one, however often and in which file they come. */
-std::string import_mark_of(const BackupMessage& message, const std::string& text) {
+std::string import_mark_of(const BackupMessage& message, const NamedPeople& people,
+                           const std::string& text) {
   Fingerprint fingerprint;
   fingerprint.add(message.isMultimedia ? "mms" : "sms");
   fingerprint.add(message.box);
   fingerprint.add(message.date);
-  const std::vector<std::string> addresses = named_addresses(message);
+  const std::vector<std::string> addresses = named_addresses(people);
   fingerprint.add(std::to_string(addresses.size()));
   for (const std::string& address : addresses) fingerprint.add(address);
   fingerprint.add(text);
@@ -263,7 +264,8 @@ std::string Import::skipReason(const BackupMessage& message) const {
 void Import::store(BackupMessage& message) {
   ++_summary.read;
   const std::string text = text_of(message);
-  const std::string mark = import_mark_of(message, text);
+  const NamedPeople people = named_people(message);
+  const std::string mark = import_mark_of(message, people, text);
   std::string reason = skipReason(message);
   if (reason.empty() && _writer->isStored(mark)) reason = "already in the store";
   if (!reason.empty()) {
@@ -273,7 +275,7 @@ void Import::store(BackupMessage& message) {
   }
 
   Message stored = stored_message(message, text);
-  stored.addresses = addresses_of(participants_of(message, _ownNumbers.numbers()));
+  stored.addresses = addresses_of(participants_of(people, _ownNumbers.numbers()));
   const int convId = _writer->conversationOf(stored);
   const std::string sender = sender_of(message);
   if (stored.addresses.size() > 1 && !sender.empty()) {

@@ -1,7 +1,7 @@
 #include "import/participants.h"
 
 #include <algorithm>
-#include <sstream>
+#include <utility>
 
 namespace msg_tarvel::tool {
 
@@ -16,13 +16,14 @@ namespace {
 constexpr const char* NO_SENDER_YET = "insert-address-token";
 constexpr const char* RECEIVED = "1";
 
-/** The addresses of the attribute `address`, separated by "~" in a group. */
 std::vector<std::string> listed_addresses(const BackupMessage& message) {
   std::vector<std::string> addresses;
-  std::istringstream list(message.address);
-  for (std::string address; std::getline(list, address, '~');) {
-    address = normalised_address(address);
-    if (!address.empty() && address != "null") addresses.push_back(address);
+  const std::string& list = message.address;
+  for (std::size_t begin = 0; begin < list.size();) {
+    const std::size_t end = std::min(list.find('~', begin), list.size());
+    std::string address = normalised_address(list.substr(begin, end - begin));
+    if (!address.empty() && address != "null") addresses.push_back(std::move(address));
+    begin = end + 1;
   }
   return addresses;
 }
@@ -33,7 +34,6 @@ int recipient_type_of(int addressType) {
   return 1;
 }
 
-/** The senders and recipients of the elements <addr>. */
 std::vector<Participant> addressed(const BackupMessage& message) {
   std::vector<Participant> participants;
   for (const BackupAddress& entry : message.addresses) {
@@ -128,13 +128,20 @@ void OwnNumbers::conclude() {
   }
 }
 
-std::vector<Participant> participants_of(const BackupMessage& message, const AddressSet& own) {
+NamedPeople named_people(const BackupMessage& message) {
+  return {listed_addresses(message), addressed(message)};
+}
+
+std::vector<Participant> participants_of(const NamedPeople& people, const AddressSet& own) {
+  // Nearly every message is a text with one person, who takes part, even if it is the owner.
+  if (people.addressed.empty() && people.listed.size() == 1) return {{people.listed.front()}};
+
   Union named;
-  for (const Participant& participant : addressed(message)) named.add(participant);
+  for (const Participant& participant : people.addressed) named.add(participant);
   const bool namesOthers = !without(own, named.participants()).empty();
 
   Union all;
-  for (const std::string& address : listed_addresses(message)) {
+  for (const std::string& address : people.listed) {
     // A text that is nobody's address stands for the group, whose members are named.
     const bool isGroupName =
         namesOthers && !is_phone_number(address) && !named.addresses().contains(address);
@@ -147,11 +154,12 @@ std::vector<Participant> participants_of(const BackupMessage& message, const Add
   return others.empty() ? all.participants() : others;
 }
 
-std::vector<std::string> named_addresses(const BackupMessage& message) {
-  std::set<std::string> addresses;
-  for (const std::string& address : listed_addresses(message)) addresses.insert(address);
-  for (const Participant& participant : addressed(message)) addresses.insert(participant.address);
-  return {addresses.begin(), addresses.end()};
+std::vector<std::string> named_addresses(const NamedPeople& people) {
+  std::vector<std::string> addresses = people.listed;
+  for (const Participant& participant : people.addressed) addresses.push_back(participant.address);
+  std::sort(addresses.begin(), addresses.end());
+  addresses.erase(std::unique(addresses.begin(), addresses.end()), addresses.end());
+  return addresses;
 }
 
 std::string sender_of(const BackupMessage& message) {

@@ -44,13 +44,22 @@ class OwnNumbers {
   long _groupMessages = 0;
 };
 
+/** Everyone a message names, the owner too, normalised and as often as it does. */
+struct NamedPeople {
+  /** In the attribute `address`, where "~" separates those of a group. */
+  std::vector<std::string> listed;
+  /** In the elements <addr>, the senders and recipients. */
+  std::vector<Participant> addressed;
+};
+
+NamedPeople named_people(const BackupMessage& message);
+
 /** The participants of a message, without duplicates and, unless nobody else is there, the owner.
  */
-std::vector<Participant> participants_of(const BackupMessage& message,
-                                         const helpers::AddressSet& own);
+std::vector<Participant> participants_of(const NamedPeople& people, const helpers::AddressSet& own);
 
-/** Every address that the message names, normalised and in order, for telling messages apart. */
-std::vector<std::string> named_addresses(const BackupMessage& message);
+/** Every address that the message names, once and in order, for telling messages apart. */
+std::vector<std::string> named_addresses(const NamedPeople& people);
 
 /** Who sent a received multimedia message; empty when it does not say. */
 std::string sender_of(const BackupMessage& message);

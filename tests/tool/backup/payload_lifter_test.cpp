@@ -66,6 +66,13 @@ const LiftingCase LIFTING_CASES[] = {
      R"(<?x <part data="Q"/> ??><part data="1."/>)",
      {"1:R|"}},
     {R"(text data="Q" <part>data="R"</part>)", R"(text data="Q" <part>data="R"</part>)", {}},
+    // Nor one whose name only begins so, however long.
+    {R"(<part-with-a-very-long-name data="Q"/><part data-with-a-long-name="Q" data="R"/>)",
+     R"(<part-with-a-very-long-name data="Q"/><part data-with-a-long-name="Q" data="1."/>)",
+     {"1:R|"}},
+    {R"(<data part="Q"/><part><sms data="Q"/></part>)",
+     R"(<data part="Q"/><part><sms data="Q"/></part>)",
+     {}},
     // Cut short.
     {R"(<part data="QUJ)", R"(<part data="1.)", {"1:QUJ"}},
 };
@@ -77,6 +84,23 @@ TEST(PayloadLifter, LiftsDataOutWhereverThePieceEnds) {
       EXPECT_EQ(result.parserText, one.out) << one.in << " cut at " << cut;
       EXPECT_EQ(result.payloads, one.payloads) << one.in << " cut at " << cut;
     }
+  }
+}
+
+TEST(PayloadLifter, FindsWhatIsSpecialAnywhereInALongPayload) {
+  const std::string plain(700, 'Q');
+  for (std::size_t at = 0; at <= plain.size(); ++at) {
+    const auto data = [&](const std::string& special) {
+      return "<part data='" + plain.substr(0, at) + special + plain.substr(at) + "'/>";
+    };
+    const Lifted newline = lifted(data("\n"), 0);
+    EXPECT_EQ(newline.parserText, "<part data='1.\n'/>") << at;
+    EXPECT_EQ(newline.payloads.front().size(), plain.size() + 4) << at;
+    EXPECT_EQ(lifted(data("&foo;"), 0).parserText, "<part data='1.&foo;'/>") << at;
+    EXPECT_EQ(lifted(data("&#10;"), 0).parserText, "<part data='1.'/>") << at;
+    EXPECT_EQ(lifted(data("\xC3\xA9"), 0).parserText, "<part data='1.\xC3\xA9'/>") << at;
+    const std::string rest = plain.substr(at) + "'/>";
+    EXPECT_EQ(lifted(data("' x='"), 0).parserText, "<part data='1.' x='" + rest) << at;
   }
 }
 

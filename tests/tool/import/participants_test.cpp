@@ -45,7 +45,9 @@ class Participants : public ::testing::Test {
  protected:
   Participants() { setenv("MSG_TARVEL_SETTINGS", "/nonexistent/settings.ini", 1); }
 
-  std::string of(const BackupMessage& message) { return described(participants_of(message, own)); }
+  std::string of(const BackupMessage& message) {
+    return described(participants_of(named_people(message), own));
+  }
 
   helpers::AddressSet own;
 };
