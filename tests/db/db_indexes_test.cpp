@@ -241,6 +241,7 @@ class Plans : public Indexes, public ::testing::WithParamInterface<bool> {
 
   /** The steps of what `action` compiles, on its fast or on its defined way. */
   std::set<std::string> stepsOf(const std::function<void()>& action, bool isFast) {
+    if (connection()) forget_kept_statements(connection());
     SqliteFaults::clearCalls();
     if (isFast) {
       action();

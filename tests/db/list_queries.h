@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "db/DBMgr_internal.h"
+#include "db/kept_statements.h"
 #include "msg-tarvel-common/db/db_common_funcs.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "msg-tarvel-common/db/db_indexes.h"
@@ -105,6 +106,12 @@ class ListQueriesTest : public StoreTest {
     FakePlatform::get().clearLines();
   }
 
+  void TearDown() override {
+    if (!connection()) return;
+    db::forget_kept_statements(connection());
+    EXPECT_EQ(sqlite3_next_stmt(connection(), nullptr), nullptr) << "a statement was left behind";
+  }
+
   /** Message i belongs to conversation i % `conversations` + 1. */
   void fill(int conversations, int messages) {
     raw().exec("BEGIN;" +
@@ -141,7 +148,10 @@ class ListQueriesTest : public StoreTest {
   static sqlite3* connection() { return db::DBMgrInternal().handle(); }
 
   static void expectNothingLeftBehind(bool isInTransaction = false) {
-    EXPECT_EQ(sqlite3_next_stmt(connection(), nullptr), nullptr) << "a statement is left";
+    for (sqlite3_stmt* each = sqlite3_next_stmt(connection(), nullptr); each;
+         each = sqlite3_next_stmt(connection(), each)) {
+      EXPECT_EQ(sqlite3_stmt_busy(each), 0) << sqlite3_sql(each);
+    }
     EXPECT_EQ(sqlite3_get_autocommit(connection()) == 0, isInTransaction);
   }
 
