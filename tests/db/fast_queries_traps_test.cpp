@@ -572,6 +572,27 @@ TEST_P(FastThreadTraps, AStateOfAnyMessageCountsOnlyWhenItIsTheNumber) {
   expectState({16, 1, true, true});
 }
 
+TEST_P(FastThreadTraps, AMessageWhoseConversationIsNoNumberBelongsToNone) {
+  insertState("20", "16", "1");
+  for (const char* convId : {"'1x'", "1.5", "x'31'"}) {
+    insert("msg_message_table",
+           {{"convId", convId}, {"displayTime", "30"}, {"networkStatus", "3"}, {"simIndex", "9"}});
+  }
+  expectState({16, 1, false, false});
+}
+
+TEST_P(FastThreadTraps, AStateThatAnItemTellsAlreadyIsNotTakenBack) {
+  insertState("20", "16", "1");
+  const auto used = given<Thread>(DB_SUCCESS, [](std::vector<Thread>& out) {
+    Thread& item = out.emplace_back();
+    item.failed = true;
+    item.sending = true;
+    return db_get_thread(1, item);
+  });
+  EXPECT_TRUE(used[0].failed);
+  EXPECT_TRUE(used[0].sending);
+}
+
 TEST_P(FastThreadTraps, AConversationWithoutMessagesIsNoThread) {
   insertThread("2");
   insertThread("3");
