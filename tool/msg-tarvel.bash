@@ -61,10 +61,10 @@ _msg_tarvel() {
       argument='_msg_tarvel_words create import threads conversation messages find-thread commands buffer'
       ;;
     'create')
-      options='-h --help --help-all --version --data-dir --verbose --json'
+      options='-h --help --help-all --version --data-dir --verbose --json --no-indexes'
       ;;
     'import')
-      options='-h --help --help-all --version --data-dir --verbose --json --own-number'
+      options='-h --help --help-all --version --data-dir --verbose --json --own-number --no-indexes'
       argument='_msg_tarvel_files -f'
       ;;
     'threads')

@@ -43,9 +43,11 @@ complete -c msg-tarvel -n '__msg_tarvel_at' -a find-thread -d 'Finds the convers
 complete -c msg-tarvel -n '__msg_tarvel_at' -a commands -d 'Lists the commands that processes send each other'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a buffer -d 'Makes and explains serialized messages'
 complete -c msg-tarvel -n '__msg_tarvel_at create' -l json -d 'Print JSON, every field as it is stored'
+complete -c msg-tarvel -n '__msg_tarvel_at create' -l no-indexes -d 'Make no indexes'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -F
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l json -d 'Print JSON, every field as it is stored'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l own-number -d 'A number of the phone\'s owner, who is no participant of a conversation; may be repeated (default: what the store\'s SIM cards and the file itself show)' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at import' -l no-indexes -d 'Add no indexes to a store that lacks them'
 complete -c msg-tarvel -n '__msg_tarvel_at threads' -l json -d 'Print JSON, every field as it is stored'
 complete -c msg-tarvel -n '__msg_tarvel_at conversation' -l json -d 'Print JSON, every field as it is stored'
 complete -c msg-tarvel -n '__msg_tarvel_at messages' -l json -d 'Print JSON, every field as it is stored'

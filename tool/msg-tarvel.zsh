@@ -33,6 +33,7 @@ _msg-tarvel() {
 _msg-tarvel-create() {
   local -a own=(
     '--json[Print JSON, every field as it is stored]'
+    '--no-indexes[Make no indexes]'
   )
   _arguments $everywhere $own
 }
@@ -41,6 +42,7 @@ _msg-tarvel-import() {
   local -a own=(
     '--json[Print JSON, every field as it is stored]'
     '*--own-number=[A number of the phone'\''s owner, who is no participant of a conversation; may be repeated (default: what the store'\''s SIM cards and the file itself show)]:NUMBER: '
+    '--no-indexes[Add no indexes to a store that lacks them]'
     ':FILE:_files'
   )
   _arguments $everywhere $own

@@ -32,6 +32,12 @@ TEST_F(SameAddress, LosesThePunctuationOfPeople) {
   for (const auto& [text, address] : cases) EXPECT_EQ(normalised_address(text), address) << text;
 }
 
+TEST_F(SameAddress, NamesEachPersonOnceInTheFirstForm) {
+  EXPECT_EQ(people_among({"(415) 555-0111", " ", "Bob", "+14155550111", "", "+14155550122", "Bob"}),
+            (std::vector<std::string>{"4155550111", "Bob", "+14155550122"}));
+  EXPECT_TRUE(people_among({"  "}).empty());
+}
+
 TEST_F(SameAddress, IsTheSameInAnotherForm) {
   EXPECT_TRUE(is_same_address("+14155550111", "4155550111"));
   EXPECT_TRUE(is_same_address("14155550111", "4155550111"));

@@ -23,7 +23,7 @@ constexpr std::size_t MOST_REPORT_LINES = 20;
 
 struct ImportArguments {
   std::string file;
-  std::vector<std::string> ownNumbers;
+  ImportOptions options;
 };
 
 Json to_json(const ImportSummary& summary) {
@@ -68,7 +68,7 @@ void print_text(std::ostream& out, const ImportSummary& summary) {
 int import_file(const Output& output, const ImportArguments& arguments) {
   require_store();
   const helpers::StoreSession session;
-  const ImportSummary summary = import_backup(arguments.file, arguments.ownNumbers);
+  const ImportSummary summary = import_backup(arguments.file, arguments.options);
   if (output.json) {
     print_json(output, to_json(summary));
   } else {
@@ -88,14 +88,17 @@ void declare_import(CommandSet& commands) {
       "failed becomes folder 2 with network status 1, 1 or 3. Times stay milliseconds. mainText "
       "is\n"
       "the subject or else the text. Parts lie in the data directory's media/. What an earlier\n"
-      "import stored is skipped. All of the file is imported, or nothing of it.",
+      "import stored is skipped. All of the file is imported, or nothing of it. A store without\n"
+      "indexes gets them with it.",
       [arguments](const Output& output) { return import_file(output, *arguments); });
   app.add_option("FILE", arguments->file, "The backup")->required();
-  app.add_option("--own-number", arguments->ownNumbers,
+  app.add_option("--own-number", arguments->options.ownNumbers,
                  "A number of the phone's owner, who is no participant of a conversation; may be "
                  "repeated (default: what the store's SIM cards and the file itself show)")
       ->type_name("NUMBER")
       ->allow_extra_args(false);
+  app.add_flag("--no-indexes", arguments->options.withoutIndexes,
+               "Add no indexes to a store that lacks them");
 }
 
 }  // namespace msg_tarvel::tool

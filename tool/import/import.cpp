@@ -21,6 +21,7 @@
 #include "exit_status.h"
 #include "helpers/same_address.h"
 #include "helpers/store_error.h"
+#include "helpers/store_indexes.h"
 #include "helpers/store_writer.h"
 #include "helpers/transaction.h"
 #include "import/interrupt.h"
@@ -174,7 +175,7 @@ std::string import_mark_of(const BackupMessage& message, const NamedPeople& peop
 
 class Import {
  public:
-  Import(const std::string& path, const std::vector<std::string>& ownNumbers);
+  Import(const std::string& path, const ImportOptions& options);
 
   ImportSummary run();
 
@@ -189,6 +190,7 @@ class Import {
   std::function<void(long long)> progress(const std::string& label, long long before);
 
   BackupFile _file;
+  const bool _makesIndexes;
   OwnNumbers _ownNumbers;
   ProgressBar _bar;
   ImportSummary _summary;
@@ -196,8 +198,9 @@ class Import {
   std::unique_ptr<helpers::StoreWriter> _writer;
 };
 
-Import::Import(const std::string& path, const std::vector<std::string>& ownNumbers) : _file(path) {
-  for (const std::string& number : ownNumbers) _ownNumbers.add(number);
+Import::Import(const std::string& path, const ImportOptions& options)
+    : _file(path), _makesIndexes(!options.withoutIndexes) {
+  for (const std::string& number : options.ownNumbers) _ownNumbers.add(number);
   forget_log_errors();
   std::vector<SimInfo> sims;
   is_found(db::db_get_sim_infos(sims), helpers::CANNOT_READ);
@@ -236,8 +239,11 @@ void Import::write() {
   events.onMessage = [this](BackupMessage& message) { store(message); };
   events.onProgress = progress("importing", _file.size());
   try {
+    const std::vector<std::string> indexes = helpers::set_indexes_aside();
     read_backup(_file, _stage.get(), events);
     _writer->updateConversations();
+    helpers::restore_indexes(indexes);
+    if (_makesIndexes) helpers::make_indexes();
     throw_if_interrupted();
     _stage->synchronise();
     transaction.commit();
@@ -338,9 +344,9 @@ long ImportSummary::skippedInAll() const {
   return count;
 }
 
-ImportSummary import_backup(const std::string& path, const std::vector<std::string>& ownNumbers) {
+ImportSummary import_backup(const std::string& path, const ImportOptions& options) {
   const InterruptGuard guard;
-  return Import(path, ownNumbers).run();
+  return Import(path, options).run();
 }
 
 }  // namespace msg_tarvel::tool

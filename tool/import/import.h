@@ -34,10 +34,17 @@ struct ImportSummary {
 /** As many reports as a summary keeps. */
 constexpr std::size_t MOST_REPORTS = 100;
 
+struct ImportOptions {
+  /** The phone owner's, as far as the user gives them. */
+  std::vector<std::string> ownNumbers;
+  /** Otherwise a store that lacks indexes of the library gets them. */
+  bool withoutIndexes = false;
+};
+
 /**
  * Imports the backup `path` into the store, all of it or, when anything throws (Failure,
- * Interrupted), nothing. `ownNumbers` are the phone owner's, as far as the user gives them.
+ * Interrupted), nothing.
  */
-ImportSummary import_backup(const std::string& path, const std::vector<std::string>& ownNumbers);
+ImportSummary import_backup(const std::string& path, const ImportOptions& options);
 
 }  // namespace msg_tarvel::tool
