@@ -36,6 +36,8 @@ class OneState {
   }
 
   bool isHeld() const { return _isHeld; }
+  /** True when a failure made SQLite roll the caller's transaction back. */
+  bool isLost() const { return !_isOurs && sqlite3_get_autocommit(_db) != 0; }
 
  private:
   bool run(const char* sql) {
@@ -98,10 +100,11 @@ class Query {
  public:
   /** `isAsCreated` looks at the tables of `sql`; `stepFailure` words that the first step failed. */
   Query(const std::string& sql, bool (*isAsCreated)(sqlite3*), StepFailure stepFailure,
-        log::CallSite site) {
+        log::CallSite site)
+      : _stepFailure(stepFailure), _site(site) {
     DBMgrInternal manager;
     if (manager.openDb() != DB_SUCCESS) {
-      give_up(site);
+      giveUp();
       return;
     }
     _db = manager.handle();
@@ -111,28 +114,27 @@ class Query {
     _rows.emplace(_db, sql);
     if (_rows->code() == SQLITE_BUSY) {
       DBMgrInternal::compileStatement(_db, SQLITE_BUSY);
-      give_up(site);
+      giveUp();
     }
     if (!_rows->isCompiled()) return;
 
     _state.emplace(_db);
     if (!_state->isHeld()) return;
     _code = _rows->step();
-    if (_code == SQLITE_BUSY) {
-      SqlStatementInternal::step(_code);
-      _rows->finalizeAloud();
-      log_step_failure(stepFailure, DB_ERR_STEP, site);
-      _answer = DB_ERR_STEP;
-    }
+    if (_code == SQLITE_BUSY) _answer = failStep(_code);
     // Only now is the schema that the connection knows the one of the store.
     _isReadable = (_code == SQLITE_ROW || _code == SQLITE_DONE) && isAsCreated(_db);
   }
 
   /** False when the query ends here: with `end`. */
   bool isReadable() const { return _isReadable; }
-  FastResult end() const { return _answer ? FastResult{_answer} : handOver(); }
+  FastResult end() { return _answer ? FastResult{_answer} : handOver(); }
   /** What to return when a row or what it depends on is not as expected. */
-  FastResult handOver() const { return {std::nullopt, has_indexes(_db)}; }
+  FastResult handOver() {
+    // The defined way would find another store than the caller's, and nothing wrong with it.
+    if (_state && _state->isLost()) return {failStep(sqlite3_errcode(_db))};
+    return {std::nullopt, has_indexes(_db)};
+  }
 
   sqlite3* db() const { return _db; }
   bool hasRow() const { return _code == SQLITE_ROW; }
@@ -141,11 +143,21 @@ class Query {
   void next() { _code = _rows->step(); }
 
  private:
-  void give_up(log::CallSite site) {
-    MSG_TARVEL_ERROR_AT(site, "compileStatement() failed!");
+  void giveUp() {
+    MSG_TARVEL_ERROR_AT(_site, "compileStatement() failed!");
     _answer = DB_ERR_PREPARE;
   }
 
+  /** Reports, as the defined way does, that a step gave `code`. */
+  int failStep(int code) {
+    SqlStatementInternal::step(code);
+    _rows->finalizeAloud();
+    log_step_failure(_stepFailure, DB_ERR_STEP, _site);
+    return DB_ERR_STEP;
+  }
+
+  StepFailure _stepFailure;
+  log::CallSite _site;
   sqlite3* _db = nullptr;
   std::optional<OneState> _state;
   std::optional<QuietStatement> _rows;
@@ -552,7 +564,7 @@ FastResult read_thread_list(const ListFailures& failures, std::vector<Thread>& t
     convIds.push_back(query.row().getInt64(0));
     states.try_emplace(convIds.back());
   }
-  if (!query.isDone() || !read_states(query.db(), states)) return {};
+  if (!query.isDone() || !read_states(query.db(), states)) return query.handOver();
 
   // A conversation without messages is no thread.
   std::size_t end = appended.begin;
@@ -577,7 +589,7 @@ FastResult read_one_thread(int convId, Thread& thread, log::CallSite site) {
   MessageStates states;
   StatesByIndex index(query.db());
   if (!(index.hasIndex() ? index.read(convId, states) : scan_states(query.db(), convId, states))) {
-    return {};
+    return query.handOver();
   }
   if (!states.exist) return {DB_NO_DATA};
   read_thread(query.row(), thread);

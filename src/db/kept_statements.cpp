@@ -68,12 +68,15 @@ bool LookUp::_runKept(int key, log::CallSite site) {
     _kept.reset();
     return true;
   }
+  const bool hadTransaction = sqlite3_get_autocommit(manager.handle()) == 0;
   int code = SQLITE_ERROR;
   if (_kept->isCompiled()) {
     sqlite3_bind_int(_kept->handle(), 1, key);
     code = _kept->step();
   }
-  if (code == SQLITE_ROW || code == SQLITE_DONE || code == SQLITE_BUSY) {
+  // Where the failure rolled the caller's transaction back, another try would find another store.
+  const bool isLost = hadTransaction && sqlite3_get_autocommit(manager.handle()) != 0;
+  if (code == SQLITE_ROW || code == SQLITE_DONE || code == SQLITE_BUSY || isLost) {
     _firstStep = SqlStatementInternal::step(code);
     return true;
   }

@@ -260,9 +260,12 @@ int interrupt(void* /*unused*/) { return is_time() ? 1 : 0; }
 
 ssize_t (*real_pread)(int, void*, size_t, off_t) = &pread64;
 
+/** EIO is a damaged file to SQLite, others are failures of the disk. */
+int read_error = EIO;
+
 ssize_t failing_pread(int file, void* buffer, size_t size, off_t offset) {
   if (!is_time()) return real_pread(file, buffer, size, offset);
-  errno = EIO;
+  errno = read_error;
   return -1;
 }
 
@@ -280,6 +283,15 @@ class RealFailures : public FastQueryTest, public ::testing::WithParamInterface<
     fill(3, 9);
     _defined = defined_outcomes();
     if (GetParam()) createIndexes();
+  }
+
+  static void failReads() {
+    sqlite3_vfs* const files = sqlite3_vfs_find(nullptr);
+    for (const char* call : {"pread", "pread64"}) {
+      ASSERT_EQ(
+          files->xSetSystemCall(files, call, reinterpret_cast<sqlite3_syscall_ptr>(&failing_pread)),
+          SQLITE_OK);
+    }
   }
 
   /** Each moment of each query fails in turn, every `stride` of them; `prepare` precedes a run. */
@@ -317,15 +329,44 @@ TEST_P(RealFailures, OfAnInterruptedStatementAreTakenBack) {
 
 TEST_P(RealFailures, OfTheDiskAreTakenBack) {
   fillAndIndex();
-  sqlite3_vfs* const files = sqlite3_vfs_find(nullptr);
-  ASSERT_EQ(files->xSetSystemCall(files, "pread64",
-                                  reinterpret_cast<sqlite3_syscall_ptr>(&failing_pread)),
-            SQLITE_OK);
-  ASSERT_EQ(
-      files->xSetSystemCall(files, "pread", reinterpret_cast<sqlite3_syscall_ptr>(&failing_pread)),
-      SQLITE_OK);
+  failReads();
   // What is in its cache SQLite does not read again.
   expectTakenBack(1, [] { sqlite3_db_release_memory(connection()); });
+}
+
+TEST_P(RealFailures, OfTheDiskFailTheQueryWhoseTransactionTheyEnd) {
+  fillAndIndex();
+  failReads();
+  read_error = EACCES;
+  int ended = 0;
+  for (const ListQuery& query : list_queries()) {
+    SCOPED_TRACE(query.name);
+    bool hasFailed = true;
+    for (int moment = 1; hasFailed; ++moment) {
+      DBMgr& store = *DBMgr::getInstance();
+      // What is in its cache SQLite does not read again.
+      ASSERT_EQ(store.execStatement("PRAGMA cache_size = 1;"), DB_SUCCESS);
+      ASSERT_EQ(store.beginTransaction(), DB_SUCCESS);
+      // Nobody else sees this row; a transaction that was rolled back has lost it.
+      ASSERT_EQ(store.execStatement("INSERT INTO temp_log (data1) VALUES ('');"), DB_SUCCESS);
+      left = moment;
+      const Outcome outcome = query.ask();
+      hasFailed = left == 0;
+      left = 0;
+      if (sqlite3_get_autocommit(connection()) != 0) {
+        ++ended;
+        EXPECT_EQ(outcome.result, DB_ERR_STEP) << "moment " << moment;
+        EXPECT_NE(outcome.lines.find("sqlite3_step() failed: (" + std::to_string(SQLITE_IOERR)),
+                  std::string::npos)
+            << outcome.lines;
+        init_db();
+        deinit_db();
+        continue;
+      }
+      ASSERT_EQ(store.endTransaction(false), DB_SUCCESS);
+    }
+  }
+  EXPECT_GT(ended, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(With, RealFailures, ::testing::Bool(), &name_of_store);

@@ -14,7 +14,7 @@ import sys
 
 LITERAL = r'"((?:[^"\\]|\\.)*)"'
 LIBRARY_CALL = re.compile(r"\bMSG_TARVEL_(ERROR_BARE|ERROR|WARN|INFO)(?:_AT)?\(")
-LIBRARY_LINE = re.compile(LIBRARY_CALL.pattern + r"\s*(?:site,\s*)?" + LITERAL)
+LIBRARY_LINE = re.compile(LIBRARY_CALL.pattern + r"\s*(?:_?site,\s*)?" + LITERAL)
 PLATFORM_CALL = re.compile(r"\b__dlog_print\(LOG_ID_MAIN")
 PLATFORM_LINE = re.compile(PLATFORM_CALL.pattern + r", DLOG_\w+, LOG_TAG,\s*" + LITERAL)
 
