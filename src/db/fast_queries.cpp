@@ -182,35 +182,40 @@ constexpr DependentTable NMS_METAS = {"msg_nms_meta_table", "msgId", SELECT_NMS_
 /** The places in a list whose items wait for the rows of a key. */
 class Waiting {
  public:
-  struct Places {
+  struct Key {
+    /** The place whose item takes the rows. */
     std::size_t first;
-    std::size_t last;
     bool isServed = false;
   };
-  using Map = std::unordered_map<int, Places>;
-  static constexpr std::size_t NONE = SIZE_MAX;
+  using Map = std::unordered_map<int, Key>;
 
   /** `size`: of the list. */
-  explicit Waiting(std::size_t size) : _next(size, NONE) {}
+  explicit Waiting(std::size_t size) : _first(size, NONE) {}
 
+  /** Places are added in their order. */
   void add(int key, std::size_t place) {
-    const auto [found, isNew] = _keys.try_emplace(key, Places{place, place});
-    if (isNew) return;
-    _next[found->second.last] = place;
-    found->second.last = place;
+    _first[place] = _keys.try_emplace(key, Key{place}).first->second.first;
   }
 
   Map& keys() { return _keys; }
-  /** The place after `place` that waits for the same key, or NONE. */
-  std::size_t after(std::size_t place) const { return _next[place]; }
+
+  /** Calls `share` with each place that is not the first with its key, and that first one. */
+  template <typename Share>
+  void forEachOther(Share share) const {
+    for (std::size_t place = 0; place < _first.size(); ++place) {
+      if (_first[place] != NONE && _first[place] != place) share(_first[place], place);
+    }
+  }
 
  private:
+  static constexpr std::size_t NONE = SIZE_MAX;
+
   Map _keys;
-  std::vector<std::size_t> _next;
+  std::vector<std::size_t> _first;
 };
 
 /** The key of the current row, if one of the keys that wait; else null. */
-Waiting::Places* places_of(sqlite3_stmt* row, Waiting& waiting) {
+Waiting::Key* key_of(sqlite3_stmt* row, Waiting& waiting) {
   if (sqlite3_column_type(row, 0) != SQLITE_INTEGER) return nullptr;
   const sqlite3_int64 key = sqlite3_column_int64(row, 0);
   if (key < INT32_MIN || key > INT32_MAX) return nullptr;
@@ -249,13 +254,13 @@ LookUps look_up(sqlite3* db, const DependentTable& table, Waiting& waiting, Take
   QuietStatement rows(db, std::string(table.select) + "WHERE " + table.key + " = ?;");
   if (!rows.isCompiled()) return LookUps::FAILED;
   std::size_t left = waiting.keys().size();
-  for (auto& [key, places] : waiting.keys()) {
-    sqlite3_bind_int(rows.handle(), 1, key);
+  for (auto& [number, key] : waiting.keys()) {
+    sqlite3_bind_int(rows.handle(), 1, number);
     int code = rows.step();
-    while (code == SQLITE_ROW && take(rows.row(), places.first)) code = rows.step();
+    while (code == SQLITE_ROW && take(rows.row(), key.first)) code = rows.step();
     if (code != SQLITE_ROW && code != SQLITE_DONE) return LookUps::FAILED;
     sqlite3_reset(rows.handle());
-    places.isServed = true;
+    key.isServed = true;
     const bool hasScanned =
         sqlite3_stmt_status(rows.handle(), SQLITE_STMTSTATUS_FULLSCAN_STEP, 0) > 0;
     if (hasScanned && --left > 0) return LookUps::WITHOUT_INDEX;
@@ -271,8 +276,8 @@ bool scan(sqlite3* db, const DependentTable& table, Waiting& waiting, Take take)
   if (!rows.isCompiled()) return false;
   int code = rows.step();
   for (; code == SQLITE_ROW; code = rows.step()) {
-    Waiting::Places* const places = places_of(rows.handle(), waiting);
-    if (places && !places->isServed) places->isServed = !take(rows.row(), places->first);
+    Waiting::Key* const key = key_of(rows.handle(), waiting);
+    if (key && !key->isServed) key->isServed = !take(rows.row(), key->first);
   }
   return code == SQLITE_DONE;
 }
@@ -294,12 +299,7 @@ bool read_dependents(sqlite3* db, const DependentTable& table, Waiting& waiting,
   if (result == LookUps::FAILED) return false;
   if (result == LookUps::WITHOUT_INDEX && !scan(db, table, waiting, take)) return false;
 
-  for (const auto& [key, places] : waiting.keys()) {
-    for (std::size_t place = waiting.after(places.first); place != Waiting::NONE;
-         place = waiting.after(place)) {
-      share(places.first, place);
-    }
-  }
+  waiting.forEachOther(share);
   return true;
 }
 
