@@ -14,4 +14,21 @@ class SqlStatementInternal {
   static sqlite3_stmt* handle(const SqlStatement& statement) { return statement._stmt; }
 };
 
+/**
+ * Tells whether a text that the calling thread has read since could not be had for want of memory:
+ * getText gives an empty one then, as for NULL. SQLite fails the next step of that statement.
+ */
+class LostTexts {
+ public:
+  LostTexts() : _before(count) {}
+  bool any() const { return count != _before; }
+  /** Called by getText. */
+  static void add() { ++count; }
+
+ private:
+  static thread_local unsigned count;
+
+  unsigned _before;
+};
+
 }  // namespace msg_tarvel::db

@@ -394,6 +394,87 @@ TEST_P(SqliteWithoutMemory, IsTakenBack) {
 
 INSTANTIATE_TEST_SUITE_P(With, SqliteWithoutMemory, ::testing::Bool(), &name_of_store);
 
+/** A text that is kept as a blob has no end, so that SQLite needs memory to give it. */
+class LostTextsOfAStore : public SqliteWithoutMemory {
+ protected:
+  /** A row has many texts, so that none is passed over in every row. */
+  static constexpr int STRIDE = 5;
+
+  static constexpr const char* MAKE_TEXTS_BLOBS =
+      "UPDATE msg_message_table SET mainText = CAST(printf('%.900c', 'm') AS BLOB), "
+      "textMessage = CAST(printf('%.1900c', 't') AS BLOB);"
+      "UPDATE msg_address_table SET address = CAST(address || printf('%.700c', '1') AS BLOB);"
+      "UPDATE msg_conversation_table SET mainText = CAST(printf('%.800c', 'c') AS BLOB);"
+      "UPDATE msg_mms_content_table SET textData = CAST(printf('%.600c', 'd') AS BLOB);"
+      "UPDATE msg_nms_meta_table SET resourceURL = CAST(printf('%.500c', 'u') AS BLOB);";
+
+  static std::vector<ListQuery> queries() {
+    std::vector<ListQuery> all = list_queries();
+    all.push_back({"message", [] {
+                     return item_outcome<Message>(
+                         [](Message& message) { return db::db_get_message(1, message); });
+                   }});
+    all.push_back({"addresses", [] {
+                     return list_outcome<Address>(
+                         2, [](auto& out) { return db::db_get_addresses(1, out); });
+                   }});
+    all.push_back({"contents", [] {
+                     return list_outcome<Content>(
+                         2, [](auto& out) { return db::db_get_contents(1, out); });
+                   }});
+    return all;
+  }
+
+  /**
+   * The allocations of a query fail in turn. It says so or gives what it gives otherwise; lists
+   * keep the rows before the failure.
+   */
+  static void expectNoSuccessWithOtherTexts(bool isFast) {
+    for (const ListQuery& query : queries()) {
+      SCOPED_TRACE(query.name);
+      const Outcome whole = ask(query.ask, isFast);
+      bool hasFailed = true;
+      int failures = 0;
+      for (int moment = 1; hasFailed; moment += STRIDE) {
+        left = moment;
+        const Outcome outcome = ask(query.ask, isFast);
+        hasFailed = left == 0;
+        left = 0;
+        if (outcome.result == whole.result) {
+          // A message is given without its metadata rather than not at all.
+          const bool lacksMetadata =
+              outcome.lines.find("db_get_nms_msg_meta() failed") != std::string::npos;
+          ASSERT_TRUE(lacksMetadata || outcome.items == whole.items) << "moment " << moment;
+        } else {
+          ++failures;
+          ASSERT_TRUE(outcome.result == DB_ERR_STEP || outcome.result == DB_ERR_PREPARE)
+              << outcome.result;
+          const bool isStep = outcome.result == DB_ERR_STEP;
+          ASSERT_NE(outcome.lines.find(isStep ? "sqlite3_step() failed: (7)"
+                                              : "compileStatement() failed"),
+                    std::string::npos)
+              << outcome.lines;
+        }
+      }
+      EXPECT_TRUE(isFast || failures > 0);
+    }
+  }
+};
+
+TEST_P(LostTextsOfAStore, FailTheirRowInTheDefinedWay) {
+  fillAndIndex();
+  raw().exec(MAKE_TEXTS_BLOBS);
+  expectNoSuccessWithOtherTexts(false);
+}
+
+TEST_P(LostTextsOfAStore, AreTakenBackByTheFastWay) {
+  fillAndIndex();
+  raw().exec(MAKE_TEXTS_BLOBS);
+  expectNoSuccessWithOtherTexts(true);
+}
+
+INSTANTIATE_TEST_SUITE_P(With, LostTextsOfAStore, ::testing::Bool(), &name_of_store);
+
 // ---- Locks -------------------------------------------------------------------------------------
 
 class LockedStore : public FastQueryTest {
