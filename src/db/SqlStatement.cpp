@@ -55,7 +55,7 @@ long long SqlStatement::getInt64(int column) const { return sqlite3_column_int64
 std::string SqlStatement::getText(int column) const {
   const unsigned char* text = sqlite3_column_text(_stmt, column);
   if (text) return reinterpret_cast<const char*>(text);
-  if (sqlite3_column_type(_stmt, column) != SQLITE_NULL) LostTexts::add();
+  if (_stmt && sqlite3_errcode(sqlite3_db_handle(_stmt)) == SQLITE_NOMEM) LostTexts::add();
   return {};
 }
 

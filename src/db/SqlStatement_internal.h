@@ -16,11 +16,15 @@ class SqlStatementInternal {
 
 /**
  * Tells whether a text that the calling thread has read since could not be had for want of memory:
- * getText gives an empty one then, as for NULL. SQLite fails the next step of that statement.
+ * getText gives an empty one then, as for NULL. SQLite fails the next step of that statement. What
+ * one query has lost is its own failure, and no loss of a query around it.
  */
 class LostTexts {
  public:
   LostTexts() : _before(count) {}
+  LostTexts(const LostTexts&) = delete;
+  LostTexts& operator=(const LostTexts&) = delete;
+  ~LostTexts() { count = _before; }
   bool any() const { return count != _before; }
   /** Called by getText. */
   static void add() { ++count; }
