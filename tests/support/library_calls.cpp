@@ -140,12 +140,12 @@ int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
   return real(mutex);
 }
 
-// What atexit becomes in a shared library. Destructors of objects are registered here too; only
-// they have an argument.
+// What atexit becomes in a shared library, whose handle it hands over. Destructors of objects are
+// registered here too; only they have an argument.
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the system's name
 int __cxa_atexit(void (*function)(void*), void* argument, void* library) noexcept {
   static const auto real = next("__cxa_atexit", &__cxa_atexit);
-  if (!argument && is_in_library(__builtin_return_address(0))) ++exitHookCount;
+  if (!argument && is_in_library(library)) ++exitHookCount;
   return real(function, argument, library);
 }
 
