@@ -18,6 +18,8 @@
 #include "helpers/transaction.h"
 #include "print/json.h"
 #include "store/log_sink.h"
+#include "store/media.h"
+#include "store/store.h"
 
 namespace msg_tarvel::tool {
 
@@ -78,8 +80,8 @@ bool add_indexes() {
 }
 
 int create_store(const Output& output, const CreateArguments& arguments) {
+  require_place();
   const std::string path = db::get_db_filepath();
-  if (path.empty()) throw Failure("there is no place for a message store: HOME is not set");
   const std::filesystem::path data(db::get_data_dir_path());
   const std::filesystem::path parent = data.parent_path().parent_path();
   if (!parent.empty() && g_mkdir_with_parents(parent.c_str(), PARENT_MODE) != 0) {
@@ -91,6 +93,7 @@ int create_store(const Output& output, const CreateArguments& arguments) {
   if (!arguments.withoutIndexes && add_indexes() && made.state == MadeStore::State::WHOLE) {
     made.state = MadeStore::State::COMPLETED;
   }
+  make_media_directory(media_directory());
   if (output.json) {
     print_json(output, to_json(made, path));
   } else {

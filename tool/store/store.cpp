@@ -9,17 +9,59 @@
 
 #include "exit_status.h"
 #include "store/log_sink.h"
+#include "store/media.h"
 
 namespace msg_tarvel::tool {
 
-void require_store() {
-  const std::string path = db::get_db_filepath();
-  if (path.empty()) throw Failure("there is no place for a message store: HOME is not set");
-  struct stat status = {};
-  if (stat(path.c_str(), &status) == 0) {
-    if (S_ISREG(status.st_mode)) return;
-    throw Failure("the message store " + path + " is not a file");
+namespace {
+
+const char* name_of(mode_t type) {
+  switch (type & S_IFMT) {
+    case S_IFDIR:
+      return "a directory";
+    case S_IFREG:
+      return "a file";
+    case S_IFLNK:
+      return "a symbolic link";
+    case S_IFIFO:
+      return "a pipe";
+    case S_IFSOCK:
+      return "a socket";
+    default:
+      return "a device";
   }
+}
+
+/** Throws a Failure when `path` is there and not of this type. */
+void require_own(const std::string& path, mode_t type) {
+  struct stat status = {};
+  if (lstat(path.c_str(), &status) != 0) return;
+  if ((status.st_mode & S_IFMT) != type) {
+    throw Failure("cannot use the message store: " + path + " is " + name_of(status.st_mode) +
+                  ", not " + name_of(type));
+  }
+  if (type == S_IFREG && status.st_nlink > 1) {
+    throw Failure("cannot use the message store: " + path + " is a file elsewhere too (hard link)");
+  }
+}
+
+}  // namespace
+
+void require_place() {
+  if (db::get_db_filepath().empty()) {
+    throw Failure("there is no place for a message store: HOME is not set");
+  }
+  require_own(db::get_db_dir_path(), S_IFDIR);
+  require_own(db::get_db_filepath(), S_IFREG);
+  require_own(db::get_db_journal_filepath(), S_IFREG);
+  require_own(media_directory(), S_IFDIR);
+}
+
+void require_store() {
+  require_place();
+  const std::string path = db::get_db_filepath();
+  struct stat status = {};
+  if (lstat(path.c_str(), &status) == 0) return;
   if (errno == ENOENT || errno == ENOTDIR) {
     throw Failure("no message store at " + path + "; make one with 'msg-tarvel create'");
   }
