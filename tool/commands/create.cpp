@@ -80,8 +80,7 @@ bool add_indexes() {
 }
 
 int create_store(const Output& output, const CreateArguments& arguments) {
-  require_place();
-  const std::string path = db::get_db_filepath();
+  const std::string path = require_place();
   const std::filesystem::path data(db::get_data_dir_path());
   const std::filesystem::path parent = data.parent_path().parent_path();
   if (!parent.empty() && g_mkdir_with_parents(parent.c_str(), PARENT_MODE) != 0) {

@@ -2,7 +2,6 @@
 
 #include <msg-tarvel-common/db/DBMgr.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -54,12 +53,19 @@ void note_error(void* /*unused*/, int code, const char* /*text*/) {
   }
 }
 
+/** By the open file, which may have lost its name. */
+long long size_of_database(sqlite3* handle) {
+  sqlite3_file* file = nullptr;
+  sqlite3_int64 size = 0;
+  const bool isKnown =
+      sqlite3_file_control(handle, "main", SQLITE_FCNTL_FILE_POINTER, &file) == SQLITE_OK && file &&
+      file->pMethods && file->pMethods->xFileSize(file, &size) == SQLITE_OK;
+  return isKnown ? size : 0;
+}
+
 /** As many slices as a query on a store of this size can need. */
 long long most_slices(sqlite3* handle) {
-  const char* const path = sqlite3_db_filename(handle, "main");
-  struct stat status = {};
-  if (path && stat(path, &status) != 0) status.st_size = 0;
-  const long long pages = status.st_size / BYTES_PER_PAGE;
+  const long long pages = size_of_database(handle) / BYTES_PER_PAGE;
   return SLICES_FOR_EVERY_STORE + pages * std::min(pages, MOST_PAGES_PER_PAGE) / 10;
 }
 

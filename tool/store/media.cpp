@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <msg-tarvel-common/db/DBMgr.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +14,7 @@
 #include "exit_status.h"
 #include "helpers/statements.h"
 #include "helpers/store_error.h"
+#include "store/store_paths.h"
 
 namespace msg_tarvel::tool {
 
@@ -52,7 +52,7 @@ struct DirectoryCloser {
 
 }  // namespace
 
-std::string media_directory() { return db::get_data_dir_path() + "media"; }
+std::string media_directory() { return data_directory() + "media"; }
 
 OpenDirectory::OpenDirectory(const std::string& path)
     : _descriptor(open(path.c_str(), OPEN_DIRECTORY)) {

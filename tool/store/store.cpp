@@ -1,15 +1,18 @@
 #include "store/store.h"
 
-#include <msg-tarvel-common/db/DBMgr.h>
+#include <app_common.h>
 #include <msg-tarvel-common/db/db_error.h>
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "exit_status.h"
 #include "store/log_sink.h"
 #include "store/media.h"
+#include "store/store_paths.h"
 
 namespace msg_tarvel::tool {
 
@@ -47,21 +50,32 @@ void require_own(const std::string& path, mode_t type) {
 
 }  // namespace
 
-void require_place() {
-  if (db::get_db_filepath().empty()) {
-    throw Failure("there is no place for a message store: HOME is not set");
-  }
-  require_own(db::get_db_dir_path(), S_IFDIR);
-  require_own(db::get_db_filepath(), S_IFREG);
-  require_own(db::get_db_journal_filepath(), S_IFREG);
-  require_own(media_directory(), S_IFDIR);
+const std::string& data_directory() {
+  static const std::string directory = [] {
+    const std::unique_ptr<char, decltype(&std::free)> path(app_get_data_path(), &std::free);
+    return std::string(path ? path.get() : "");
+  }();
+  return directory;
 }
 
-void require_store() {
-  require_place();
-  const std::string path = db::get_db_filepath();
+std::string database_path() {
+  return data_directory().empty() ? "" : data_directory() + DATABASE_FILE;
+}
+
+std::string require_place() {
+  std::string path = database_path();
+  if (path.empty()) throw Failure("there is no place for a message store: HOME is not set");
+  require_own(data_directory() + DATABASE_DIRECTORY, S_IFDIR);
+  require_own(path, S_IFREG);
+  require_own(path + JOURNAL_ENDING, S_IFREG);
+  require_own(media_directory(), S_IFDIR);
+  return path;
+}
+
+std::string require_store() {
+  std::string path = require_place();
   struct stat status = {};
-  if (lstat(path.c_str(), &status) == 0) return;
+  if (lstat(path.c_str(), &status) == 0) return path;
   if (errno == ENOENT || errno == ENOTDIR) {
     throw Failure("no message store at " + path + "; make one with 'msg-tarvel create'");
   }

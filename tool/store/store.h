@@ -5,14 +5,14 @@
 namespace msg_tarvel::tool {
 
 /**
- * Throws a Failure when there is no place for a store, or when something else stands in the place
- * of a directory or a file of it: a link or a pipe would lead what is written elsewhere.
+ * The path of the store's database, be it there or not. Throws a Failure when something else stands
+ * in the place of a directory or a file of the store: a link or a pipe would lead what is written
+ * elsewhere.
  */
-void require_place();
+std::string require_place();
 
-/** The same, and throws a Failure that says what to do when there is no store: opening it would
- * make one. */
-void require_store();
+/** The same; throws a Failure that says what to do when there is no store: opening makes one. */
+std::string require_store();
 
 /**
  * The result of a read query: true for found, false for nothing found. Anything else throws a
