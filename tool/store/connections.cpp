@@ -36,6 +36,8 @@ struct Connection {
   sqlite3* handle;
   /** Of the statement that runs, or of the outermost of several. */
   long long slices = 0;
+  /** What it may take, by the size of the database when it began: it may make that grow. */
+  long long mostSlices = 0;
 };
 
 std::vector<Connection*>& connections() {
@@ -72,10 +74,8 @@ long long most_slices(sqlite3* handle) {
 /** Called after each slice; not 0 ends the statement. */
 int on_slice(void* argument) {
   auto& connection = *static_cast<Connection*>(argument);
-  ++connection.slices;
-  const bool isTooMuch = connection.slices > SLICES_FOR_EVERY_STORE &&
-                         connection.slices > most_slices(connection.handle);
-  return isTooMuch || is_interrupted() ? 1 : 0;
+  if (connection.slices++ == 0) connection.mostSlices = most_slices(connection.handle);
+  return connection.slices > connection.mostSlices || is_interrupted() ? 1 : 0;
 }
 
 /** Called when a statement begins, or, with a comment for a text, a trigger of it. */
