@@ -20,7 +20,6 @@ namespace {
 
 // As the store's own files: for the processes of one group.
 constexpr mode_t FILE_MODE = 0660;
-constexpr gid_t STORE_GROUP = 5000;
 constexpr std::size_t WRITE_SIZE = 65536;
 /** As much of a payload's text as tells that it is the word "null". */
 constexpr std::size_t HEAD_SIZE = 5;

@@ -10,6 +10,7 @@
 #include <ostream>
 #include <string>
 
+#include "check/store_files.h"
 #include "commands/command_set.h"
 #include "commands/commands.h"
 #include "exit_status.h"
@@ -28,15 +29,6 @@ namespace {
 using helpers::MadeStore;
 
 constexpr int PARENT_MODE = 0700;
-
-/** As chmod takes it: "0644". */
-std::string octal(mode_t mode) {
-  std::string digits = "0000";
-  for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit, mode >>= 3) {
-    *digit = static_cast<char>('0' + (mode & 7));
-  }
-  return digits;
-}
 
 const char* words_for(MadeStore::State state) {
   switch (state) {

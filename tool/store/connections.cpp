@@ -132,8 +132,10 @@ sqlite3* last_connection() {
 
 void wait_interruptibly() {
   if (db::DBMgr::getInstance()->execStatement("") != 0 || !last_connection()) return;
-  sqlite3_busy_handler(last_connection(), &on_locked, nullptr);
+  limit_waits(last_connection());
 }
+
+void limit_waits(sqlite3* handle) { sqlite3_busy_handler(handle, &on_locked, nullptr); }
 
 DatabaseError current_database_error() {
   if (sqlite3* const handle = last_connection()) {

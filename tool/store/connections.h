@@ -29,6 +29,9 @@ sqlite3* last_connection();
  */
 void wait_interruptibly();
 
+/** The same for a connection of the program's own. */
+void limit_waits(sqlite3* handle);
+
 /** An error as SQLite reports it. */
 struct DatabaseError {
   /** The primary result code; 0 for none. */

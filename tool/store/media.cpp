@@ -21,8 +21,7 @@ namespace msg_tarvel::tool {
 namespace {
 
 constexpr mode_t MEDIA_MODE = 0770;
-constexpr mode_t GROUP_MAY_ALL = 0070;
-constexpr gid_t STORE_GROUP = 5000;
+constexpr mode_t GROUP_MAY_ADD_FILES = 0070;
 
 constexpr int OPEN_DIRECTORY = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
@@ -73,7 +72,7 @@ bool make_media_directory(const std::string& path) {
   if (status.st_gid != STORE_GROUP) {
     static_cast<void>(fchown(directory.descriptor(), status.st_uid, STORE_GROUP) == 0);
   }
-  const mode_t mode = isMade ? MEDIA_MODE : status.st_mode | GROUP_MAY_ALL;
+  const mode_t mode = isMade ? MEDIA_MODE : status.st_mode | GROUP_MAY_ADD_FILES;
   static_cast<void>(fchmod(directory.descriptor(), mode) == 0);
   return isMade;
 }
@@ -87,6 +86,8 @@ NamedFiles read_named_files() {
 
 bool is_staged_file(const std::string& name) { return name.rfind(STAGED_PREFIX, 0) == 0; }
 
+bool is_import_file(const std::string& name) { return is_staged_file(name) || is_kept_file(name); }
+
 std::vector<std::string> files_of_imports(const std::string& directory) {
   std::vector<std::string> names;
   const int descriptor = open(directory.c_str(), OPEN_DIRECTORY);
@@ -94,7 +95,7 @@ std::vector<std::string> files_of_imports(const std::string& directory) {
   const std::unique_ptr<DIR, DirectoryCloser> stream(fdopendir(descriptor));
   while (const dirent* const entry = readdir(stream.get())) {
     std::string name = entry->d_name;
-    if (is_staged_file(name) || is_kept_file(name)) names.push_back(std::move(name));
+    if (is_import_file(name)) names.push_back(std::move(name));
   }
   std::sort(names.begin(), names.end());
   return names;

@@ -2,11 +2,16 @@
 
 // The directory in which imports keep the files of contents.
 
+#include <sys/types.h>
+
 #include <string>
 #include <unordered_set>
 #include <vector>
 
 namespace msg_tarvel::tool {
+
+/** Whose processes share a store. */
+constexpr gid_t STORE_GROUP = 5000;
 
 /** Absolute and without a slash at the end. */
 std::string media_directory();
@@ -58,6 +63,9 @@ NamedFiles read_named_files();
 
 /** How the names of files begin that an import has not decided on yet. */
 constexpr const char* STAGED_PREFIX = "incoming-";
+
+/** Whether the file has a name as imports give them. */
+bool is_import_file(const std::string& name);
 
 /** Whether an import has not decided on the file yet. */
 bool is_staged_file(const std::string& name);
