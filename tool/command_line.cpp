@@ -34,6 +34,8 @@ CommandLine::CommandLine() {
   // In this order they stand in the help and the man page.
   declare_create(_commands);
   declare_check(_commands);
+  declare_repair(_commands);
+  declare_backup(_commands);
   declare_import(_commands);
   declare_threads(_commands);
   declare_conversation(_commands);
