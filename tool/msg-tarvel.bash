@@ -47,7 +47,7 @@ _msg_tarvel() {
       -*) ;;
       *)
         case ${command:+$command }${COMP_WORDS[i]} in
-          'create' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
+          'create' | 'check' | 'repair' | 'backup' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
             command=${command:+$command }${COMP_WORDS[i]}
             ;;
         esac
@@ -58,10 +58,20 @@ _msg_tarvel() {
   case $command in
     '')
       options='-h --help --help-all --version --data-dir --verbose'
-      argument='_msg_tarvel_words create import threads conversation messages find-thread commands buffer'
+      argument='_msg_tarvel_words create check repair backup import threads conversation messages find-thread commands buffer'
       ;;
     'create')
       options='-h --help --help-all --version --data-dir --verbose --json --no-indexes'
+      ;;
+    'check')
+      options='-h --help --help-all --version --data-dir --verbose --json'
+      ;;
+    'repair')
+      options='-h --help --help-all --version --data-dir --verbose --json --dry-run'
+      ;;
+    'backup')
+      options='-h --help --help-all --version --data-dir --verbose --json'
+      argument='_msg_tarvel_files -f'
       ;;
     'import')
       options='-h --help --help-all --version --data-dir --verbose --json --own-number --no-indexes'

@@ -20,7 +20,7 @@ function __msg_tarvel_at
             case '*'
                 set -l longer (string join ' ' $command $word)
                 switch $longer
-                    case 'create' 'import' 'threads' 'conversation' 'messages' 'find-thread' 'commands' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
+                    case 'create' 'check' 'repair' 'backup' 'import' 'threads' 'conversation' 'messages' 'find-thread' 'commands' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
                         set command $longer
                 end
         end
@@ -35,6 +35,9 @@ complete -c msg-tarvel -l version -d 'Display program version information and ex
 complete -c msg-tarvel -l data-dir -d 'The directory of the store (default: $MSG_TARVEL_DATA_DIR, else $XDG_DATA_HOME/msg-tarvel/)' -r -f -a '(__fish_complete_directories)'
 complete -c msg-tarvel -l verbose -d 'Print the library\'s log to standard error'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a create -d 'Makes the store, or what is missing of it'
+complete -c msg-tarvel -n '__msg_tarvel_at' -a check -d 'Looks for what is wrong with the store'
+complete -c msg-tarvel -n '__msg_tarvel_at' -a repair -d 'Mends what is wrong with the store and needs no guessing'
+complete -c msg-tarvel -n '__msg_tarvel_at' -a backup -d 'Writes the store\'s database to a file, while others use it'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a import -d 'Imports the XML that Android phones\' SMS/MMS backup programs write'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a threads -d 'Lists the conversations, newest first'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a conversation -d 'Shows the messages of a conversation, oldest first'
@@ -44,6 +47,11 @@ complete -c msg-tarvel -n '__msg_tarvel_at' -a commands -d 'Lists the commands t
 complete -c msg-tarvel -n '__msg_tarvel_at' -a buffer -d 'Makes and explains serialized messages'
 complete -c msg-tarvel -n '__msg_tarvel_at create' -l json -d 'Print JSON, every field as it is stored'
 complete -c msg-tarvel -n '__msg_tarvel_at create' -l no-indexes -d 'Make no indexes'
+complete -c msg-tarvel -n '__msg_tarvel_at check' -l json -d 'Print JSON, every field as it is stored'
+complete -c msg-tarvel -n '__msg_tarvel_at repair' -l json -d 'Print JSON, every field as it is stored'
+complete -c msg-tarvel -n '__msg_tarvel_at repair' -l dry-run -d 'Say what would be done, and change nothing'
+complete -c msg-tarvel -n '__msg_tarvel_at backup' -F
+complete -c msg-tarvel -n '__msg_tarvel_at backup' -l json -d 'Print JSON, every field as it is stored'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -F
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l json -d 'Print JSON, every field as it is stored'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l own-number -d 'A number of the phone\'s owner, who is no participant of a conversation; may be repeated (default: what the store\'s SIM cards and the file itself show)' -r -f

@@ -4,8 +4,15 @@
 
 namespace msg_tarvel::tool {
 
-/** Throws a Failure that says what to do when there is no store: opening it would make one. */
-void require_store();
+/**
+ * The path of the store's database, be it there or not. Throws a Failure when something else stands
+ * in the place of a directory or a file of the store: a link or a pipe would lead what is written
+ * elsewhere.
+ */
+std::string require_place();
+
+/** The same; throws a Failure that says what to do when there is no store: opening makes one. */
+std::string require_store();
 
 /**
  * The result of a read query: true for found, false for nothing found. Anything else throws a
