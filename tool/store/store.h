@@ -10,6 +10,9 @@ namespace msg_tarvel::tool {
  */
 std::string require_store();
 
+/** `what` with the store's path, where it ends in "the message store". */
+std::string naming_store(const std::string& what);
+
 /**
  * The result of a read query: true for found, false for nothing found. Anything else throws a
  * Failure with the reason from the log, which begins with `what`.
