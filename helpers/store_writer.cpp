@@ -88,13 +88,19 @@ std::vector<std::string> people_of(const Message& message) {
   return people_among(addresses);
 }
 
-/** What a message says of one of its people, first. */
-Address address_of(const std::string& person, const Message& message) {
-  Address found = *std::find_if(
-      message.addresses.begin(), message.addresses.end(),
-      [&person](const Address& one) { return normalised_address(one.address) == person; });
-  found.address = person;
-  return found;
+/** What a message says of each of its people, first. */
+std::vector<Address> addresses_of(const std::vector<std::string>& people, const Message& message) {
+  std::unordered_map<std::string, const Address*> said;
+  for (const Address& one : message.addresses) {
+    said.try_emplace(normalised_address(one.address), &one);
+  }
+  std::vector<Address> addresses;
+  addresses.reserve(people.size());
+  for (const std::string& person : people) {
+    addresses.push_back(*said.at(person));
+    addresses.back().address = person;
+  }
+  return addresses;
 }
 
 void require_folder(int folder) {
@@ -170,7 +176,7 @@ int StoreWriter::_makeConversation(const Message& message, const std::vector<std
        message.peerChatSessionId);
   const int convId = _lastId();
   ++_conversationsMade;
-  for (const std::string& person : people) _addAddress(convId, address_of(person, message));
+  for (const Address& address : addresses_of(people, message)) _addAddress(convId, address);
   if (people.empty()) {
     Address nobody;
     nobody.addressType = ADDRESS_TYPE_TEXT;
@@ -182,6 +188,7 @@ int StoreWriter::_makeConversation(const Message& message, const std::vector<std
 
 void StoreWriter::_addAddress(int convId, const Address& address) {
   _run(INSERT_ADDRESS, convId, address.addressType, address.recipientType, address.address);
+  _search.added(convId, address.addressType, address.address);
 }
 
 std::string StoreWriter::storedAddress(int convId, const std::string& address) {

@@ -1,6 +1,7 @@
 #include "import/participants.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <utility>
 
 namespace msg_tarvel::tool {
@@ -50,14 +51,12 @@ class Union {
  public:
   void add(const Participant& participant) {
     if (_addresses.add(participant.address)) {
+      _places.emplace(participant.address, _participants.size());
       _participants.push_back(participant);
       return;
     }
-    for (Participant& known : _participants) {
-      if (is_same_address(known.address, participant.address)) {
-        known.recipientType = std::min(known.recipientType, participant.recipientType);
-      }
-    }
+    Participant& known = _participants[_places.at(*_addresses.find(participant.address))];
+    known.recipientType = std::min(known.recipientType, participant.recipientType);
   }
   const AddressSet& addresses() const { return _addresses; }
   const std::vector<Participant>& participants() const { return _participants; }
@@ -65,6 +64,7 @@ class Union {
  private:
   AddressSet _addresses;
   std::vector<Participant> _participants;
+  std::unordered_map<std::string, std::size_t> _places;
 };
 
 std::vector<Participant> without(const AddressSet& own, std::vector<Participant> participants) {
