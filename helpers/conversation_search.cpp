@@ -111,10 +111,19 @@ int RepeatedSearch::find(const std::vector<std::string>& addresses) {
   const std::vector<std::string> wanted = as_stored(addresses);
   const bool isSearchable = is_searchable(wanted);
   // For a single search the library is faster.
-  if (!_memory && (_isRepeated || !isSearchable)) _memory = std::make_unique<AddressMemory>();
+  if (_isRepeated || !isSearchable) _inMemory();
   _isRepeated = true;
   if (!isSearchable) return _memory->findSame(wanted);
   return _memory && _memory->isAsSearched() ? _findAlike(wanted) : search_steadily(wanted);
+}
+
+int RepeatedSearch::findSame(const std::vector<std::string>& addresses) {
+  return _inMemory().findSame(as_stored(addresses));
+}
+
+AddressMemory& RepeatedSearch::_inMemory() {
+  if (!_memory) _memory = std::make_unique<AddressMemory>();
+  return *_memory;
 }
 
 /** Where the device's country decides, which only the library knows, it is asked, once or twice. */

@@ -25,10 +25,13 @@ class RepeatedSearch {
  public:
   /** As find_conversation. */
   int find(const std::vector<std::string>& addresses);
+  /** The first conversation with the same people, also where the library's search finds none. */
+  int findSame(const std::vector<std::string>& addresses);
   /** To be told of every row that the caller adds to msg_address_table. */
   void added(int convId, int addressType, const std::string& address);
 
  private:
+  AddressMemory& _inMemory();
   int _findAlike(const std::vector<std::string>& addresses);
 
   bool _isRepeated = false;
