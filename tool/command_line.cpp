@@ -36,6 +36,7 @@ CommandLine::CommandLine() {
 
   // In this order they stand in the help and the man page.
   declare_create(_commands);
+  declare_generate(_commands);
   declare_import(_commands);
   declare_threads(_commands);
   declare_conversation(_commands);

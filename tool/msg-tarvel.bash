@@ -33,21 +33,21 @@ _msg_tarvel() {
       _msg_tarvel_files -f
       return
       ;;
-    --own-number | --read-filter | --limit | --storage-id | --msg-type | --conv-ids)
+    --seed | --messages | --conversations | --own-number | --read-filter | --limit | --storage-id | --msg-type | --conv-ids)
       return
       ;;
   esac
 
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
-      --data-dir | --own-number | --read-filter | --limit | --folder-type | --storage-id | --msg-type | --conv-ids | -o | --output)
+      --data-dir | --seed | --messages | --conversations | --own-number | --read-filter | --limit | --folder-type | --storage-id | --msg-type | --conv-ids | -o | --output)
         [ "${COMP_WORDS[i + 1]}" != = ] || ((i++))
         ((i++))
         ;;
       -*) ;;
       *)
         case ${command:+$command }${COMP_WORDS[i]} in
-          'create' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
+          'create' | 'generate' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
             command=${command:+$command }${COMP_WORDS[i]}
             ;;
         esac
@@ -58,10 +58,13 @@ _msg_tarvel() {
   case $command in
     '')
       options='-h --help --help-all --version --data-dir --verbose'
-      argument='_msg_tarvel_words create import threads conversation messages find-thread commands buffer'
+      argument='_msg_tarvel_words create generate import threads conversation messages find-thread commands buffer'
       ;;
     'create')
       options='-h --help --help-all --version --data-dir --verbose --json --no-indexes'
+      ;;
+    'generate')
+      options='-h --help --help-all --version --data-dir --verbose --json --seed --messages --conversations --no-indexes'
       ;;
     'import')
       options='-h --help --help-all --version --data-dir --verbose --json --own-number --no-indexes'

@@ -14,13 +14,13 @@ function __msg_tarvel_at
             continue
         end
         switch $word
-            case --data-dir --own-number --read-filter --limit --folder-type --storage-id --msg-type --conv-ids -o --output
+            case --data-dir --seed --messages --conversations --own-number --read-filter --limit --folder-type --storage-id --msg-type --conv-ids -o --output
                 set value yes
             case '-*'
             case '*'
                 set -l longer (string join ' ' $command $word)
                 switch $longer
-                    case 'create' 'import' 'threads' 'conversation' 'messages' 'find-thread' 'commands' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
+                    case 'create' 'generate' 'import' 'threads' 'conversation' 'messages' 'find-thread' 'commands' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
                         set command $longer
                 end
         end
@@ -35,6 +35,7 @@ complete -c msg-tarvel -l version -d 'Display program version information and ex
 complete -c msg-tarvel -l data-dir -d 'The directory of the store (default: $MSG_TARVEL_DATA_DIR, else $XDG_DATA_HOME/msg-tarvel/)' -r -f -a '(__fish_complete_directories)'
 complete -c msg-tarvel -l verbose -d 'Print the library\'s log to standard error'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a create -d 'Makes the store, or what is missing of it'
+complete -c msg-tarvel -n '__msg_tarvel_at' -a generate -d 'Fills an empty store with messages that nobody wrote'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a import -d 'Imports the XML that Android phones\' SMS/MMS backup programs write'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a threads -d 'Lists the conversations, newest first'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a conversation -d 'Shows the messages of a conversation, oldest first'
@@ -44,6 +45,11 @@ complete -c msg-tarvel -n '__msg_tarvel_at' -a commands -d 'Lists the commands t
 complete -c msg-tarvel -n '__msg_tarvel_at' -a buffer -d 'Makes and explains serialized messages'
 complete -c msg-tarvel -n '__msg_tarvel_at create' -l json -d 'Print JSON, every field as it is stored'
 complete -c msg-tarvel -n '__msg_tarvel_at create' -l no-indexes -d 'Make no indexes'
+complete -c msg-tarvel -n '__msg_tarvel_at generate' -l json -d 'Print JSON, every field as it is stored'
+complete -c msg-tarvel -n '__msg_tarvel_at generate' -l seed -d 'Another number, another store' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at generate' -l messages -d 'How many messages' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at generate' -l conversations -d 'How many conversations (default: 60 for 1,000 messages, 600 for 100,000)' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at generate' -l no-indexes -d 'Add no indexes to the store'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -F
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l json -d 'Print JSON, every field as it is stored'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l own-number -d 'A number of the phone\'s owner, who is no participant of a conversation; may be repeated (default: what the store\'s SIM cards and the file itself show)' -r -f

@@ -7,6 +7,7 @@ class CommandSet;
 // Each declares a command with its arguments and what it does.
 
 void declare_create(CommandSet& commands);
+void declare_generate(CommandSet& commands);
 void declare_import(CommandSet& commands);
 void declare_threads(CommandSet& commands);
 void declare_conversation(CommandSet& commands);
