@@ -10,14 +10,9 @@
 #include "exit_status.h"
 #include "print/table.h"
 #include "store/log_sink.h"
+#include "store/store_paths.h"
 
 namespace msg_tarvel::tool {
-
-namespace {
-
-constexpr const char* DATA_DIR_VARIABLE = "MSG_TARVEL_DATA_DIR";
-
-}  // namespace
 
 CommandLine::CommandLine() {
   _app.name("msg-tarvel");

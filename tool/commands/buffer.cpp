@@ -27,6 +27,7 @@
 #include "print/table.h"
 #include "store/log_sink.h"
 #include "store/store.h"
+#include "store/store_view.h"
 
 namespace msg_tarvel::tool {
 
@@ -127,8 +128,7 @@ int encode_buffer(const Output& output, const EncodeArguments& arguments) {
   if (path.empty() && isatty(STDOUT_FILENO) != 0) {
     throw UsageError("a buffer is no text for a terminal; name a file with --output");
   }
-  require_store();
-  const helpers::StoreSession session;
+  const StoreView view;
   Message message;
   forget_log_errors();
   if (!is_found(db::db_get_message(arguments.msgId, message), helpers::CANNOT_READ)) {

@@ -18,6 +18,7 @@
 #include "print/items.h"
 #include "store/log_sink.h"
 #include "store/store.h"
+#include "store/store_view.h"
 
 namespace msg_tarvel::tool {
 
@@ -56,8 +57,7 @@ void check_condition(const ListCondition& condition) {
 int list_messages(const Output& output, const MessagesArguments& arguments) {
   const ListCondition condition = condition_of(arguments);
   check_condition(condition);
-  require_store();
-  const helpers::StoreSession session;
+  const StoreView view;
   forget_log_errors();
   std::vector<Message> list;
   const bool found = is_found(db::db_get_message_list(condition, list), helpers::CANNOT_READ);

@@ -17,6 +17,7 @@
 #include "print/items.h"
 #include "store/log_sink.h"
 #include "store/store.h"
+#include "store/store_view.h"
 
 namespace msg_tarvel::tool {
 
@@ -37,8 +38,7 @@ std::vector<Address> addresses_of(int convId) {
 }
 
 int list_threads(const Output& output) {
-  require_store();
-  const helpers::StoreSession session;
+  const StoreView view;
   forget_log_errors();
   std::vector<Thread> threads;
   const bool found = is_found(db::db_get_threads(threads), helpers::CANNOT_READ);
@@ -50,8 +50,7 @@ int list_threads(const Output& output) {
 }
 
 int show_conversation(const Output& output, const ConversationArguments& arguments) {
-  require_store();
-  const helpers::StoreSession session;
+  const StoreView view;
   forget_log_errors();
   std::vector<Conversation> messages;
   const bool found =
@@ -65,8 +64,7 @@ int show_conversation(const Output& output, const ConversationArguments& argumen
 
 /** Finds the conversation with exactly these people, their numbers written in any way. */
 int find_thread(const Output& output, const FindThreadArguments& arguments) {
-  require_store();
-  const helpers::StoreSession session;
+  const StoreView view;
   const std::vector<std::string> people = helpers::people_among(arguments.numbers);
   forget_log_errors();
   const int convId = helpers::find_conversation(people);

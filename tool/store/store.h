@@ -4,8 +4,11 @@
 
 namespace msg_tarvel::tool {
 
-/** Throws a Failure that says what to do when there is no store: opening it would make one. */
-void require_store();
+/**
+ * The path of the store's database. Throws a Failure that says what to do when there is no store:
+ * opening it would make one.
+ */
+std::string require_store();
 
 /**
  * The result of a read query: true for found, false for nothing found. Anything else throws a

@@ -1,0 +1,203 @@
+#include "store/store_copy.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "exit_status.h"
+#include "store/reader_lock.h"
+#include "store/store_paths.h"
+
+namespace msg_tarvel::tool {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+/** Between two looks for a writer: some tens of microseconds. */
+constexpr std::size_t SLICE = 262144;
+
+constexpr milliseconds LOOK_AGAIN(1);
+/** A writer that has not committed by then may take its time; the copy goes on beside it. */
+constexpr milliseconds SHORT_TRANSACTION(50);
+/** As long as the library waits for a lock. */
+constexpr milliseconds PATIENCE(2100);
+/** What a commit may be kept waiting when it cannot be avoided; below a tenth of a second. */
+constexpr milliseconds TOLERABLE(80);
+
+constexpr int ATTEMPTS_GIVING_WAY = 10;
+constexpr int ATTEMPTS = ATTEMPTS_GIVING_WAY + 5;
+
+class File {
+ public:
+  File() = default;
+  File(const std::string& path, int flags, mode_t mode = 0)
+      : _descriptor(open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, mode)) {}
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  ~File() {
+    if (isOpen()) close(_descriptor);
+  }
+
+  bool isOpen() const { return _descriptor >= 0; }
+  int descriptor() const { return _descriptor; }
+
+  bool isRegular() const {
+    struct stat status = {};
+    return fstat(_descriptor, &status) == 0 && S_ISREG(status.st_mode);
+  }
+  off_t size() const {
+    struct stat status = {};
+    return fstat(_descriptor, &status) == 0 ? status.st_size : 0;
+  }
+
+ private:
+  int _descriptor = -1;
+};
+
+std::string words_for(int error) {
+  return error == EACCES ? "permission denied" : std::strerror(error);
+}
+
+[[noreturn]] void fail_reading(const std::string& path, const std::string& why) {
+  throw Failure("cannot read the message store " + path + ": " + why);
+}
+
+/** Copies one store. The lock is held, where it is, for one call of copyUnderLock. */
+class Copying {
+ public:
+  Copying(const std::string& original, const PrivateDirectory& target)
+      : _original(original),
+        _target(target),
+        _database(original, O_RDONLY),
+        _copy(target.database(), O_RDWR | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR),
+        _lock(_database.descriptor()) {
+    if (!_database.isOpen()) fail_reading(original, words_for(errno));
+    if (!_database.isRegular()) fail_reading(original, "it is not a file");
+    if (!_copy.isOpen()) _failWriting();
+  }
+
+  /** Whether a rollback is pending. */
+  bool run() {
+    // Nobody's lock is needed to bring the pages into memory and to make room for them; what is
+    // half of one commit and half of the next is written over afterwards, which goes fast.
+    _copyAll(_database, _copy, [] { return true; });
+    for (int attempt = 0; !_attempt(attempt); ++attempt) {
+    }
+    return _isRollbackPending;
+  }
+
+ private:
+  /** False when a writer came and went first. */
+  bool _attempt(int number) {
+    const bool isLong = !_waitFor([this] { return !_lock.isWriterThere(); }, SHORT_TRANSACTION);
+    if (!_waitFor([this] { return _lock.take(); }, PATIENCE)) {
+      fail_reading(_original, "it is locked by another process");
+    }
+    Clock::time_point waitingSince = {};
+    const bool isDone = _copyUnderLock([&] {
+      if (number < ATTEMPTS_GIVING_WAY) {
+        return !(isLong ? _lock.isWriterWaiting() : _lock.isWriterThere());
+      }
+      if (number >= ATTEMPTS || !_lock.isWriterWaiting()) return true;
+      if (waitingSince == Clock::time_point()) waitingSince = Clock::now();
+      return Clock::now() - waitingSince < TOLERABLE;
+    });
+    _lock.release();
+    return isDone;
+  }
+
+  template <typename MayGoOn>
+  bool _copyUnderLock(const MayGoOn& mayGoOn) {
+    const File journal(_original + JOURNAL_ENDING, O_RDONLY);
+    _isRollbackPending = _isHot(journal);
+    if (!_copyAll(_database, _copy, mayGoOn)) return false;
+    if (!_isRollbackPending) {
+      unlink(_target.journal().c_str());
+      return true;
+    }
+    const File copy(_target.journal(), O_RDWR | O_CREAT | O_TRUNC, S_IRUSR | S_IWUSR);
+    if (!copy.isOpen()) _failWriting();
+    // A journal that somebody writes is not one that somebody left.
+    return _copyAll(journal, copy, mayGoOn) && !_lock.isWriterThere();
+  }
+
+  /** As SQLite has it: a journal that begins with something, and nobody at work with it. */
+  bool _isHot(const File& journal) const {
+    if (!journal.isOpen()) {
+      if (errno == ENOENT) return false;
+      fail_reading(_original + JOURNAL_ENDING, words_for(errno));
+    }
+    char first = 0;
+    return journal.isRegular() && pread(journal.descriptor(), &first, 1, 0) == 1 && first != 0 &&
+           _database.size() > 0 && !_lock.isWriterThere();
+  }
+
+  template <typename MayGoOn>
+  bool _copyAll(const File& from, const File& to, const MayGoOn& mayGoOn) {
+    const off_t size = from.size();
+    for (off_t at = 0; at < size;) {
+      if (!mayGoOn()) return false;
+      const ssize_t count = pread(from.descriptor(), _slice.data(), _slice.size(), at);
+      if (count < 0) fail_reading(_original, std::strerror(errno));
+      if (count == 0) break;
+      _write(to, static_cast<std::size_t>(count), at);
+      at += count;
+    }
+    if (ftruncate(to.descriptor(), size) != 0) _failWriting();
+    return true;
+  }
+
+  void _write(const File& to, std::size_t count, off_t at) {
+    for (std::size_t done = 0; done < count;) {
+      const ssize_t written = pwrite(to.descriptor(), _slice.data() + done, count - done,
+                                     at + static_cast<off_t>(done));
+      if (written < 0) _failWriting();
+      done += static_cast<std::size_t>(written);
+    }
+  }
+
+  template <typename Condition>
+  static bool _waitFor(const Condition& condition, milliseconds limit) {
+    const auto end = Clock::now() + limit;
+    while (!condition()) {
+      if (Clock::now() >= end) return false;
+      std::this_thread::sleep_for(LOOK_AGAIN);
+    }
+    return true;
+  }
+
+  [[noreturn]] void _failWriting() const {
+    throw Failure("cannot copy the message store to " + _target.path() + ": " +
+                  std::strerror(errno));
+  }
+
+  const std::string& _original;
+  const PrivateDirectory& _target;
+  const File _database;
+  const File _copy;
+  ReaderLock _lock;
+  std::vector<char> _slice = std::vector<char>(SLICE);
+  bool _isRollbackPending = false;
+};
+
+}  // namespace
+
+StoreCopy::StoreCopy(const std::string& original) {
+  try {
+    _isRollbackPending = Copying(original, _directory).run();
+  } catch (const std::system_error& error) {
+    fail_reading(original, error.code().message());
+  }
+}
+
+}  // namespace msg_tarvel::tool
