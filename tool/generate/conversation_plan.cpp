@@ -101,6 +101,7 @@ class Dealer {
       }
     } while (!_groups.insert(people).second);
     std::vector<std::string> members;
+    members.reserve(people.size());
     for (const std::size_t person : people) members.push_back(number_of_person(person));
     _chance.shuffle(members);
     return members;

@@ -215,10 +215,11 @@ void Generator::_addGroup(const WrittenThread& thread, Message& message) {
 
 void Generator::_addMetadata(Message& message) {
   NmsMsgMeta& meta = message.nmsMsgMeta;
-  meta.objectId = "object-" + token(_chance, 16);
-  meta.primaryId = "primary-" + token(_chance, 12);
-  meta.secondaryId = "secondary-" + token(_chance, 12);
-  meta.resourceURL = "https://nms.example.org/store/objects/" + token(_chance, 16);
+  const std::string id = std::to_string(1000000 + message.itemId);
+  meta.objectId = "object-" + id;
+  meta.primaryId = "primary-" + id;
+  meta.secondaryId = "secondary-" + id;
+  meta.resourceURL = "https://nms.example.org/store/objects/" + id;
   meta.lastModSeq = message.itemId;
   meta.msgTime = message.displayTime;
   meta.BTCorrelated = _chance.inThousand(20) ? 0 : 1;
