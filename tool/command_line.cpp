@@ -5,9 +5,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <sstream>
 
 #include "commands/commands.h"
 #include "exit_status.h"
+#include "print/printable.h"
 #include "print/table.h"
 #include "store/log_sink.h"
 #include "store/store_paths.h"
@@ -32,6 +34,7 @@ CommandLine::CommandLine() {
   // In this order they stand in the help and the man page.
   declare_create(_commands);
   declare_generate(_commands);
+  declare_check(_commands);
   declare_import(_commands);
   declare_threads(_commands);
   declare_conversation(_commands);
@@ -53,7 +56,10 @@ int CommandLine::run(int argc, char** argv) {
   try {
     _app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return _app.exit(error) == 0 ? FOUND : USAGE_ERROR;
+    std::ostringstream complaint;
+    const bool isHelp = _app.exit(error, std::cout, complaint) == 0;
+    std::cerr << printable_lines(complaint.str());
+    return isHelp ? FOUND : USAGE_ERROR;
   }
   set_verbose(_verbose);
   useDataDir();

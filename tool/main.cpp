@@ -7,6 +7,8 @@
 #include "command_line.h"
 #include "exit_status.h"
 #include "helpers/store_error.h"
+#include "print/printable.h"
+#include "store/connections.h"
 #include "store/log_sink.h"
 
 namespace {
@@ -14,7 +16,7 @@ namespace {
 using namespace msg_tarvel::tool;  // NOLINT(google-build-using-namespace): the program itself
 
 int complain(const std::string& what, int status) {
-  std::cerr << "msg-tarvel: " << what << "\n";
+  std::cerr << "msg-tarvel: " << printable(what) << "\n";
   return status;
 }
 
@@ -22,13 +24,15 @@ int complain(const std::string& what, int status) {
 
 int main(int argc, char** argv) {
   try {
+    limit_connections();
     return CommandLine().run(argc, argv);
   } catch (const UsageError& error) {
     return complain(error.what(), USAGE_ERROR);
   } catch (const msg_tarvel::helpers::StoreError& error) {
     return complain(with_log_failure(error.what()), FAILED);
   } catch (const Interrupted& interrupted) {
-    return complain("interrupted; nothing was imported", INTERRUPTED + interrupted.signal);
+    return complain(std::string("interrupted; ") + interrupted.outcome,
+                    INTERRUPTED + interrupted.signal);
   } catch (const std::bad_alloc&) {
     return complain("out of memory", FAILED);
   } catch (const std::exception& error) {

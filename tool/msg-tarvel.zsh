@@ -15,6 +15,7 @@ _msg-tarvel() {
   local -a commands=(
     'create:Makes the store, or what is missing of it'
     'generate:Fills an empty store with messages that nobody wrote'
+    'check:Looks for what is wrong with the store'
     'import:Imports the XML that Android phones'\'' SMS/MMS backup programs write'
     'threads:Lists the conversations, newest first'
     'conversation:Shows the messages of a conversation, oldest first'
@@ -46,6 +47,10 @@ _msg-tarvel-generate() {
     '--messages=[How many messages]:N\:INT in [1 - 10000000]: '
     '--conversations=[How many conversations (default: 60 for 1,000 messages, 600 for 100,000)]:N\:INT in [1 - 20000]: '
     '--no-indexes[Add no indexes to the store]'
+_msg-tarvel-check() {
+  local -a own=(
+    '--json[Print JSON, every field as it is stored]'
+    '*:KIND: '
   )
   _arguments $everywhere $own
 }

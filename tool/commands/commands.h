@@ -8,6 +8,7 @@ class CommandSet;
 
 void declare_create(CommandSet& commands);
 void declare_generate(CommandSet& commands);
+void declare_check(CommandSet& commands);
 void declare_import(CommandSet& commands);
 void declare_threads(CommandSet& commands);
 void declare_conversation(CommandSet& commands);

@@ -28,7 +28,9 @@
 #include "import/media_type.h"
 #include "import/participants.h"
 #include "print/progress_bar.h"
+#include "store/connections.h"
 #include "store/log_sink.h"
+#include "store/media.h"
 #include "store/store.h"
 
 namespace msg_tarvel::tool {
@@ -173,6 +175,15 @@ std::string import_mark_of(const BackupMessage& message, const NamedPeople& peop
   return "import:" + fingerprint.text();
 }
 
+/** After a commit that may have succeeded: the store itself says which files its rows name. */
+void keep_named_files(PayloadStage& stage) {
+  try {
+    stage.confirmNamed(read_named_files());
+  } catch (const helpers::StoreError&) {
+    stage.confirm();  // the next import removes what no row names
+  }
+}
+
 class Import {
  public:
   Import(const std::string& path, const ImportOptions& options);
@@ -231,9 +242,10 @@ void Import::check() {
 
 void Import::write() {
   forget_log_errors();
-  helpers::Transaction transaction;
+  std::optional<helpers::Transaction> transaction(std::in_place);
+  remove_left_files(media_directory());
   // After the transaction begins, before it ends: an end without confirmation removes the files.
-  _stage = std::make_unique<PayloadStage>(db::get_data_dir_path() + "media");
+  _stage = std::make_unique<PayloadStage>(media_directory());
   _writer = std::make_unique<helpers::StoreWriter>();
   BackupEvents events;
   events.onMessage = [this](BackupMessage& message) { store(message); };
@@ -246,9 +258,15 @@ void Import::write() {
     if (_makesIndexes) helpers::make_indexes();
     throw_if_interrupted();
     _stage->synchronise();
-    transaction.commit();
+    transaction->commit();
     _stage->confirm();
     _summary.conversationsCreated = _writer->conversationsMade();
+  } catch (const helpers::UnknownOutcome&) {
+    _writer.reset();
+    transaction.reset();
+    keep_named_files(*_stage);
+    _stage.reset();
+    throw;
   } catch (...) {
     _stage.reset();
     _writer.reset();
@@ -345,8 +363,8 @@ long ImportSummary::skippedInAll() const {
 }
 
 ImportSummary import_backup(const std::string& path, const ImportOptions& options) {
-  const InterruptGuard guard;
-  return Import(path, options).run();
+  wait_interruptibly();
+  return interruptible("nothing was imported", [&] { return Import(path, options).run(); });
 }
 
 }  // namespace msg_tarvel::tool

@@ -44,7 +44,9 @@ TEST_F(Commands, FailOnADatabaseWithoutTables) {
   create();
   std::filesystem::resize_file(dbFile(), 0);
   for (const auto& command : STORE_COMMANDS) {
-    expectFailure(run(command), "cannot ", ")");
+    const ProcessResult result = run(command);
+    expectFailure(result, "cannot ");
+    EXPECT_NE(result.err.find(": no such table: "), std::string::npos) << result.err;
   }
 }
 

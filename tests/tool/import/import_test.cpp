@@ -188,12 +188,14 @@ TEST_F(ImportTest, NamesInTheFileAreOnlyData) {
 }
 
 TEST_F(ImportTest, AFileThatIsThereIsNeverReplaced) {
-  std::filesystem::create_directory(mediaDir());
-  file("data/media/1-1.png", "left over");
+  file("data/media/1-1.png", "of the store, when that was elsewhere");
+  RawConnection(dbFile()).exec(
+      "INSERT INTO msg_mms_content_table (contentId, filepath) VALUES (7, '/before/1-1.png');");
   import(mms({}, data_part("image/png", PNG), ""));
-  EXPECT_EQ(content_of(mediaDir() + "/1-1.png"), "left over");
+  EXPECT_EQ(content_of(mediaDir() + "/1-1.png"), "of the store, when that was elsewhere");
   EXPECT_EQ(content_of(mediaDir() + "/1-1-2.png"), PNG_BYTES);
-  EXPECT_EQ(rows("SELECT filepath FROM msg_mms_content_table;"), mediaDir() + "/1-1-2.png\n");
+  EXPECT_EQ(rows("SELECT filepath FROM msg_mms_content_table WHERE msgId = 1;"),
+            mediaDir() + "/1-1-2.png\n");
 }
 
 TEST_F(ImportTest, UnusableMessagesAreSkippedAndCounted) {

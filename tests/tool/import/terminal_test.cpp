@@ -120,7 +120,7 @@ TEST_F(Terminal, AnInterruptedImportLeavesNothing) {
   const std::string before = everything();
   // So long that the signal comes before the end, however busy the machine.
   const std::string path = longBackup(400000);
-  for (const int signal : {SIGINT, SIGTERM}) {
+  for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
     bool isSent = false;
     const ProcessResult result =
         runOnTerminal({"import", path}, [&](const std::string& output, pid_t pid) {
