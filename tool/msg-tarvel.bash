@@ -47,8 +47,7 @@ _msg_tarvel() {
       -*) ;;
       *)
         case ${command:+$command }${COMP_WORDS[i]} in
-          'create' | 'generate' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
-          'create' | 'check' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
+          'create' | 'generate' | 'check' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
             command=${command:+$command }${COMP_WORDS[i]}
             ;;
         esac
@@ -59,14 +58,14 @@ _msg_tarvel() {
   case $command in
     '')
       options='-h --help --help-all --version --data-dir --verbose'
-      argument='_msg_tarvel_words create generate import threads conversation messages find-thread commands buffer'
-      argument='_msg_tarvel_words create check import threads conversation messages find-thread commands buffer'
+      argument='_msg_tarvel_words create generate check import threads conversation messages find-thread commands buffer'
       ;;
     'create')
       options='-h --help --help-all --version --data-dir --verbose --json --no-indexes'
       ;;
     'generate')
       options='-h --help --help-all --version --data-dir --verbose --json --seed --messages --conversations --no-indexes'
+      ;;
     'check')
       options='-h --help --help-all --version --data-dir --verbose --json'
       ;;

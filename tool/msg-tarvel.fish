@@ -20,8 +20,7 @@ function __msg_tarvel_at
             case '*'
                 set -l longer (string join ' ' $command $word)
                 switch $longer
-                    case 'create' 'generate' 'import' 'threads' 'conversation' 'messages' 'find-thread' 'commands' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
-                    case 'create' 'check' 'import' 'threads' 'conversation' 'messages' 'find-thread' 'commands' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
+                    case 'create' 'generate' 'check' 'import' 'threads' 'conversation' 'messages' 'find-thread' 'commands' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
                         set command $longer
                 end
         end

@@ -47,6 +47,10 @@ _msg-tarvel-generate() {
     '--messages=[How many messages]:N\:INT in [1 - 10000000]: '
     '--conversations=[How many conversations (default: 60 for 1,000 messages, 600 for 100,000)]:N\:INT in [1 - 20000]: '
     '--no-indexes[Add no indexes to the store]'
+  )
+  _arguments $everywhere $own
+}
+
 _msg-tarvel-check() {
   local -a own=(
     '--json[Print JSON, every field as it is stored]'
