@@ -71,17 +71,9 @@ bool is_there(const std::string& path) {
   return stat(path.c_str(), &status) == 0;
 }
 
-/** A journal that SQLite made would have the mode and group that it thinks of. */
-bool make_missing_journal() {
-  const std::string path = db::get_db_journal_filepath();
-  const int journal =
-      open(path.c_str(), O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, FILE_MODE);
-  if (journal == -1) return false;
-  // A process that may not give the file away still gets it.
-  static_cast<void>(fchmod(journal, FILE_MODE) == 0);
-  static_cast<void>(fchown(journal, getuid(), FILE_GROUP) == 0);
-  close(journal);
-  return true;
+uid_t owner_of(const std::string& path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 ? status.st_uid : getuid();
 }
 
 bool has_every_table() {
@@ -149,6 +141,19 @@ bool is_complete() {
 }
 
 }  // namespace
+
+// A journal that SQLite made would have the mode and group that it thinks of.
+bool make_missing_journal() {
+  const std::string path = db::get_db_journal_filepath();
+  const int journal =
+      open(path.c_str(), O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, FILE_MODE);
+  if (journal == -1) return false;
+  // A process that may not give the file away still gets it.
+  static_cast<void>(fchmod(journal, FILE_MODE) == 0);
+  static_cast<void>(fchown(journal, owner_of(db::get_db_filepath()), FILE_GROUP) == 0);
+  close(journal);
+  return true;
+}
 
 bool complete_schema() {
   require_version();

@@ -41,6 +41,12 @@ struct MadeStore {
 MadeStore make_store();
 
 /**
+ * Makes the journal of a store that lacks it, with the mode and group of the store's files; false
+ * when it is there or cannot be made.
+ */
+bool make_missing_journal();
+
+/**
  * Adds the tables, the columns and the version that a store lacks; false when it lacks nothing.
  * Within a transaction of the caller's. Throws StoreError when something cannot be added, and for
  * a store of another version.

@@ -35,6 +35,8 @@ CommandLine::CommandLine() {
   declare_create(_commands);
   declare_generate(_commands);
   declare_check(_commands);
+  declare_repair(_commands);
+  declare_backup(_commands);
   declare_import(_commands);
   declare_threads(_commands);
   declare_conversation(_commands);

@@ -48,6 +48,7 @@ _msg_tarvel() {
       *)
         case ${command:+$command }${COMP_WORDS[i]} in
           'create' | 'generate' | 'check' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
+          'create' | 'check' | 'repair' | 'backup' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
             command=${command:+$command }${COMP_WORDS[i]}
             ;;
         esac
@@ -59,6 +60,7 @@ _msg_tarvel() {
     '')
       options='-h --help --help-all --version --data-dir --verbose'
       argument='_msg_tarvel_words create generate check import threads conversation messages find-thread commands buffer'
+      argument='_msg_tarvel_words create check repair backup import threads conversation messages find-thread commands buffer'
       ;;
     'create')
       options='-h --help --help-all --version --data-dir --verbose --json --no-indexes'
@@ -68,6 +70,13 @@ _msg_tarvel() {
       ;;
     'check')
       options='-h --help --help-all --version --data-dir --verbose --json'
+      ;;
+    'repair')
+      options='-h --help --help-all --version --data-dir --verbose --json --dry-run'
+      ;;
+    'backup')
+      options='-h --help --help-all --version --data-dir --verbose --json'
+      argument='_msg_tarvel_files -f'
       ;;
     'import')
       options='-h --help --help-all --version --data-dir --verbose --json --own-number --no-indexes'

@@ -21,6 +21,7 @@ function __msg_tarvel_at
                 set -l longer (string join ' ' $command $word)
                 switch $longer
                     case 'create' 'generate' 'check' 'import' 'threads' 'conversation' 'messages' 'find-thread' 'commands' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
+                    case 'create' 'check' 'repair' 'backup' 'import' 'threads' 'conversation' 'messages' 'find-thread' 'commands' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
                         set command $longer
                 end
         end
@@ -37,6 +38,8 @@ complete -c msg-tarvel -l verbose -d 'Print the library\'s log to standard error
 complete -c msg-tarvel -n '__msg_tarvel_at' -a create -d 'Makes the store, or what is missing of it'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a generate -d 'Fills an empty store with messages that nobody wrote'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a check -d 'Looks for what is wrong with the store'
+complete -c msg-tarvel -n '__msg_tarvel_at' -a repair -d 'Mends what is wrong with the store and needs no guessing'
+complete -c msg-tarvel -n '__msg_tarvel_at' -a backup -d 'Writes the store\'s database to a file, while others use it'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a import -d 'Imports the XML that Android phones\' SMS/MMS backup programs write'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a threads -d 'Lists the conversations, newest first'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a conversation -d 'Shows the messages of a conversation, oldest first'
@@ -52,6 +55,10 @@ complete -c msg-tarvel -n '__msg_tarvel_at generate' -l messages -d 'How many me
 complete -c msg-tarvel -n '__msg_tarvel_at generate' -l conversations -d 'How many conversations (default: 60 for 1,000 messages, 600 for 100,000)' -r -f
 complete -c msg-tarvel -n '__msg_tarvel_at generate' -l no-indexes -d 'Add no indexes to the store'
 complete -c msg-tarvel -n '__msg_tarvel_at check' -l json -d 'Print JSON, every field as it is stored'
+complete -c msg-tarvel -n '__msg_tarvel_at repair' -l json -d 'Print JSON, every field as it is stored'
+complete -c msg-tarvel -n '__msg_tarvel_at repair' -l dry-run -d 'Say what would be done, and change nothing'
+complete -c msg-tarvel -n '__msg_tarvel_at backup' -F
+complete -c msg-tarvel -n '__msg_tarvel_at backup' -l json -d 'Print JSON, every field as it is stored'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -F
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l json -d 'Print JSON, every field as it is stored'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l own-number -d 'A number of the phone\'s owner, who is no participant of a conversation; may be repeated (default: what the store\'s SIM cards and the file itself show)' -r -f

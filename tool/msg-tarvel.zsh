@@ -16,6 +16,8 @@ _msg-tarvel() {
     'create:Makes the store, or what is missing of it'
     'generate:Fills an empty store with messages that nobody wrote'
     'check:Looks for what is wrong with the store'
+    'repair:Mends what is wrong with the store and needs no guessing'
+    'backup:Writes the store'\''s database to a file, while others use it'
     'import:Imports the XML that Android phones'\'' SMS/MMS backup programs write'
     'threads:Lists the conversations, newest first'
     'conversation:Shows the messages of a conversation, oldest first'
@@ -55,6 +57,23 @@ _msg-tarvel-check() {
   local -a own=(
     '--json[Print JSON, every field as it is stored]'
     '*:KIND: '
+  )
+  _arguments $everywhere $own
+}
+
+_msg-tarvel-repair() {
+  local -a own=(
+    '--json[Print JSON, every field as it is stored]'
+    '--dry-run[Say what would be done, and change nothing]'
+    '*:KIND: '
+  )
+  _arguments $everywhere $own
+}
+
+_msg-tarvel-backup() {
+  local -a own=(
+    '--json[Print JSON, every field as it is stored]'
+    ':FILE:_files'
   )
   _arguments $everywhere $own
 }

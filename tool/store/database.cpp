@@ -9,6 +9,9 @@ DatabaseFailure::DatabaseFailure(sqlite3* handle)
     : Failure(in_words({sqlite3_errcode(handle) & 0xFF, sqlite3_errmsg(handle)})),
       _code(sqlite3_errcode(handle) & 0xFF) {}
 
+DatabaseFailure::DatabaseFailure(int code)
+    : Failure(in_words({code & 0xFF, sqlite3_errstr(code)})), _code(code & 0xFF) {}
+
 Rows::Rows(sqlite3* handle, const std::string& sql) : _handle(handle) {
   sqlite3_stmt* statement = nullptr;
   if (sqlite3_prepare_v2(handle, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {

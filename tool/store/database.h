@@ -13,6 +13,7 @@ namespace msg_tarvel::tool {
 class DatabaseFailure : public Failure {
  public:
   explicit DatabaseFailure(sqlite3* handle);
+  explicit DatabaseFailure(int code);
 
   int code() const { return _code; }
 
