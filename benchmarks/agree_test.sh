@@ -18,10 +18,8 @@ fail() {
 }
 
 for indexes in no yes; do
-  arguments=()
-  [ "$indexes" = no ] || arguments=(indexes)
-  mkdir "$folder/$indexes"
-  "$programs/bench-make-store" "$folder/$indexes" 1000 "${arguments[@]}" 2>"$folder/log" || fail "$(cat "$folder/log")"
+  "$here/store/make_store.sh" "$programs/msg-tarvel" 1000 "$indexes" "$folder/$indexes" 2>"$folder/log" ||
+    fail "$(cat "$folder/log")"
   "$programs/bench-queries" "$folder/$indexes" "${shortest[@]}" 2>"$folder/log" \
     >"$results/queries-1000-$indexes.json" || fail "$(cat "$folder/log")"
   "$programs/bench-owner" "$folder/$indexes" 1 2>"$folder/log" >"$results/owner-1000-$indexes.json" ||

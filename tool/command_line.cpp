@@ -36,6 +36,7 @@ CommandLine::CommandLine() {
 
   // In this order they stand in the help and the man page.
   declare_create(_commands);
+  declare_generate(_commands);
   declare_check(_commands);
   declare_repair(_commands);
   declare_backup(_commands);

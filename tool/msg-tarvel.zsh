@@ -15,6 +15,7 @@ _msg-tarvel() {
   )
   local -a commands=(
     'create:Makes the store, or what is missing of it'
+    'generate:Fills an empty store with messages that nobody wrote'
     'check:Looks for what is wrong with the store'
     'repair:Mends what is wrong with the store and needs no guessing'
     'backup:Writes the store'\''s database to a file, while others use it'
@@ -40,6 +41,17 @@ _msg-tarvel() {
 _msg-tarvel-create() {
   local -a own=(
     '--no-indexes[Make no indexes]'
+  )
+  _arguments $everywhere $own
+}
+
+_msg-tarvel-generate() {
+  local -a own=(
+    '--json[Print JSON, every field as it is stored]'
+    '--seed=[Another number, another store]:N\:NONNEGATIVE: '
+    '--messages=[How many messages]:N\:INT in [1 - 10000000]: '
+    '--conversations=[How many conversations (default: 60 for 1,000 messages, 600 for 100,000)]:N\:INT in [1 - 20000]: '
+    '--no-indexes[Add no indexes to the store]'
   )
   _arguments $everywhere $own
 }

@@ -22,7 +22,6 @@
 #include <vector>
 
 #include "helpers/transaction.h"
-#include "store/person_store.h"
 #include "store/store_place.h"
 
 namespace msg_tarvel::bench {
@@ -34,6 +33,8 @@ using std::chrono::steady_clock;
 
 constexpr int READERS = 4;
 constexpr milliseconds BETWEEN_COMMITS(100);
+/** Of every store that msg-tarvel generates. */
+constexpr int BIGGEST_CONVERSATION = 1;
 
 /** What happened to one kind of call. It goes through a pipe as it stands. */
 struct Tally {

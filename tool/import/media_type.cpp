@@ -1,5 +1,8 @@
 #include "import/media_type.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace msg_tarvel::tool {
 
 namespace {
@@ -53,6 +56,11 @@ int media_type_by_family(const std::string& name) {
 }
 
 }  // namespace
+
+bool is_known_extension(const std::string& extension) {
+  return std::any_of(std::begin(KNOWN_TYPES), std::end(KNOWN_TYPES),
+                     [&extension](const KnownType& known) { return extension == known.extension; });
+}
 
 MediaType media_type_of(const std::string& contentType) {
   MediaType type;

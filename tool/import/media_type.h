@@ -26,4 +26,7 @@ struct MediaType {
 
 MediaType media_type_of(const std::string& contentType);
 
+/** Whether files of a known type have this one. */
+bool is_known_extension(const std::string& extension);
+
 }  // namespace msg_tarvel::tool

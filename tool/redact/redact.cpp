@@ -1,0 +1,259 @@
+#include "redact/redact.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iterator>
+#include <new>
+#include <string_view>
+
+#include "exit_status.h"
+#include "import/media_type.h"
+#include "redact/disguise.h"
+#include "store/database.h"
+
+namespace msg_tarvel::tool {
+
+namespace {
+
+constexpr mode_t ONLY_MINE = 0600;
+
+/** What becomes of the texts of a column. Those of a column that is not named here are texts. */
+struct Column {
+  const char* table;
+  const char* name;
+  const char* function;
+};
+
+constexpr Column COLUMNS[] = {
+    {"msg_address_table", "address", "disguised_number"},
+    {"msg_message_table", "peerGroupChatSender", "disguised_number"},
+    {"msg_message_table", "simAddress", "disguised_number"},
+    {"msg_message_table", "msgType", "disguised_type"},
+    {"msg_message_table", "customFieldStr1", "disguised_mark"},
+    {"msg_conversation_table", "msgType", "disguised_type"},
+    {"ft_queue_table", "msgType", "disguised_type"},
+    {"ft_queue_table", "peerfilePath", "disguised_path"},
+    {"ft_queue_table", "fileName", "disguised_path"},
+    {"deleted_msg_table", "msgType", "disguised_type"},
+    {"msg_sim_table", "Address", "disguised_number"},
+    {"temp_log", "time_stamp", "disguised_time"},
+    {"msg_mms_content_table", "contentType", "disguised_content_type"},
+    {"msg_mms_content_table", "filepath", "disguised_path"},
+    {"msg_mms_content_table", "filename", "disguised_path"},
+    {"msg_mms_content_table", "thumbpath", "disguised_path"},
+    {"msg_mms_content_table", "peer_filepath", "disguised_path"},
+    {"msg_mms_content_table", "peer_copied_filepath", "disguised_path"},
+    {"msg_ft_content_table", "contentType", "disguised_content_type"},
+    {"msg_ft_content_table", "filepath", "disguised_path"},
+    {"msg_ft_content_table", "filename", "disguised_path"},
+};
+
+constexpr std::string_view TABLES[] = {
+    "temp_log",
+    "msg_address_table",
+    "msg_message_table",
+    "msg_conversation_table",
+    "ft_queue_table",
+    "deleted_msg_table",
+    "respond_msg_table",
+    "msg_mms_content_table",
+    "message_transaction_table",
+    "msg_sim_table",
+    "msg_ft_content_table",
+    "msg_nms_meta_table",
+    "mssi_info_table",
+    "msg_sharedial_meta_table",
+};
+
+const char* function_of(const std::string& table, const std::string& column) {
+  const auto* const found =
+      std::find_if(std::begin(COLUMNS), std::end(COLUMNS),
+                   [&](const Column& one) { return table == one.table && column == one.name; });
+  return found == std::end(COLUMNS) ? "disguised_text" : found->function;
+}
+
+// What stands in the columns, without the value's type.
+
+std::string text(Disguise& disguise, const std::string& value) { return disguise.text(value); }
+std::string number(Disguise& disguise, const std::string& value) { return disguise.number(value); }
+std::string path(Disguise& disguise, const std::string& value) { return disguise.path(value); }
+
+std::string type(Disguise& disguise, const std::string& value) {
+  return value == "sms" || value == "mms" ? value : disguise.text(value);
+}
+
+/** Parameters may name files. */
+std::string content_type(Disguise& disguise, const std::string& value) {
+  const MediaType known = media_type_of(value);
+  if (value == "json_msg") return value;
+  return known.isKnown ? known.name : disguise.text(value);
+}
+
+/** What an import takes for the same message as before, it still does not store twice. */
+std::string mark(Disguise& disguise, const std::string& value) {
+  constexpr std::string_view MARK = "import:";
+  if (value.rfind(MARK, 0) != 0) return disguise.text(value);
+  return std::string(MARK) + disguise.digest("import", value);
+}
+
+std::string time(Disguise& disguise, const std::string& value) {
+  const bool isTime = value.find_first_not_of("0123456789-:.TZ+ ") == std::string::npos;
+  return isTime ? value : disguise.text(value);
+}
+
+using Function = std::string (*)(Disguise&, const std::string&);
+
+/** Numbers and NULL stay as they are, in whatever column; a blob stays one. */
+template <Function function>
+void call(sqlite3_context* context, int /*unused*/, sqlite3_value** arguments) {
+  sqlite3_value* const value = arguments[0];
+  const int type = sqlite3_value_type(value);
+  if (type != SQLITE_TEXT && type != SQLITE_BLOB) {
+    sqlite3_result_value(context, value);
+    return;
+  }
+  const void* const bytes =
+      type == SQLITE_TEXT ? sqlite3_value_text(value) : sqlite3_value_blob(value);
+  const auto size = static_cast<std::size_t>(sqlite3_value_bytes(value));
+  if (size > 0 && !bytes) {
+    sqlite3_result_error_nomem(context);
+    return;
+  }
+  try {
+    auto& disguise = *static_cast<Disguise*>(sqlite3_user_data(context));
+    const std::string result =
+        function(disguise, size > 0 ? std::string(static_cast<const char*>(bytes), size) : "");
+    if (type == SQLITE_TEXT) {
+      sqlite3_result_text64(context, result.data(), result.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+    } else {
+      sqlite3_result_blob64(context, result.data(), result.size(), SQLITE_TRANSIENT);
+    }
+  } catch (const std::bad_alloc&) {
+    sqlite3_result_error_nomem(context);
+  }
+}
+
+template <Function function>
+void add_function(const Database& database, const char* name, Disguise& disguise) {
+  if (sqlite3_create_function_v2(database.handle(), name, 1, SQLITE_UTF8, &disguise,
+                                 &call<function>, nullptr, nullptr, nullptr) != SQLITE_OK) {
+    throw DatabaseFailure(database.handle());
+  }
+}
+
+std::string quoted_name(const std::string& name) {
+  std::string quoted = "\"";
+  for (const char character : name) quoted.append(character == '"' ? 2 : 1, character);
+  return quoted + "\"";
+}
+
+struct SchemaObject {
+  std::string type;
+  std::string name;
+  std::string table;
+  std::string definition;
+
+  bool isKept() const {
+    const bool isOfKnownTable =
+        std::find(std::begin(TABLES), std::end(TABLES), table) != std::end(TABLES);
+    if (type == "table") return isOfKnownTable || name == "sqlite_sequence";
+    // An index may hold a text of its own in a condition.
+    return type == "index" && isOfKnownTable && definition.find('\'') == std::string::npos;
+  }
+};
+
+std::vector<SchemaObject> schema_of(const Database& database) {
+  std::vector<SchemaObject> objects;
+  // Triggers first: they would work on what is dropped after them.
+  Rows rows = database.query(
+      "SELECT type, name, tbl_name, coalesce(sql, '') FROM sqlite_master "
+      "ORDER BY type <> 'trigger', type <> 'view', type <> 'index', name;");
+  while (rows.next()) {
+    objects.push_back({rows.text(0), rows.text(1), rows.text(2), rows.text(3)});
+  }
+  return objects;
+}
+
+/** Drops what is not the library's and returns it in words. */
+std::vector<std::string> drop_what_is_unknown(const Database& database) {
+  std::vector<std::string> dropped;
+  for (const SchemaObject& object : schema_of(database)) {
+    if (object.isKept()) continue;
+    database.execute("DROP " + object.type + " IF EXISTS " + quoted_name(object.name) + ";");
+    dropped.push_back(object.type + " " + object.name);
+  }
+  return dropped;
+}
+
+void disguise_table(const Database& database, const std::string& table) {
+  std::string changes;
+  Rows columns = database.query("SELECT name FROM pragma_table_info(" + quoted_name(table) + ");");
+  while (columns.next()) {
+    const std::string column = quoted_name(columns.text(0));
+    changes += (changes.empty() ? "" : ", ") + column + " = " +
+               function_of(table, columns.text(0)) + "(" + column + ")";
+  }
+  if (!changes.empty()) {
+    database.execute("UPDATE " + quoted_name(table) + " SET " + changes + ";");
+  }
+}
+
+/** A new, empty file of the user's own, removed again unless it is kept. */
+class NewFile {
+ public:
+  explicit NewFile(const std::string& path) : _path(path) {
+    const int file =
+        open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, ONLY_MINE);
+    if (file == -1) throw Failure("cannot create " + path + ": " + std::strerror(errno));
+    close(file);
+  }
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+  ~NewFile() {
+    if (!_isKept) unlink(_path.c_str());
+  }
+
+  void keep() { _isKept = true; }
+
+ private:
+  const std::string _path;
+  bool _isKept = false;
+};
+
+void add_functions(const Database& database, Disguise& disguise) {
+  add_function<&text>(database, "disguised_text", disguise);
+  add_function<&number>(database, "disguised_number", disguise);
+  add_function<&path>(database, "disguised_path", disguise);
+  add_function<&type>(database, "disguised_type", disguise);
+  add_function<&content_type>(database, "disguised_content_type", disguise);
+  add_function<&mark>(database, "disguised_mark", disguise);
+  add_function<&time>(database, "disguised_time", disguise);
+}
+
+}  // namespace
+
+std::vector<std::string> redact_database(const std::string& copy, const std::string& target,
+                                         const std::string& key) {
+  NewFile file(target);
+  Disguise disguise(key);
+  const Database database(copy);
+  add_functions(database, disguise);
+  database.execute("BEGIN;");
+  std::vector<std::string> leftOut = drop_what_is_unknown(database);
+  for (const SchemaObject& object : schema_of(database)) {
+    if (object.type == "table" && object.name != "sqlite_sequence") {
+      disguise_table(database, object.name);
+    }
+  }
+  database.execute("COMMIT;");
+  // Into a new file: this one still has the pages that nothing uses any more.
+  database.query("VACUUM INTO ?;").bind(1, target).next();
+  file.keep();
+  return leftOut;
+}
+
+}  // namespace msg_tarvel::tool
