@@ -33,21 +33,21 @@ _msg_tarvel() {
       _msg_tarvel_files -f
       return
       ;;
-    --own-number | --conv | --with | --since | --until | --text | --type | --limit)
+    --seed | --messages | --conversations | --own-number | --conv | --with | --since | --until | --text | --type | --limit)
       return
       ;;
   esac
 
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
-      --data-dir | --own-number | --conv | --with | --since | --until | --text | --folder | --type | --limit | -o | --output)
+      --data-dir | --seed | --messages | --conversations | --own-number | --conv | --with | --since | --until | --text | --folder | --type | --limit | -o | --output)
         [ "${COMP_WORDS[i + 1]}" != = ] || ((i++))
         ((i++))
         ;;
       -*) ;;
       *)
         case ${command:+$command }${COMP_WORDS[i]} in
-          'create' | 'import' | 'info' | 'threads' | 'messages' | 'conversation' | 'message' | 'find' | 'query' | 'ipc' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
+          'create' | 'generate' | 'check' | 'repair' | 'backup' | 'import' | 'info' | 'threads' | 'messages' | 'conversation' | 'message' | 'find' | 'query' | 'ipc' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
             command=${command:+$command }${COMP_WORDS[i]}
             ;;
         esac
@@ -58,13 +58,26 @@ _msg_tarvel() {
   case $command in
     '')
       options='-h --help --help-all --version --data-dir --json --verbose'
-      argument='_msg_tarvel_words create import info threads messages conversation message find query ipc buffer'
+      argument='_msg_tarvel_words create generate check repair backup import info threads messages conversation message find query ipc buffer'
       ;;
     'create')
       options='-h --help --help-all --version --data-dir --json --verbose --no-indexes'
       ;;
+    'generate')
+      options='-h --help --help-all --version --data-dir --json --verbose --seed --messages --conversations --no-indexes'
+      ;;
+    'check')
+      options='-h --help --help-all --version --data-dir --json --verbose'
+      ;;
+    'repair')
+      options='-h --help --help-all --version --data-dir --json --verbose --dry-run'
+      ;;
+    'backup')
+      options='-h --help --help-all --version --data-dir --json --verbose'
+      argument='_msg_tarvel_files -f'
+      ;;
     'import')
-      options='-h --help --help-all --version --data-dir --json --verbose --own-number --no-indexes'
+      options='-h --help --help-all --version --data-dir --json --verbose --own-number --keep-going --dry-run --no-indexes'
       argument='_msg_tarvel_files -f'
       ;;
     'info')

@@ -14,13 +14,13 @@ function __msg_tarvel_at
             continue
         end
         switch $word
-            case --data-dir --own-number --conv --with --since --until --text --folder --type --limit -o --output
+            case --data-dir --seed --messages --conversations --own-number --conv --with --since --until --text --folder --type --limit -o --output
                 set value yes
             case '-*'
             case '*'
                 set -l longer (string join ' ' $command $word)
                 switch $longer
-                    case 'create' 'import' 'info' 'threads' 'messages' 'conversation' 'message' 'find' 'query' 'ipc' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
+                    case 'create' 'generate' 'check' 'repair' 'backup' 'import' 'info' 'threads' 'messages' 'conversation' 'message' 'find' 'query' 'ipc' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
                         set command $longer
                 end
         end
@@ -36,6 +36,10 @@ complete -c msg-tarvel -l data-dir -d 'The directory of the store (default: $MSG
 complete -c msg-tarvel -l json -d 'Print JSON, as each command\'s own option does'
 complete -c msg-tarvel -l verbose -d 'Print the library\'s log to standard error'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a create -d 'Makes the store, or what is missing of it'
+complete -c msg-tarvel -n '__msg_tarvel_at' -a generate -d 'Fills an empty store with messages that nobody wrote'
+complete -c msg-tarvel -n '__msg_tarvel_at' -a check -d 'Looks for what is wrong with the store'
+complete -c msg-tarvel -n '__msg_tarvel_at' -a repair -d 'Mends what is wrong with the store and needs no guessing'
+complete -c msg-tarvel -n '__msg_tarvel_at' -a backup -d 'Writes the store\'s database to a file, while others use it'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a import -d 'Imports the XML that Android phones\' SMS/MMS backup programs write'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a info -d 'Says where the store is, what it holds and which settings count'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a threads -d 'Lists the conversations, newest first'
@@ -47,8 +51,16 @@ complete -c msg-tarvel -n '__msg_tarvel_at' -a query -d 'Asks one of the library
 complete -c msg-tarvel -n '__msg_tarvel_at' -a ipc -d 'Lists the commands that processes send each other'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a buffer -d 'Makes and explains serialized messages'
 complete -c msg-tarvel -n '__msg_tarvel_at create' -l no-indexes -d 'Make no indexes'
+complete -c msg-tarvel -n '__msg_tarvel_at generate' -l seed -d 'Another number, another store' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at generate' -l messages -d 'How many messages' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at generate' -l conversations -d 'How many conversations (default: 60 for 1,000 messages, 600 for 100,000)' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at generate' -l no-indexes -d 'Add no indexes to the store'
+complete -c msg-tarvel -n '__msg_tarvel_at repair' -l dry-run -d 'Say what would be done, and change nothing'
+complete -c msg-tarvel -n '__msg_tarvel_at backup' -F
 complete -c msg-tarvel -n '__msg_tarvel_at import' -F
-complete -c msg-tarvel -n '__msg_tarvel_at import' -l own-number -d 'A number of the phone\'s owner, who is no participant of a conversation; may be repeated (default: what the store\'s SIM cards and the file itself show)' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at import' -l own-number -d 'A number of the phone\'s owner, who is no participant of a conversation; may be repeated, and ends all guessing (default: what the store\'s SIM cards and the file itself show)' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at import' -l keep-going -d 'Take what is good of a damaged file, and say where it is damaged; exit status 1'
+complete -c msg-tarvel -n '__msg_tarvel_at import' -l dry-run -d 'Say what an import would do, and change nothing'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l no-indexes -d 'Add no indexes to a store that lacks them'
 complete -c msg-tarvel -n '__msg_tarvel_at messages' -l conv -d 'Only of these conversations' -r -f
 complete -c msg-tarvel -n '__msg_tarvel_at messages' -l with -d 'Only of conversations with this person, the number in any form; given again, with that one too' -r -f

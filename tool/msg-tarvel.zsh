@@ -47,7 +47,6 @@ _msg-tarvel-create() {
 
 _msg-tarvel-generate() {
   local -a own=(
-    '--json[Print JSON, every field as it is stored]'
     '--seed=[Another number, another store]:N\:NONNEGATIVE: '
     '--messages=[How many messages]:N\:INT in [1 - 10000000]: '
     '--conversations=[How many conversations (default: 60 for 1,000 messages, 600 for 100,000)]:N\:INT in [1 - 20000]: '
@@ -58,7 +57,6 @@ _msg-tarvel-generate() {
 
 _msg-tarvel-check() {
   local -a own=(
-    '--json[Print JSON, every field as it is stored]'
     '*:KIND: '
   )
   _arguments $everywhere $own
@@ -66,7 +64,6 @@ _msg-tarvel-check() {
 
 _msg-tarvel-repair() {
   local -a own=(
-    '--json[Print JSON, every field as it is stored]'
     '--dry-run[Say what would be done, and change nothing]'
     '*:KIND: '
   )
@@ -75,7 +72,6 @@ _msg-tarvel-repair() {
 
 _msg-tarvel-backup() {
   local -a own=(
-    '--json[Print JSON, every field as it is stored]'
     ':FILE:_files'
   )
   _arguments $everywhere $own
@@ -83,9 +79,11 @@ _msg-tarvel-backup() {
 
 _msg-tarvel-import() {
   local -a own=(
-    '*--own-number=[A number of the phone'\''s owner, who is no participant of a conversation; may be repeated (default: what the store'\''s SIM cards and the file itself show)]:NUMBER: '
+    '*--own-number=[A number of the phone'\''s owner, who is no participant of a conversation; may be repeated, and ends all guessing (default: what the store'\''s SIM cards and the file itself show)]:NUMBER: '
+    '--keep-going[Take what is good of a damaged file, and say where it is damaged; exit status 1]'
+    '--dry-run[Say what an import would do, and change nothing]'
     '--no-indexes[Add no indexes to a store that lacks them]'
-    ':FILE:_files'
+    '*:FILE:_files'
   )
   _arguments $everywhere $own
 }
