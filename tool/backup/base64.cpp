@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "backup/passage.h"
+
 namespace msg_tarvel::tool {
 
 namespace {
@@ -17,8 +19,6 @@ constexpr std::array<std::uint8_t, 256> make_digits() {
 }
 
 constexpr std::array<std::uint8_t, 256> DIGITS = make_digits();
-
-bool is_blank(unsigned char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
 
 void append_group(std::uint32_t group, int byteCount, std::string& bytes) {
   const char three[] = {static_cast<char>(group >> 16), static_cast<char>(group >> 8),
@@ -47,7 +47,7 @@ void Base64Decoder::decode(const char* text, std::size_t size, std::string& byte
 }
 
 void Base64Decoder::_takeOne(unsigned char character, std::string& bytes) {
-  if (is_blank(character)) return;
+  if (is_blank(static_cast<char>(character))) return;
   const std::uint8_t digit = DIGITS[character];
   const bool isPadding = character == '=' && _digits >= 2;
   if (_ended || (digit == NO_DIGIT && !isPadding) || (_padding > 0 && !isPadding)) {
