@@ -1,6 +1,7 @@
 #include "store/store_copy.h"
 
 #include <fcntl.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -37,6 +38,11 @@ constexpr milliseconds TOLERABLE(80);
 constexpr int ATTEMPTS_GIVING_WAY = 10;
 constexpr int ATTEMPTS = ATTEMPTS_GIVING_WAY + 5;
 
+/** Where a database file says which way it is written and read. */
+constexpr off_t VERSIONS = 18;
+constexpr ssize_t VERSIONS_SIZE = 2;
+constexpr char WRITE_AHEAD = 2;
+
 class File {
  public:
   File() = default;
@@ -64,7 +70,25 @@ class File {
   int _descriptor = -1;
 };
 
-std::string words_for(int error) {
+class Connection {
+ public:
+  Connection(const std::string& path, int flags) {
+    const int ret = sqlite3_open_v2(path.c_str(), &_handle, flags, nullptr);
+    if (ret == SQLITE_OK) return;
+    sqlite3_close(_handle);
+    throw Failure("cannot open " + path + ": " + sqlite3_errstr(ret));
+  }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+  ~Connection() { sqlite3_close(_handle); }
+
+  sqlite3* get() const { return _handle; }
+
+ private:
+  sqlite3* _handle = nullptr;
+};
+
+std::string reason_of(int error) {
   return error == EACCES ? "permission denied" : std::strerror(error);
 }
 
@@ -81,13 +105,17 @@ class Copying {
         _database(original, O_RDONLY),
         _copy(target.database(), O_RDWR | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR),
         _lock(_database.descriptor()) {
-    if (!_database.isOpen()) fail_reading(original, words_for(errno));
+    if (!_database.isOpen()) fail_reading(original, reason_of(errno));
     if (!_database.isRegular()) fail_reading(original, "it is not a file");
     if (!_copy.isOpen()) _failWriting();
   }
 
   /** Whether a rollback is pending. */
   bool run() {
+    if (_isWriteAhead()) {
+      _backUp();
+      return false;
+    }
     // Nobody's lock is needed to bring the pages into memory and to make room for them; what is
     // half of one commit and half of the next is written over afterwards, which goes fast.
     _copyAll(_database, _copy, [] { return true; });
@@ -97,6 +125,27 @@ class Copying {
   }
 
  private:
+  /** In SQLite's write-ahead mode, which a store is in only when somebody has chosen it by hand. */
+  bool _isWriteAhead() const {
+    char versions[VERSIONS_SIZE] = {};
+    return pread(_database.descriptor(), versions, VERSIONS_SIZE, VERSIONS) == VERSIONS_SIZE &&
+           versions[1] == WRITE_AHEAD;
+  }
+
+  /** What was written is in a second file, and readers keep nobody waiting: SQLite copies. */
+  void _backUp() {
+    const Connection from(_original, SQLITE_OPEN_READONLY);
+    const Connection to(_target.database(), SQLITE_OPEN_READWRITE);
+    sqlite3_busy_timeout(from.get(), static_cast<int>(PATIENCE.count()));
+    sqlite3_backup* const backup = sqlite3_backup_init(to.get(), "main", from.get(), "main");
+    sqlite3_backup_step(backup, -1);
+    const int ret = sqlite3_backup_finish(backup);
+    if (ret != SQLITE_OK) fail_reading(_original, sqlite3_errstr(ret));
+    // The copy is one file, which nobody else writes.
+    const char versions[VERSIONS_SIZE] = {1, 1};
+    if (pwrite(_copy.descriptor(), versions, VERSIONS_SIZE, VERSIONS) < 0) _failWriting();
+  }
+
   /** False when a writer came and went first. */
   bool _attempt(int number) {
     const bool isLong = !_waitFor([this] { return !_lock.isWriterThere(); }, SHORT_TRANSACTION);
@@ -135,7 +184,7 @@ class Copying {
   bool _isHot(const File& journal) const {
     if (!journal.isOpen()) {
       if (errno == ENOENT) return false;
-      fail_reading(_original + JOURNAL_ENDING, words_for(errno));
+      fail_reading(_original + JOURNAL_ENDING, reason_of(errno));
     }
     char first = 0;
     return journal.isRegular() && pread(journal.descriptor(), &first, 1, 0) == 1 && first != 0 &&
