@@ -31,7 +31,8 @@ _msg-tarvel() {
     'buffer:Makes and explains serialized messages'
   )
   local curcontext=$curcontext state line ret=1
-  _arguments -C $everywhere '1: :{_describe command commands}' '*:: :->rest' && ret=0
+  # Behind the command, its own function knows every option.
+  _arguments -C $everywhere '(-)1: :{_describe command commands}' '(-)*:: :->rest' && ret=0
   if [[ $state == rest ]] && (( $+functions[_msg-tarvel-$line[1]] )); then
     _msg-tarvel-$line[1] && ret=0
   fi
@@ -161,7 +162,8 @@ _msg-tarvel-buffer() {
     'check:Says whether a file is one well-formed buffer'
   )
   local curcontext=$curcontext state line ret=1
-  _arguments -C $everywhere '1: :{_describe command commands}' '*:: :->rest' && ret=0
+  # Behind the command, its own function knows every option.
+  _arguments -C $everywhere '(-)1: :{_describe command commands}' '(-)*:: :->rest' && ret=0
   if [[ $state == rest ]] && (( $+functions[_msg-tarvel-buffer-$line[1]] )); then
     _msg-tarvel-buffer-$line[1] && ret=0
   fi

@@ -169,6 +169,15 @@ void print_setting(std::ostream& out, const Setting& setting) {
       << printable(setting.source) << ")\n";
 }
 
+/** Both ways: the one may find the other, and not be found by it. */
+const char* words_for(const Candidate& candidate) {
+  if (candidate.isFound) {
+    return candidate.findsBack ? ": matches, both ways" : ": matches, but would not find this one";
+  }
+  return candidate.findsBack ? ": does not match, but would find this one"
+                             : ": does not match either way";
+}
+
 void Explanation::print(std::ostream& out) const {
   out << "Settings\n";
   print_setting(out, _digitsSetting);
@@ -180,12 +189,7 @@ void Explanation::print(std::ostream& out) const {
         << "\n  condition: " << printable(_condition(search)) << "\n";
     for (const Candidate& candidate : _candidates[i]) {
       out << "  " << printable(candidate.address) << " in conversation " << candidate.convId
-          << (candidate.isFound ? ": matches" : ": does not match")
-          << (candidate.findsBack == candidate.isFound
-                  ? ""
-                  : (candidate.findsBack ? ", but would find this one"
-                                         : ", but would not find this one"))
-          << "\n";
+          << words_for(candidate) << "\n";
     }
     if (_candidates[i].empty()) out << "  no address is like it\n";
   }

@@ -18,7 +18,7 @@ struct Entry {
 
 constexpr Entry STATUSES[] = {
     {"0", "Found, or done."},
-    {"1", "Nothing found."},
+    {"1", "Nothing found, or something wrong found, as a damaged buffer."},
     {"2", "The command line makes no sense."},
     {"3", "The store, a file or memory failed."},
     {"128+N", "Signal N interrupted an import; nothing of it was stored."},
@@ -28,7 +28,8 @@ constexpr Entry VARIABLES[] = {
     {"MSG_TARVEL_DATA_DIR", "The directory of the store; --data-dir goes before it."},
     {"MSG_TARVEL_SETTINGS", "The file with the device's settings."},
     {"XDG_DATA_HOME, XDG_CONFIG_HOME", "Where these two are when the variables above are not set."},
-    {"COLUMNS", "The width of tables when standard output is no terminal."},
+    {"COLUMNS", "The width of a terminal that does not tell it."},
+    {"TMPDIR", "Where commands that look put their copy of the store, if not in /tmp."},
 };
 
 constexpr Entry FILES[] = {

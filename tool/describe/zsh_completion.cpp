@@ -75,7 +75,9 @@ void print_group(std::ostream& out, const CLI::App& command, const std::string& 
   }
   out << "  )\n"
          "  local curcontext=$curcontext state line ret=1\n"
-         "  _arguments -C $everywhere '1: :{_describe command commands}' '*:: :->rest' && ret=0\n"
+         "  # Behind the command, its own function knows every option.\n"
+         "  _arguments -C $everywhere '(-)1: :{_describe command commands}' '(-)*:: :->rest' && "
+         "ret=0\n"
          "  if [[ $state == rest ]] && (( $+functions["
       << function
       << "-$line[1]] )); then\n"

@@ -82,7 +82,7 @@ std::vector<int> Table::_widths(int width) const {
     if (step.width == 0) {
       drop(step.column);
     } else {
-      const int taken = std::min(excess, given - step.width);
+      const int taken = step.isAtOnce ? given - step.width : std::min(excess, given - step.width);
       given -= taken;
       excess -= taken;
     }
@@ -90,7 +90,7 @@ std::vector<int> Table::_widths(int width) const {
   // What a column that went leaves over goes back to those that gave first.
   for (const Step& step : _steps) {
     int& given = widths[step.column];
-    if (given == 0 || excess >= 0) continue;
+    if (given == 0 || step.isAtOnce || excess >= 0) continue;
     const int back = std::min(-excess, wanted[step.column] - given);
     given += back;
     excess += back;

@@ -26,10 +26,14 @@ class Table {
     std::string title;
     bool isNumber = false;
   };
-  /** That a column gives way, down to a width; 0: goes. */
+  /**
+   * That a column gives way, down to a width, as far as it must or, where a part of the way makes
+   * no sense, at once; to 0: it goes.
+   */
   struct Step {
     std::size_t column;
     int width;
+    bool isAtOnce = false;
   };
 
   explicit Table(std::vector<Column> columns, std::vector<Step> steps = {})

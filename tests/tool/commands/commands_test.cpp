@@ -62,7 +62,8 @@ TEST_F(Commands, FailOnAStoreThatIsLocked) {
   create();
   RawConnection other(dbFile());
   other.exec("BEGIN EXCLUSIVE;");
-  for (const auto& command : STORE_COMMANDS) {
+  // All that look do it in the same way, and each waits for two seconds.
+  for (const std::vector<std::string>& command : {STORE_COMMANDS.front(), STORE_COMMANDS.back()}) {
     expectFailure(run(command), "cannot ", dbFile() + ": it is locked by another process");
   }
 }

@@ -57,15 +57,15 @@ expect() {
   fi
 }
 
-expect "buffer,commands,conversation,create,find-thread,import,messages,threads" ""
-expect "commands,conversation,create" "c"
+expect "buffer,conversation,create,find,import,info,ipc,message,messages,query,threads" ""
+expect "conversation,create" "c"
 expect "threads" "--verbose --data-dir /tmp th"
-expect "--data-dir,--help,--help-all,--verbose,--version" "--"
+expect "--data-dir,--help,--help-all,--json,--verbose,--version" "--"
 expect "--ascending" "messages --a"
 expect "--limit" "messages --json --l"
 expect "--json" "buffer show --j"
 expect "" "threads --a"
-expect "" "--j"
+expect "--json" "--j"
 expect "check,encode,show" "buffer "
 expect "encode" "--data-dir=/tmp buffer e"
 expect "old backups,two.xml" "import "
@@ -74,9 +74,9 @@ expect "old backups" "--data-dir=o"
 expect "two.xml" "buffer encode 3 --output t"
 expect "two.xml" "buffer encode 3 -o t"
 expect "two.xml" "buffer check tw"
-expect "FOLDER_PAIR_1,FOLDER_PAIR_2,FOLDER_PAIR_3,FOLDER_PAIR_4,FOLDER_PAIR_5" \
-  "messages --folder-type FOLDER_"
-expect "nms_add_message,nms_add_msg_meta" "commands nms_add_m"
+expect "all,draft,inbox,outbox,sent" "messages --folder "
+expect "db_get_thread,db_get_threads" "query db_get_th"
+expect "nms_add_message,nms_add_msg_meta" "ipc nms_add_m"
 expect "" "messages --limit "
 expect "" "conversation "
 # Where nothing else can follow, zsh offers the options.

@@ -11,8 +11,8 @@ fi
 # Without the escapes that make letters bold, and in lines that are never broken.
 text=$(groff -man -Tutf8 -P-cbou -rLL=1000n "$1")
 for words in "msg-tarvel - makes, fills and asks a message store" "buffer encode MSGID" \
-  "-o, --output FILE" "find-thread NUMBER..." "commands [NAME|NUMBER]" "as 'threads' lists it" \
-  "EXIT STATUS" "Nothing found." "MSG_TARVEL_DATA_DIR" ".local/share/msg-tarvel/" "SEE ALSO" "sqlite3(1)" "libmsg-tarvel-common-dev"; do
+  "-o, --output FILE" "find NUMBER..." "ipc [NAME|NUMBER]" "as 'threads' lists it" \
+  "EXIT STATUS" "Nothing found, or something wrong found" "MSG_TARVEL_DATA_DIR" ".local/share/msg-tarvel/" "SEE ALSO" "sqlite3(1)" "libmsg-tarvel-common-dev"; do
   if [[ $text != *"$words"* ]]; then
     echo "$text"
     echo "The page does not say: $words"

@@ -105,6 +105,35 @@ TEST_F(Terminal, GivesItsWidthToTables) {
   }
 }
 
+TEST_F(Terminal, SeesTheLeastUsefulColumnsGiveWayFirst) {
+  ASSERT_EQ(run({"import", std::string(SAMPLES_DIR) + "/backup.xml"}).status, 0);
+  const auto title = [this](const char* command, unsigned short width) {
+    const std::string out = runOnTerminal({command}, ignore, width).out;
+    const std::size_t start = out.find("ID  ");
+    return out.substr(start, out.find('\r', start) - start);
+  };
+  EXPECT_EQ(
+      title("threads", 200),
+      "ID  WITH                                    MSGS  UNREAD  STATE    LAST              TEXT");
+  EXPECT_EQ(title("threads", 80),
+            "ID  WITH              MSGS  UNREAD  STATE    LAST              TEXT");
+  EXPECT_EQ(title("threads", 60), "ID  WITH          UNREAD  STATE    LAST         TEXT");
+  EXPECT_EQ(
+      title("messages", 200),
+      "ID  CONV  TIME              FROM                                          BOX     STATE    "
+      "TEXT");
+  EXPECT_EQ(title("messages", 80), "ID  CONV  TIME              FROM                STATE    TEXT");
+  EXPECT_EQ(title("messages", 60), "ID  TIME         FROM           STATE    TEXT");
+}
+
+TEST_F(Terminal, WithoutOneNothingIsCut) {
+  const std::string text(500, 'x');
+  import(sms({{ "body", text }}));
+  for (const char* command : {"threads", "messages"}) {
+    EXPECT_NE(run({command}).out.find(text + "\n"), std::string::npos);
+  }
+}
+
 TEST_F(Terminal, IsNotGivenTheBytesOfABuffer) {
   import(sms({{ "body", "text" }}));
   const ProcessResult refused = runOnTerminal({"buffer", "encode", "1"}, ignore, 200);

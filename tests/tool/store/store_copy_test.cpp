@@ -187,6 +187,18 @@ TEST_F(StoreCopies, TakeNothingOfATransactionThatRuns) {
   EXPECT_EQ(writer.ask("COMMIT; SELECT count(*) FROM t WHERE x = 'new';"), "1");
 }
 
+TEST_F(StoreCopies, HaveWhatIsInAWriteAheadLog) {
+  Connection writer(original());
+  ASSERT_EQ(writer.ask("PRAGMA journal_mode = WAL;"), "wal");
+  writer.ask("UPDATE t SET x = 'new' WHERE rowid = 7; BEGIN; UPDATE t SET x = 'newer';");
+  const StoreCopy copy(original());
+  EXPECT_FALSE(copy.isRollbackPending());
+  EXPECT_EQ(Connection(copy.database()).ask("SELECT count(*) FROM t WHERE x = 'new';"), "1");
+  EXPECT_EQ(Connection(copy.database()).ask("SELECT count(*) FROM t WHERE x = 'newer';"), "0");
+  EXPECT_EQ(Connection(copy.database()).ask("PRAGMA journal_mode;"), "delete");
+  EXPECT_EQ(writer.ask("COMMIT;"), "");
+}
+
 TEST_F(StoreCopies, FailWhileTheStoreIsLocked) {
   Connection writer(original());
   writer.ask("BEGIN EXCLUSIVE;");

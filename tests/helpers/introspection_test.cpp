@@ -1,0 +1,55 @@
+// The interface as D-Bus tools read it.
+
+#include "helpers/introspection.h"
+
+#include <gio/gio.h>
+#include <gtest/gtest.h>
+
+namespace msg_tarvel::helpers {
+namespace {
+
+std::string signature_of(GDBusArgInfo** arguments) {
+  std::string types;
+  for (; arguments && *arguments; ++arguments) types += (*arguments)->signature;
+  return types;
+}
+
+TEST(Introspection, HasEveryCommandWithItsSignature) {
+  const MsgIPC registry;
+  GError* error = nullptr;
+  GDBusNodeInfo* const node =
+      g_dbus_node_info_new_for_xml(introspection_xml(registry).c_str(), &error);
+  ASSERT_NE(node, nullptr) << error->message;
+  GDBusInterfaceInfo* const interface =
+      g_dbus_node_info_lookup_interface(node, "org.tarvel.Messages");
+  ASSERT_NE(interface, nullptr);
+  for (int number = 0; number <= MsgIPC::NMS_UPDATE_SUBSCRIPTION_INFO; ++number) {
+    const auto command = static_cast<MsgIPC::IpcCommand>(number);
+    const std::string name = registry.getCmdString(command);
+    GDBusMethodInfo* const method = g_dbus_interface_info_lookup_method(interface, name.c_str());
+    ASSERT_NE(method, nullptr) << name;
+    EXPECT_EQ("((" + signature_of(method->in_args) + "))", registry.getCmdStruct(command)) << name;
+    const bool hasReply = command == MsgIPC::ADD_MESSAGE || command == MsgIPC::NMS_ADD_MESSAGE;
+    EXPECT_EQ(signature_of(method->out_args), hasReply ? "i" : "") << name;
+  }
+  EXPECT_EQ(interface->methods[MsgIPC::NMS_UPDATE_SUBSCRIPTION_INFO + 1], nullptr);
+  g_dbus_node_info_unref(node);
+}
+
+TEST(Introspection, NamesParameters) {
+  const std::string xml = introspection_xml(MsgIPC());
+  for (const char* part :
+       {"<!DOCTYPE node PUBLIC \"-//freedesktop//DTD D-BUS Object Introspection 1.0//EN\"\n",
+        "    <method name=\"read_message\">\n"
+        "      <arg direction=\"in\" name=\"msgId\" type=\"i\"/>\n"
+        "      <arg direction=\"in\" name=\"convId\" type=\"i\"/>\n"
+        "    </method>\n",
+        "      <arg direction=\"in\" name=\"parameter2\" type=\"s\"/>\n",
+        "      <arg direction=\"out\" name=\"newMsgId\" type=\"i\"/>\n",
+        "    <method name=\"nms_handle_resetbox\"/>\n"}) {
+    EXPECT_NE(xml.find(part), std::string::npos) << part;
+  }
+}
+
+}  // namespace
+}  // namespace msg_tarvel::helpers

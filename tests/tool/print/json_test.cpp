@@ -1,0 +1,61 @@
+#include "print/json.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace msg_tarvel::tool {
+namespace {
+
+std::string printed(const std::vector<Json>& items, int depth = 0) {
+  std::ostringstream out;
+  JsonList list(out, depth);
+  for (const Json& item : items) list.add(item);
+  list.end();
+  return out.str();
+}
+
+TEST(JsonText, EscapesWhatATerminalObeys) {
+  EXPECT_EQ(json_text("a\x1B[31m\x7F\xC2\x85\xC2\x9F\u061C\u200E\u200F\u2028\u202E\u2066\u2069z"),
+            "\"a\\u001b[31m\\u007f\\u0085\\u009f\\u061c\\u200e\\u200f\\u2028\\u202e\\u2066\\u2069z"
+            "\"");
+  const std::string harmless =
+      "\u00A0 ü 지금 👨‍👩‍👧 \u200B \u200D \u202F \u2065 \u206A";
+  EXPECT_EQ(json_text(harmless), "\"" + harmless + "\"");
+  EXPECT_EQ(json_text("\xFF<"), "\"\uFFFD<\"");
+  EXPECT_EQ(Json::parse(json_text("\u202E\x7F")), Json("\u202E\x7F"));
+}
+
+TEST(JsonList, IsWhatTheWholeWouldBe) {
+  const Json first = {{"a", 1}, {"b", Json::array({1, "x\ny"})}, {"c", Json::array()}};
+  for (const std::vector<Json>& items : {std::vector<Json>{}, {first}, {first, 7, first}}) {
+    Json whole = Json::array();
+    for (const Json& item : items) whole.push_back(item);
+    EXPECT_EQ(printed(items), whole.dump(2) + "\n");
+    Json within;
+    within["items"] = whole;
+    EXPECT_EQ("{\n  \"items\": " + printed(items, 1) + "}", within.dump(2));
+  }
+}
+
+TEST(JsonList, GivesTheFirstItemAtOnce) {
+  class Buffer : public std::stringbuf {
+   public:
+    int flushes = 0;
+
+   protected:
+    int sync() override {
+      ++flushes;
+      return 0;
+    }
+  } buffer;
+  std::ostream out(&buffer);
+  JsonList list(out);
+  list.add(1);
+  EXPECT_EQ(buffer.flushes, 1);
+  list.add(2);
+  EXPECT_EQ(buffer.flushes, 1) << "not for each of many";
+}
+
+}  // namespace
+}  // namespace msg_tarvel::tool
