@@ -105,6 +105,7 @@ void AddressMemory::add(int convId, int addressType, const std::string& address)
 }
 
 void AddressMemory::_add(int convId, Row row) {
+  _latest.isKnown = false;
   const auto [conversation, isNew] = _byId.try_emplace(convId, _conversations.size());
   if (isNew) {
     _conversations.emplace_back();
@@ -126,6 +127,16 @@ int AddressMemory::findAlike(const std::vector<std::string>& addresses, Country 
     // A number that ends within its calling code, which the library's search does not take.
     return findSame(addresses);
   }
+  // As a rule a number's country makes no difference.
+  if (_latest.isKnown && _latest.found == found && _latest.people == addresses.size()) {
+    return _latest.convId;
+  }
+  _latest = {true, found, addresses.size(), _firstOf(found, addresses.size())};
+  return _latest.convId;
+}
+
+/** The first conversation of as many people, all of whose rows are among these. */
+int AddressMemory::_firstOf(const std::vector<const Rows*>& found, std::size_t people) {
   ++_search;
   int first = 0;
   for (const Rows* const rows : found) {
@@ -138,7 +149,7 @@ int AddressMemory::findAlike(const std::vector<std::string>& addresses, Country 
       conversation.search = _search;
       ++conversation.matched;
       const bool isWhole = conversation.matched == conversation.rows.size();
-      if (!isWhole || conversation.matched != addresses.size()) continue;
+      if (!isWhole || conversation.matched != people) continue;
       if (first == 0 || conversation.id < first) first = conversation.id;
     }
   }

@@ -53,8 +53,16 @@ class AddressMemory {
     std::size_t matched = 0;
   };
   using Rows = std::vector<std::size_t>;
+  /** A search, and what it found. */
+  struct Search {
+    bool isKnown = false;
+    std::vector<const Rows*> found;
+    std::size_t people = 0;
+    int convId = 0;
+  };
 
   void _add(int convId, Row row);
+  int _firstOf(const std::vector<const Rows*>& found, std::size_t people);
   void _appendRowsLike(const std::string& address, Country country,
                        std::vector<const Rows*>& found) const;
   void _appendRowsEndingIn(const std::string& digits, std::vector<const Rows*>& found) const;
@@ -70,6 +78,7 @@ class AddressMemory {
   std::unordered_map<std::string, Rows> _byEnding;
   Rows _withoutAddress;
   unsigned _search = 0;
+  Search _latest;
 };
 
 }  // namespace msg_tarvel::helpers
