@@ -154,8 +154,9 @@ const char* PayloadLifter::_passSkipped(const char* at, const char* end) {
 void PayloadLifter::_cut(State state, const char* begin, const char* end, std::string& out) {
   const bool isEnd = _state != state;
   const bool isValue = state == State::VALUE;
-  if (isValue && _mayBeLonger && is_stored(_attribute))
+  if (isValue && _mayBeLonger && is_stored(_attribute)) {
     _passage.extend(MOST_TEXT - MOST_OF_THE_REST);
+  }
   _mayBeLonger = false;
   _passage.pass(begin, isEnd && isValue ? end - 1 : end, out);
   if (!isEnd) return;
