@@ -18,6 +18,9 @@ namespace {
 // Rows of this type take no part in any search.
 constexpr int ADDRESS_TYPE_UNSEARCHED = 3;
 
+/** So many of a conversation's addresses are looked at for one that few others have. */
+constexpr std::size_t MOST_CHOICES = 8;
+
 // The last column: whether the row is of the kind that a store's owner writes.
 constexpr const char* READ_ADDRESSES =
     "SELECT convId, addressType, address, address IS NULL, addressType <> 3, "
@@ -105,16 +108,17 @@ void AddressMemory::add(int convId, int addressType, const std::string& address)
 }
 
 void AddressMemory::_add(int convId, Row row) {
-  const auto [conversation, isNew] = _byId.try_emplace(convId, _conversations.size());
+  _latest.isKnown = false;
+  const auto [conversation, isNew] =
+      _byId.try_emplace(convId, static_cast<std::uint32_t>(_conversations.size()));
   if (isNew) {
     _conversations.emplace_back();
     _conversations.back().id = convId;
   }
-  const std::size_t index = _rows.size();
+  const auto index = static_cast<std::uint32_t>(_rows.size());
   row.conversation = conversation->second;
   _conversations[row.conversation].rows.push_back(index);
   (row.isNull ? _withoutAddress : _byLetters[letters_of(row.address)]).push_back(index);
-  _byEnding[ending_of(row.address)].push_back(index);
   _rows.push_back(std::move(row));
 }
 
@@ -126,10 +130,20 @@ int AddressMemory::findAlike(const std::vector<std::string>& addresses, Country 
     // A number that ends within its calling code, which the library's search does not take.
     return findSame(addresses);
   }
+  // As a rule a number's country makes no difference.
+  if (_latest.isKnown && _latest.found == found && _latest.people == addresses.size()) {
+    return _latest.convId;
+  }
+  _latest = {true, found, addresses.size(), _firstOf(found, addresses.size())};
+  return _latest.convId;
+}
+
+/** The first conversation of as many people, all of whose rows are among these. */
+int AddressMemory::_firstOf(const std::vector<const Rows*>& found, std::size_t people) {
   ++_search;
   int first = 0;
   for (const Rows* const rows : found) {
-    for (const std::size_t index : *rows) {
+    for (const std::uint32_t index : *rows) {
       Row& row = _rows[index];
       if (!row.isSearched || row.search == _search) continue;
       row.search = _search;
@@ -138,7 +152,7 @@ int AddressMemory::findAlike(const std::vector<std::string>& addresses, Country 
       conversation.search = _search;
       ++conversation.matched;
       const bool isWhole = conversation.matched == conversation.rows.size();
-      if (!isWhole || conversation.matched != addresses.size()) continue;
+      if (!isWhole || conversation.matched != people) continue;
       if (first == 0 || conversation.id < first) first = conversation.id;
     }
   }
@@ -154,9 +168,14 @@ void AddressMemory::_appendRowsLike(const std::string& address, Country country,
   } else if (address.size() > digits && is_phone_number(address) &&
              is_matched_by_ending(address, country)) {
     _appendRowsEndingIn(common_util::convert_number(address), found);
-  } else if (const auto rows = _byLetters.find(letters_of(address)); rows != _byLetters.end()) {
-    found.push_back(&rows->second);
+  } else {
+    _appendRowsOf(address, found);
   }
+}
+
+void AddressMemory::_appendRowsOf(const std::string& text, std::vector<const Rows*>& found) const {
+  const auto rows = _byLetters.find(letters_of(text));
+  if (rows != _byLetters.end()) found.push_back(&rows->second);
 }
 
 void AddressMemory::_appendRowsEndingIn(const std::string& digits,
@@ -169,30 +188,52 @@ void AddressMemory::_appendRowsEndingIn(const std::string& digits,
 }
 
 int AddressMemory::findSame(const std::vector<std::string>& addresses) const {
-  // Every address is among a conversation's, so those with the rarest one are all that count.
-  const Rows* rarest = nullptr;
-  for (const std::string& address : addresses) {
-    const auto rows = _byEnding.find(ending_of(address));
-    if (rows == _byEnding.end()) return 0;
-    if (!rarest || rows->second.size() < rarest->size()) rarest = &rows->second;
-  }
+  AddressSet wanted;
+  for (const std::string& address : addresses) wanted.keep(address);
   int first = 0;
-  for (const std::size_t index : *rarest) {
-    const Conversation& conversation = _conversations[_rows[index].conversation];
-    if ((first == 0 || conversation.id < first) && _hasExactly(conversation, addresses)) {
-      first = conversation.id;
+  for (const Rows* const rows : _rarestRows(addresses)) {
+    for (const std::uint32_t index : *rows) {
+      const Conversation& conversation = _conversations[_rows[index].conversation];
+      if ((first == 0 || conversation.id < first) && _hasExactly(conversation, addresses, wanted)) {
+        first = conversation.id;
+      }
     }
   }
   return first;
 }
 
+/**
+ * The rows that may be the same as one of the addresses: that with the fewest of them, for every
+ * address is among a conversation's. A few are enough to choose from.
+ */
+std::vector<const AddressMemory::Rows*> AddressMemory::_rarestRows(
+    const std::vector<std::string>& addresses) const {
+  std::vector<const Rows*> rarest;
+  std::size_t fewest = 0;
+  for (std::size_t i = 0; i < addresses.size() && i < MOST_CHOICES; ++i) {
+    std::vector<const Rows*> found;
+    if (is_phone_number(addresses[i])) {
+      _appendRowsEndingIn(ending_of(addresses[i]), found);
+    } else {
+      if (addresses[i].empty()) found.push_back(&_withoutAddress);
+      _appendRowsOf(addresses[i], found);
+    }
+    std::size_t count = 0;
+    for (const Rows* const rows : found) count += rows->size();
+    if (i == 0 || count < fewest) {
+      rarest = found;
+      fewest = count;
+    }
+  }
+  return rarest;
+}
+
 bool AddressMemory::_hasExactly(const Conversation& conversation,
-                                const std::vector<std::string>& addresses) const {
+                                const std::vector<std::string>& addresses,
+                                const AddressSet& wanted) const {
   if (conversation.rows.size() != addresses.size()) return false;
-  AddressSet wanted;
   AddressSet stored;
-  for (const std::string& address : addresses) wanted.keep(address);
-  for (const std::size_t index : conversation.rows) {
+  for (const std::uint32_t index : conversation.rows) {
     const Row& row = _rows[index];
     if (row.isUnsearched || !wanted.contains(row.address)) return false;
     stored.keep(row.address);

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <unordered_map>
 #include <vector>
+
+#include "helpers/same_address.h"
 
 namespace msg_tarvel::helpers {
 
@@ -36,7 +39,7 @@ class AddressMemory {
 
  private:
   struct Row {
-    std::size_t conversation = 0;
+    std::uint32_t conversation = 0;
     bool isNull = false;
     /** Whether the library's search looks at it; and whether no search does. */
     bool isSearched = false;
@@ -47,29 +50,39 @@ class AddressMemory {
   };
   struct Conversation {
     int id = 0;
-    std::vector<std::size_t> rows;
+    std::vector<std::uint32_t> rows;
     /** How many of its rows the latest search that matched any of them has matched. */
     unsigned search = 0;
     std::size_t matched = 0;
   };
-  using Rows = std::vector<std::size_t>;
+  using Rows = std::vector<std::uint32_t>;
+  /** A search, and what it found. */
+  struct Search {
+    bool isKnown = false;
+    std::vector<const Rows*> found;
+    std::size_t people = 0;
+    int convId = 0;
+  };
 
   void _add(int convId, Row row);
+  int _firstOf(const std::vector<const Rows*>& found, std::size_t people);
   void _appendRowsLike(const std::string& address, Country country,
                        std::vector<const Rows*>& found) const;
+  void _appendRowsOf(const std::string& text, std::vector<const Rows*>& found) const;
   void _appendRowsEndingIn(const std::string& digits, std::vector<const Rows*>& found) const;
-  bool _hasExactly(const Conversation& conversation,
-                   const std::vector<std::string>& addresses) const;
+  std::vector<const Rows*> _rarestRows(const std::vector<std::string>& addresses) const;
+  bool _hasExactly(const Conversation& conversation, const std::vector<std::string>& addresses,
+                   const AddressSet& wanted) const;
 
   bool _isAsSearched = true;
   std::vector<Row> _rows;
   std::vector<Conversation> _conversations;
-  std::unordered_map<int, std::size_t> _byId;
+  std::unordered_map<int, std::uint32_t> _byId;
   /** By the address as LIKE reads it, last character first. */
   std::map<std::string, Rows> _byLetters;
-  std::unordered_map<std::string, Rows> _byEnding;
   Rows _withoutAddress;
   unsigned _search = 0;
+  Search _latest;
 };
 
 }  // namespace msg_tarvel::helpers

@@ -88,8 +88,9 @@ void AddressSet::keep(const std::string& address) {
     bucket.first = address;
     return;
   }
-  if (!is_written_alike(bucket.first, address)) bucket.unlikeFirst = address;
-  bucket.others.insert(address);
+  if (!bucket.others) bucket.others = std::make_unique<Others>();
+  if (!is_written_alike(bucket.first, address)) bucket.others->unlikeFirst = address;
+  bucket.others->all.insert(address);
 }
 
 const std::string* AddressSet::find(const std::string& address) const {
@@ -97,8 +98,10 @@ const std::string* AddressSet::find(const std::string& address) const {
   if (entry == _byEnding.end()) return nullptr;
   const Bucket& bucket = entry->second;
   if (bucket.first == address || !is_written_alike(bucket.first, address)) return &bucket.first;
-  if (const auto same = bucket.others.find(address); same != bucket.others.end()) return &*same;
-  return bucket.unlikeFirst.empty() ? nullptr : &bucket.unlikeFirst;
+  if (!bucket.others) return nullptr;
+  const Others& others = *bucket.others;
+  if (const auto same = others.all.find(address); same != others.all.end()) return &*same;
+  return others.unlikeFirst.empty() ? nullptr : &others.unlikeFirst;
 }
 
 }  // namespace msg_tarvel::helpers

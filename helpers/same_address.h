@@ -2,6 +2,7 @@
 
 // When two addresses are one person's. Every program that asks answers alike.
 
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -50,12 +51,16 @@ class AddressSet {
   bool empty() const { return _byEnding.empty(); }
 
  private:
+  struct Others {
+    /** One that is written in another way than the first; empty for none. */
+    std::string unlikeFirst;
+    std::unordered_set<std::string> all;
+  };
   /** Of one ending, where only numbers that are written alike are not the same. */
   struct Bucket {
     std::string first;
-    /** One that is written in another way than the first; empty for none. */
-    std::string unlikeFirst;
-    std::unordered_set<std::string> others;
+    /** Beside the first; as a rule there are none. */
+    std::unique_ptr<Others> others;
   };
 
   std::unordered_map<std::string, Bucket> _byEnding;

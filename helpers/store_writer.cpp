@@ -89,16 +89,15 @@ std::vector<std::string> people_of(const Message& message) {
   return people_among(addresses);
 }
 
-/** What a message says of each of its people, first. */
+/** What a message says of each of its people, who are in its order, first. */
 std::vector<Address> addresses_of(const std::vector<std::string>& people, const Message& message) {
-  std::unordered_map<std::string, const Address*> said;
-  for (const Address& one : message.addresses) {
-    said.try_emplace(normalised_address(one.address), &one);
-  }
   std::vector<Address> addresses;
   addresses.reserve(people.size());
-  for (const std::string& person : people) {
-    addresses.push_back(*said.at(person));
+  for (const Address& one : message.addresses) {
+    if (addresses.size() == people.size()) break;
+    const std::string& person = people[addresses.size()];
+    if (normalised_address(one.address) != person) continue;
+    addresses.push_back(one);
     addresses.back().address = person;
   }
   return addresses;

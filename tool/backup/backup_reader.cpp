@@ -19,6 +19,8 @@ namespace {
 
 constexpr std::size_t READ_SIZE = 65536;
 constexpr std::size_t ELEMENT_SIZE = 32;
+/** Of a message with all its parts and addresses; beyond it is no message that anybody sent. */
+constexpr std::size_t MOST_OF_A_MESSAGE = 2 * MOST_TEXT;
 
 /** For a reading that looks at the messages only. */
 class NoPayloads : public PayloadSink {
@@ -67,7 +69,7 @@ class Attributes {
 
   /** What the element takes in memory, at least; much of it for one that was cut. */
   std::size_t size() const {
-    std::size_t size = view(CUT_MARK).begin ? MOST_TEXT : ELEMENT_SIZE;
+    std::size_t size = view(CUT_MARK).begin ? MOST_OF_A_MESSAGE : ELEMENT_SIZE;
     for (int i = 0; i < _count; ++i) {
       const xmlChar** const attribute = _values + 5 * static_cast<std::ptrdiff_t>(i);
       size += static_cast<std::size_t>(attribute[4] - attribute[3]);
@@ -264,7 +266,7 @@ void Reader::start(const std::string& name, const Attributes& attributes) {
     _message.subject = attributes[_message.isMultimedia ? "sub" : "subject"];
     _message.body = attributes.text("body");
     _messageSize = 0;
-    if (attributes.view(CUT_MARK).begin) takesTooMuch(MOST_TEXT);
+    if (attributes.view(CUT_MARK).begin) takesTooMuch(MOST_OF_A_MESSAGE);
   } else if (_inMessage && name == "part") {
     BackupPart part;
     part.sequence = attributes["seq"];
@@ -290,7 +292,7 @@ void Reader::end() {
 /** Whether the message is too large with as much more of it, or was so before. */
 bool Reader::takesTooMuch(std::size_t size) {
   _messageSize += size;
-  if (_messageSize < MOST_TEXT || _message.isTooLarge) return _message.isTooLarge;
+  if (_messageSize < MOST_OF_A_MESSAGE || _message.isTooLarge) return _message.isTooLarge;
   _message.isTooLarge = true;
   for (const BackupPart& part : _message.parts) {
     if (_stage) _stage->drop(part.payload);

@@ -12,6 +12,8 @@ constexpr std::size_t SEGMENT_PIECE = 65536;
 /** As much of the file's beginning is looked at for its encoding and its root. */
 constexpr std::size_t BEGINNING = 4096;
 
+constexpr const char* CUT_SHORT = "the file ends before its end";
+
 constexpr std::string_view ROOT = "<smses";
 constexpr std::string_view END = "</smses";
 constexpr std::string_view DOCUMENT_BEGIN = "<smses>";
@@ -41,10 +43,14 @@ class Segments {
 
   /** Of the segment; 0 at its end. */
   std::size_t read(char* buffer, std::size_t size);
+  /** Goes on to the end of the segment. */
+  void skip();
   /** Goes on to the next segment; false when there is none. */
   bool next();
 
   int line() const { return _line; }
+  /** To be asked at the end of a segment. */
+  bool isLast() const { return !_isWhole; }
   bool isEnd() const { return begins_with(std::string_view(_text).substr(_at), END); }
   std::string beginning();
 
@@ -115,10 +121,14 @@ std::size_t Segments::read(char* buffer, std::size_t size) {
   return count;
 }
 
-bool Segments::next() {
+void Segments::skip() {
   char rest[SEGMENT_PIECE];
   while (read(rest, sizeof rest) > 0) {
   }
+}
+
+bool Segments::next() {
+  skip();
   if (!_isWhole) return false;
   _isWhole = false;
   ++_end;  // beyond the "<" that this one begins with
@@ -147,6 +157,14 @@ std::size_t read_between(std::string& prefix, Segments& segments, std::string& s
   return 0;
 }
 
+/** In the parser's words a tag's line is one of the segment: "mms line 1 and smses". */
+std::string without_its_lines(const std::string& problem) {
+  const std::size_t begin = problem.find(" line ");
+  if (begin == std::string::npos) return problem;
+  const std::size_t end = problem.find_first_not_of("0123456789", begin + 6);
+  return problem.substr(0, begin) + (end == std::string::npos ? "" : problem.substr(end));
+}
+
 void read_segment(const BackupFile& file, std::string prefix, Segments& segments,
                   PayloadStage* stage, const BackupEvents& events) {
   std::string suffix(DOCUMENT_END);
@@ -159,7 +177,10 @@ void read_segment(const BackupFile& file, std::string prefix, Segments& segments
   try {
     read_source(source, stage, events);
   } catch (const BackupDamage& damage) {
-    events.onDamage(damage);
+    segments.skip();
+    const bool isCut = segments.isLast();
+    events.onDamage(BackupDamage(file.name(), damage.line,
+                                 isCut ? CUT_SHORT : without_its_lines(damage.problem)));
   }
   if (stage) stage->abandon();
 }
@@ -181,12 +202,17 @@ void read_damaged_backup(const BackupFile& file, PayloadStage* stage, const Back
   prefix.erase(std::remove(prefix.begin(), prefix.end(), '\n'), prefix.end());
   prefix += DOCUMENT_BEGIN;
   bool isEnded = false;
+  bool isCutNoted = false;
+  events_of_messages.onDamage = [&](const BackupDamage& damage) {
+    isCutNoted = damage.problem == CUT_SHORT;
+    events.onDamage(damage);
+  };
   while (segments.next()) {
     isEnded = segments.isEnd();
     if (!isEnded) read_segment(file, prefix, segments, stage, events_of_messages);
   }
-  if (!isEnded) {
-    events.onDamage(BackupDamage(file.name(), segments.line(), "the file ends before its end"));
+  if (!isEnded && !isCutNoted) {
+    events.onDamage(BackupDamage(file.name(), segments.line(), CUT_SHORT));
   }
 }
 

@@ -16,6 +16,8 @@ class Passage {
  public:
   /** A text begins, of which about `most` bytes may pass. */
   void begin(std::size_t most);
+  /** As many more may. */
+  void extend(std::size_t more) { _left += more; }
   /** Whether all of a piece of the text may pass as it is, which it then counts as having done. */
   bool passes(std::size_t size);
   /** Appends what may pass of a piece. */

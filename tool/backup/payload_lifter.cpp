@@ -154,6 +154,10 @@ const char* PayloadLifter::_passSkipped(const char* at, const char* end) {
 void PayloadLifter::_cut(State state, const char* begin, const char* end, std::string& out) {
   const bool isEnd = _state != state;
   const bool isValue = state == State::VALUE;
+  if (isValue && _mayBeLonger && is_stored(_attribute)) {
+    _passage.extend(MOST_TEXT - MOST_OF_THE_REST);
+  }
+  _mayBeLonger = false;
   _passage.pass(begin, isEnd && isValue ? end - 1 : end, out);
   if (!isEnd) return;
   if (isValue) {
@@ -254,7 +258,8 @@ void PayloadLifter::_beginValue(char quote) {
   _quote = quote;
   const bool isPayload = _element == PART && _attribute == DATA;
   _state = isPayload ? State::PAYLOAD : State::VALUE;
-  _passage.begin(is_stored(_attribute) ? MOST_TEXT : MOST_OF_THE_REST);
+  _passage.begin(MOST_OF_THE_REST);
+  _mayBeLonger = !isPayload;
 }
 
 void PayloadLifter::_beginPayload(std::string& out) {

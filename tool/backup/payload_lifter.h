@@ -116,6 +116,8 @@ class PayloadLifter {
   std::string _latest;
   /** Of a value, a payload's strange characters, or what is skipped. */
   Passage _passage;
+  /** Whether it is not yet seen to be the beginning of a long value, which may be one of a text. */
+  bool _mayBeLonger = false;
   bool _isMarked = false;
   long _linesCut = 0;
   /** By the line that the parser had come to: how many lines were cut so far. */

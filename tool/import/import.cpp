@@ -359,7 +359,7 @@ void Import::store(BackupMessage& message) {
     return;
   }
   const std::string text = text_of(message);
-  const NamedPeople people = named_people(message);
+  NamedPeople people = named_people(message);
   const std::string mark = import_mark_of(message, people, text);
   reason = skipReasonIfKnown(message, people, text, mark);
   if (!reason.empty()) {
@@ -369,6 +369,9 @@ void Import::store(BackupMessage& message) {
 
   Message stored = stored_message(message, text);
   stored.addresses = addresses_of(participantsOf(people));
+  // Of a message to very many it would be much.
+  people = {};
+  message.address = {};
   const int convId = _writer->conversationOf(stored);
   const std::string sender = sender_of(message);
   if (stored.addresses.size() > 1 && !sender.empty()) {

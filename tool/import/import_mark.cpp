@@ -14,25 +14,20 @@ namespace {
 /** So many last digits tell numbers apart, on every device alike. */
 constexpr std::size_t TELLING_DIGITS = 8;
 
-/** Adds fields to a digest so that no two lists of fields give the same one. */
+/** A digest of fields: no two lists of them give the same one. */
 class Fingerprint {
  public:
-  Fingerprint() : _checksum(g_checksum_new(G_CHECKSUM_SHA256)) {}
-  Fingerprint(const Fingerprint&) = delete;
-  Fingerprint& operator=(const Fingerprint&) = delete;
-  ~Fingerprint() { g_checksum_free(_checksum); }
-
-  void add(const std::string& field) {
-    const std::string length = std::to_string(field.size()) + ":";
-    for (const std::string* piece : {&length, &field}) {
-      g_checksum_update(_checksum, reinterpret_cast<const guchar*>(piece->data()),
-                        static_cast<gssize>(piece->size()));
-    }
+  void add(const std::string& field) { _fields += std::to_string(field.size()) + ":" + field; }
+  std::string text() const {
+    char* const digest = g_compute_checksum_for_string(G_CHECKSUM_SHA256, _fields.data(),
+                                                       static_cast<gssize>(_fields.size()));
+    std::string text(digest);
+    g_free(digest);
+    return text;
   }
-  std::string text() { return g_checksum_get_string(_checksum); }
 
  private:
-  GChecksum* _checksum;
+  std::string _fields;
 };
 
 std::string mark_of(const BackupMessage& message, const std::vector<std::string>& addresses,
