@@ -38,6 +38,15 @@ std::string source_of(const std::string& key) {
 
 }  // namespace
 
+void require_settings() {
+  forget_log_errors();
+  int digits = 0;
+  const bool areDigitsThere = vconf_get_int(DIGITS_SETTING, &digits) >= 0;
+  const std::unique_ptr<char, decltype(&std::free)> country(vconf_get_str(COUNTRY_SETTING),
+                                                            &std::free);
+  if (!areDigitsThere || !country) fail_with_log("cannot read the device's settings");
+}
+
 Setting read_setting(const std::string& key) {
   const std::unique_ptr<char, decltype(&std::free)> value(vconf_get_str(key.c_str()), &std::free);
   return {key, value ? value.get() : "", value != nullptr, source_of(key)};
@@ -47,15 +56,6 @@ std::vector<Setting> read_settings() {
   std::vector<Setting> settings;
   for (const char* const key : KEYS) settings.push_back(read_setting(key));
   return settings;
-}
-
-void require_settings() {
-  forget_log_errors();
-  int digits = 0;
-  const bool areDigitsThere = vconf_get_int(DIGITS_SETTING, &digits) >= 0;
-  if (!areDigitsThere || !read_setting(COUNTRY_SETTING).isReadable) {
-    fail_with_log("cannot read the device's settings");
-  }
 }
 
 }  // namespace msg_tarvel::tool

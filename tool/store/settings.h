@@ -18,13 +18,13 @@ struct Setting {
 constexpr const char* COUNTRY_SETTING = "db/csc/country_iso";
 constexpr const char* DIGITS_SETTING = "db/contacts-svc/phonenumber_min_match_digit";
 
-Setting read_setting(const std::string& key);
-std::vector<Setting> read_settings();
-
 /**
  * Throws a Failure when the device's settings that decide which numbers are the same cannot be
  * read: the library would compare in another way then.
  */
 void require_settings();
+
+Setting read_setting(const std::string& key);
+std::vector<Setting> read_settings();
 
 }  // namespace msg_tarvel::tool
