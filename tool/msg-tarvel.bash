@@ -47,8 +47,7 @@ _msg_tarvel() {
       -*) ;;
       *)
         case ${command:+$command }${COMP_WORDS[i]} in
-          'create' | 'generate' | 'check' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
-          'create' | 'check' | 'repair' | 'backup' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
+          'create' | 'generate' | 'check' | 'repair' | 'backup' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
             command=${command:+$command }${COMP_WORDS[i]}
             ;;
         esac
@@ -59,8 +58,7 @@ _msg_tarvel() {
   case $command in
     '')
       options='-h --help --help-all --version --data-dir --verbose'
-      argument='_msg_tarvel_words create generate check import threads conversation messages find-thread commands buffer'
-      argument='_msg_tarvel_words create check repair backup import threads conversation messages find-thread commands buffer'
+      argument='_msg_tarvel_words create generate check repair backup import threads conversation messages find-thread commands buffer'
       ;;
     'create')
       options='-h --help --help-all --version --data-dir --verbose --json --no-indexes'
@@ -75,7 +73,7 @@ _msg_tarvel() {
       options='-h --help --help-all --version --data-dir --verbose --json --dry-run'
       ;;
     'backup')
-      options='-h --help --help-all --version --data-dir --verbose --json'
+      options='-h --help --help-all --version --data-dir --verbose --json --redact'
       argument='_msg_tarvel_files -f'
       ;;
     'import')

@@ -20,8 +20,7 @@ function __msg_tarvel_at
             case '*'
                 set -l longer (string join ' ' $command $word)
                 switch $longer
-                    case 'create' 'generate' 'check' 'import' 'threads' 'conversation' 'messages' 'find-thread' 'commands' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
-                    case 'create' 'check' 'repair' 'backup' 'import' 'threads' 'conversation' 'messages' 'find-thread' 'commands' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
+                    case 'create' 'generate' 'check' 'repair' 'backup' 'import' 'threads' 'conversation' 'messages' 'find-thread' 'commands' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
                         set command $longer
                 end
         end
@@ -59,6 +58,7 @@ complete -c msg-tarvel -n '__msg_tarvel_at repair' -l json -d 'Print JSON, every
 complete -c msg-tarvel -n '__msg_tarvel_at repair' -l dry-run -d 'Say what would be done, and change nothing'
 complete -c msg-tarvel -n '__msg_tarvel_at backup' -F
 complete -c msg-tarvel -n '__msg_tarvel_at backup' -l json -d 'Print JSON, every field as it is stored'
+complete -c msg-tarvel -n '__msg_tarvel_at backup' -l redact -d 'Without what people wrote, and their numbers'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -F
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l json -d 'Print JSON, every field as it is stored'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l own-number -d 'A number of the phone\'s owner, who is no participant of a conversation; may be repeated (default: what the store\'s SIM cards and the file itself show)' -r -f

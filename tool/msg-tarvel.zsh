@@ -73,6 +73,7 @@ _msg-tarvel-repair() {
 _msg-tarvel-backup() {
   local -a own=(
     '--json[Print JSON, every field as it is stored]'
+    '--redact[Without what people wrote, and their numbers]'
     ':FILE:_files'
   )
   _arguments $everywhere $own
