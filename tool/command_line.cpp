@@ -37,6 +37,7 @@ CommandLine::CommandLine() {
   declare_check(_commands);
   declare_repair(_commands);
   declare_backup(_commands);
+  declare_export(_commands);
   declare_import(_commands);
   declare_threads(_commands);
   declare_conversation(_commands);

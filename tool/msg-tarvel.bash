@@ -25,6 +25,14 @@ _msg_tarvel() {
       _msg_tarvel_files -d
       return
       ;;
+    --media)
+      _msg_tarvel_files -d
+      return
+      ;;
+    --media)
+      _msg_tarvel_files -d
+      return
+      ;;
     --folder-type)
       _msg_tarvel_words NO_FOLDER MAIN_FOLDER_1 MAIN_FOLDER_2 MAIN_FOLDER_3 MAIN_FOLDER_4 MAIN_FOLDER_5 STANDALONE_FOLDER_1 STANDALONE_FOLDER_2 STANDALONE_FOLDER_3 STANDALONE_FOLDER_4 STANDALONE_FOLDER_5 ALL_FOLDERS FOLDER_PAIR_1 FOLDER_PAIR_2 FOLDER_PAIR_3 FOLDER_PAIR_4 FOLDER_PAIR_5
       return
@@ -40,14 +48,14 @@ _msg_tarvel() {
 
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
-      --data-dir | --seed | --messages | --conversations | --own-number | --read-filter | --limit | --folder-type | --storage-id | --msg-type | --conv-ids | -o | --output)
+      --data-dir | --seed | --messages | --conversations | --media | --own-number | --media | --read-filter | --limit | --folder-type | --storage-id | --msg-type | --conv-ids | -o | --output)
         [ "${COMP_WORDS[i + 1]}" != = ] || ((i++))
         ((i++))
         ;;
       -*) ;;
       *)
         case ${command:+$command }${COMP_WORDS[i]} in
-          'create' | 'generate' | 'check' | 'repair' | 'backup' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
+          'create' | 'generate' | 'check' | 'repair' | 'backup' | 'export' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
             command=${command:+$command }${COMP_WORDS[i]}
             ;;
         esac
@@ -58,7 +66,7 @@ _msg_tarvel() {
   case $command in
     '')
       options='-h --help --help-all --version --data-dir --verbose'
-      argument='_msg_tarvel_words create generate check repair backup import threads conversation messages find-thread commands buffer'
+      argument='_msg_tarvel_words create generate check repair backup export import threads conversation messages find-thread commands buffer'
       ;;
     'create')
       options='-h --help --help-all --version --data-dir --verbose --json --no-indexes'
@@ -76,8 +84,11 @@ _msg_tarvel() {
       options='-h --help --help-all --version --data-dir --verbose --json --redact'
       argument='_msg_tarvel_files -f'
       ;;
+    'export')
+      options='-h --help --help-all --version --data-dir --verbose --json --media'
+      ;;
     'import')
-      options='-h --help --help-all --version --data-dir --verbose --json --own-number --no-indexes'
+      options='-h --help --help-all --version --data-dir --verbose --json --own-number --media --no-indexes'
       argument='_msg_tarvel_files -f'
       ;;
     'threads')

@@ -18,6 +18,7 @@ _msg-tarvel() {
     'check:Looks for what is wrong with the store'
     'repair:Mends what is wrong with the store and needs no guessing'
     'backup:Writes the store'\''s database to a file, while others use it'
+    'export:Prints the whole store as lines of JSON'
     'import:Imports the XML that Android phones'\'' SMS/MMS backup programs write'
     'threads:Lists the conversations, newest first'
     'conversation:Shows the messages of a conversation, oldest first'
@@ -79,10 +80,19 @@ _msg-tarvel-backup() {
   _arguments $everywhere $own
 }
 
+_msg-tarvel-export() {
+  local -a own=(
+    '--json[Print JSON, every field as it is stored]'
+    '--media=[Write the files into this directory instead of the lines]:DIR:_files -/'
+  )
+  _arguments $everywhere $own
+}
+
 _msg-tarvel-import() {
   local -a own=(
     '--json[Print JSON, every field as it is stored]'
     '*--own-number=[A number of the phone'\''s owner, who is no participant of a conversation; may be repeated (default: what the store'\''s SIM cards and the file itself show)]:NUMBER: '
+    '--media=[Where the files of an export lie that was written with --media]:DIR:_files -/'
     '--no-indexes[Add no indexes to a store that lacks them]'
     ':FILE:_files'
   )

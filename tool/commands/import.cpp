@@ -9,6 +9,7 @@
 
 #include "commands/command_set.h"
 #include "commands/commands.h"
+#include "commands/import_lines.h"
 #include "exit_status.h"
 #include "helpers/transaction.h"
 #include "print/json.h"
@@ -23,6 +24,7 @@ constexpr std::size_t MOST_REPORT_LINES = 20;
 
 struct ImportArguments {
   std::string file;
+  std::string media;
   ImportOptions options;
 };
 
@@ -68,6 +70,10 @@ void print_text(std::ostream& out, const ImportSummary& summary) {
 int import_file(const Output& output, const ImportArguments& arguments) {
   require_store();
   const helpers::StoreSession session;
+  if (is_export(arguments.file)) {
+    return import_lines(output, arguments.file,
+                        {arguments.media, arguments.options.withoutIndexes});
+  }
   const ImportSummary summary = import_backup(arguments.file, arguments.options);
   if (output.json) {
     print_json(output, to_json(summary));
@@ -91,12 +97,15 @@ void declare_import(CommandSet& commands) {
       "import stored is skipped. All of the file is imported, or nothing of it. A store without\n"
       "indexes gets them with it.",
       [arguments](const Output& output) { return import_file(output, *arguments); });
-  app.add_option("FILE", arguments->file, "The backup")->required();
+  app.add_option("FILE", arguments->file, "The backup, or what 'msg-tarvel export' wrote")->required();
   app.add_option("--own-number", arguments->options.ownNumbers,
                  "A number of the phone's owner, who is no participant of a conversation; may be "
                  "repeated (default: what the store's SIM cards and the file itself show)")
       ->type_name("NUMBER")
       ->allow_extra_args(false);
+  app.add_option("--media", arguments->media,
+                 "Where the files of an export lie that was written with --media")
+      ->type_name("DIR");
   app.add_flag("--no-indexes", arguments->options.withoutIndexes,
                "Add no indexes to a store that lacks them");
 }

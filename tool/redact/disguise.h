@@ -35,7 +35,7 @@ class Disguise {
    * of its beginning, so do those of others that go on in the same way. Else a digit could become
    * what it never was the same as.
    */
-  void learn(const std::string& number);
+  void learn(const std::string& original);
 
   /** A text, but for the extension of a type that is known. */
   std::string path(const std::string& original) const;

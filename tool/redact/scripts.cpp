@@ -10,8 +10,8 @@ namespace {
 /** Characters for each other, all as long in UTF-8; of a stride of 2 every other one has its case.
  */
 struct Alphabet {
-  char32_t first;
-  char32_t last;
+  char32_t first = 0;
+  char32_t last = 0;
   char32_t stride = 1;
 };
 
