@@ -88,7 +88,7 @@ _msg_tarvel() {
       options='-h --help --help-all --version --data-dir --verbose --json --media'
       ;;
     'import')
-      options='-h --help --help-all --version --data-dir --verbose --json --own-number --media --no-indexes'
+      options='-h --help --help-all --version --data-dir --verbose --json --own-number --keep-going --dry-run --media --no-indexes'
       argument='_msg_tarvel_files -f'
       ;;
     'threads')

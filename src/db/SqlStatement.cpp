@@ -54,8 +54,12 @@ long long SqlStatement::getInt64(int column) const { return sqlite3_column_int64
 
 std::string SqlStatement::getText(int column) const {
   const unsigned char* text = sqlite3_column_text(_stmt, column);
-  return text ? std::string(reinterpret_cast<const char*>(text)) : std::string();
+  if (text) return reinterpret_cast<const char*>(text);
+  if (_stmt && sqlite3_errcode(sqlite3_db_handle(_stmt)) == SQLITE_NOMEM) LostTexts::add();
+  return {};
 }
+
+thread_local unsigned LostTexts::count = 0;
 
 void SqlStatement::_finalize() {
   if (!_stmt) {

@@ -8,6 +8,7 @@
 #include <vconf.h>
 
 #include <cstdint>
+#include <utility>
 
 #include "db/bounded_text.h"
 #include "db/db_common_funcs_internal.h"
@@ -808,14 +809,17 @@ int db_get_subscription_info(unsigned long long& notiIdx, std::string& restartTo
   const auto statement = compile(SELECT_SUBSCRIPTION, site);
   if (!statement) return DB_ERR_PREPARE;
   statement->bind(1, SUBSCRIPTION_ROW_ID);
-  const int ret = statement->step();
+  const LostTexts lost;
+  int ret = statement->step();
+  std::string token = ret == DB_ROW ? statement->getText(1) : std::string();
+  if (lost.any()) ret = step_behind_lost_text(*statement);
   if (ret == DB_ERR_STEP) {
     log_step_failure(StepFailure::WITH_CODE, ret, site);
     return ret;
   }
   if (ret == DB_ROW) {
     notiIdx = static_cast<unsigned long long>(statement->getInt64(0));
-    restartToken = statement->getText(1);
+    restartToken = std::move(token);
   }
   return DB_SUCCESS;
 }

@@ -139,6 +139,8 @@ class Query {
   sqlite3* db() const { return _db; }
   bool hasRow() const { return _code == SQLITE_ROW; }
   bool isDone() const { return _code == SQLITE_DONE; }
+  /** Of a row, or of what it depends on. */
+  bool hasLostText() const { return _lost.any(); }
   SqlStatement& row() { return _rows->row(); }
   void next() { _code = _rows->step(); }
 
@@ -163,6 +165,7 @@ class Query {
   std::optional<QuietStatement> _rows;
   int _code = SQLITE_MISUSE;
   bool _isReadable = false;
+  LostTexts _lost;
   std::optional<int> _answer;
 };
 
@@ -400,7 +403,8 @@ FastResult read_list(const std::string& sql, bool (*isAsCreated)(sqlite3*),
     readRow(query.row(), item);
     if (!has_usual_ids(query.row(), item)) return query.handOver();
   }
-  if (!query.isDone() || !readDependents(query.db(), items, appended.begin)) {
+  if (!query.isDone() || !readDependents(query.db(), items, appended.begin) ||
+      query.hasLostText()) {
     return query.handOver();
   }
   return {appended.keep()};
@@ -593,6 +597,7 @@ FastResult read_one_thread(int convId, Thread& thread, log::CallSite site) {
   }
   if (!states.exist) return {DB_NO_DATA};
   read_thread(query.row(), thread);
+  if (query.hasLostText()) return query.handOver();
   tell(states, thread);
   return {DB_SUCCESS};
 }

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "db/SqlStatement_internal.h"
 #include "log.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/SqlStatement.h"
@@ -55,6 +56,12 @@ struct ListFailures {
 constexpr ListFailures BOUND_LIST_FAILURES = {StepFailure::WITH_CODE, StepFailure::WITH_CODE,
                                               nullptr};
 
+/** The step behind a row that lost a text: it reports why, and never gives a row. */
+inline int step_behind_lost_text(SqlStatement& statement) {
+  statement.step();
+  return DB_ERR_STEP;
+}
+
 /**
  * Steps `statement`, whose first step gave `ret`, to its end and appends to `items` what `readRow`
  * makes of each row.
@@ -65,10 +72,15 @@ int append_rows(SqlStatement& statement, int ret, int (*readRow)(SqlStatement&, 
   StepFailure stepFailure = failures.firstStep;
   while (ret == DB_ROW) {
     Item item;
+    const LostTexts lost;
     const int readRet = readRow(statement, item);
     if (readRet != DB_SUCCESS) {
       if (failures.reader) MSG_TARVEL_ERROR_AT(site, "%s() failed!", failures.reader);
       return readRet;
+    }
+    if (lost.any()) {
+      ret = step_behind_lost_text(statement);
+      break;
     }
     items.push_back(std::move(item));
     stepFailure = failures.laterStep;
@@ -101,7 +113,12 @@ int read_first(SqlStatement& statement, int ret, int (*readRow)(SqlStatement&, I
   }
   if (ret != DB_ROW) return DB_NO_DATA;
 
+  const LostTexts lost;
   const int readRet = readRow(statement, item);
+  if (readRet == DB_SUCCESS && lost.any()) {
+    log_step_failure(StepFailure::PLAIN, step_behind_lost_text(statement), site);
+    return DB_ERR_STEP;
+  }
   if (readRet != DB_SUCCESS && reader) MSG_TARVEL_ERROR_AT(site, "%s() failed!", reader);
   return readRet;
 }

@@ -394,6 +394,100 @@ TEST_P(SqliteWithoutMemory, IsTakenBack) {
 
 INSTANTIATE_TEST_SUITE_P(With, SqliteWithoutMemory, ::testing::Bool(), &name_of_store);
 
+/** Of a store in UTF-16, each text of which SQLite needs memory to give. */
+class LostTextsOfAStore : public SqliteWithoutMemory {
+ protected:
+  /** A row has many texts, so that none is passed over in every row. */
+  static constexpr int STRIDE = 3;
+
+  LostTextsOfAStore() {
+    init_db();
+    deinit_db();
+    std::vector<std::string> tables;
+    {
+      RawConnection made(dbFile());
+      tables = made.column(
+          "SELECT sql FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite%';");
+    }
+    unlink(dbFile().c_str());
+    RawConnection store(dbFile());
+    store.exec("PRAGMA encoding = 'UTF-16'; PRAGMA journal_mode = PERSIST;");
+    for (const std::string& table : tables) store.exec(table);
+  }
+
+  static std::vector<ListQuery> queries() {
+    std::vector<ListQuery> all = list_queries();
+    all.push_back({"message", [] {
+                     return item_outcome<Message>(
+                         [](Message& message) { return db::db_get_message(1, message); });
+                   }});
+    all.push_back({"thread", [] {
+                     return item_outcome<Thread>(
+                         [](Thread& thread) { return db::db_get_thread(1, thread); });
+                   }});
+    all.push_back({"addresses", [] {
+                     return list_outcome<Address>(
+                         2, [](auto& out) { return db::db_get_addresses(1, out); });
+                   }});
+    all.push_back({"contents", [] {
+                     return list_outcome<Content>(
+                         2, [](auto& out) { return db::db_get_contents(1, out); });
+                   }});
+    return all;
+  }
+
+  /**
+   * The allocations of a query fail in turn. It says so or gives what it gives otherwise; lists
+   * keep the rows before the failure.
+   */
+  static void expectNoSuccessWithOtherTexts(bool isFast) {
+    for (const ListQuery& query : queries()) {
+      SCOPED_TRACE(query.name);
+      const std::string name = query.name;
+      const bool isSingle = name == "message" || name == "thread";
+      const Outcome whole = ask(query.ask, isFast);
+      bool hasFailed = true;
+      int failures = 0;
+      for (int moment = 1; hasFailed; moment += isSingle ? 1 : STRIDE) {
+        left = moment;
+        const Outcome outcome = ask(query.ask, isFast);
+        hasFailed = left == 0;
+        left = 0;
+        // A message is given without its metadata rather than not at all.
+        const bool lacksMetadata =
+            outcome.lines.find("db_get_nms_msg_meta() failed") != std::string::npos;
+        if (outcome.result == whole.result) {
+          ASSERT_TRUE(lacksMetadata || outcome.items == whole.items) << "moment " << moment;
+        } else {
+          ASSERT_TRUE(lacksMetadata || isSingle || begins_with(whole.items, outcome.items))
+              << "moment " << moment;
+          ++failures;
+          ASSERT_TRUE(outcome.result == DB_ERR_STEP || outcome.result == DB_ERR_PREPARE)
+              << outcome.result;
+          const bool isStep = outcome.result == DB_ERR_STEP;
+          ASSERT_NE(outcome.lines.find(isStep ? "sqlite3_step() failed: (7)"
+                                              : "compileStatement() failed"),
+                    std::string::npos)
+              << outcome.lines;
+        }
+      }
+      EXPECT_TRUE(isFast || failures > 0);
+    }
+  }
+};
+
+TEST_P(LostTextsOfAStore, FailTheirRowInTheDefinedWay) {
+  fillAndIndex();
+  expectNoSuccessWithOtherTexts(false);
+}
+
+TEST_P(LostTextsOfAStore, AreTakenBackByTheFastWay) {
+  fillAndIndex();
+  expectNoSuccessWithOtherTexts(true);
+}
+
+INSTANTIATE_TEST_SUITE_P(With, LostTextsOfAStore, ::testing::Bool(), &name_of_store);
+
 // ---- Locks -------------------------------------------------------------------------------------
 
 class LockedStore : public FastQueryTest {

@@ -43,7 +43,8 @@ PayloadStage::Checksum::Checksum() : handle(g_checksum_new(G_CHECKSUM_SHA256)) {
 
 PayloadStage::Checksum::~Checksum() { g_checksum_free(handle); }
 
-PayloadStage::PayloadStage(std::string directory) : _directory(std::move(directory)) {}
+PayloadStage::PayloadStage(std::string directory, bool isDryRun)
+    : _directory(std::move(directory)), _isDryRun(isDryRun) {}
 
 PayloadStage::~PayloadStage() {
   if (_open && _open->file != -1) close(_open->file);
@@ -100,11 +101,11 @@ Payload PayloadStage::_finish() {
 }
 
 void PayloadStage::_write() {
-  if (_open->file == -1) _createFile();
+  if (_open->file == -1 && !_isDryRun) _createFile();
   const std::string& bytes = _open->bytes;
   g_checksum_update(_open->checksum.handle, reinterpret_cast<const guchar*>(bytes.data()),
                     static_cast<gssize>(bytes.size()));
-  write_all(_open->file, bytes, _path(_open->payload.name));
+  if (!_isDryRun) write_all(_open->file, bytes, _path(_open->payload.name));
   _open->payload.size += static_cast<long long>(bytes.size());
   _open->bytes.clear();
 }
@@ -145,6 +146,16 @@ Payload PayloadStage::take(long number) {
   return {};
 }
 
+void PayloadStage::abandon() {
+  if (_open) {
+    if (_open->file != -1) close(_open->file);
+    drop(_open->payload);
+    _open.reset();
+  }
+  for (const Finished& finished : _finished) drop(finished.payload);
+  _finished.clear();
+}
+
 Payload PayloadStage::decode(const char* text, std::size_t size) {
   // A payload may be half read by the time the parser hands over one of its own.
   std::unique_ptr<Open> halfRead;
@@ -158,8 +169,9 @@ Payload PayloadStage::decode(const char* text, std::size_t size) {
 
 std::string PayloadStage::keep(const Payload& payload, const std::string& baseName,
                                const std::string& extension) {
-  const int directory = _opened->descriptor();
   std::string name = baseName + "." + extension;
+  if (_isDryRun) return _path(name);
+  const int directory = _opened->descriptor();
   for (int attempt = 2;
        renameat2(directory, payload.name.c_str(), directory, name.c_str(), RENAME_NOREPLACE) == -1;
        ++attempt) {

@@ -40,8 +40,8 @@ struct Payload {
  */
 class PayloadStage : public PayloadSink {
  public:
-  /** `directory` is absolute and without a slash at the end. */
-  explicit PayloadStage(std::string directory);
+  /** `directory` is absolute and without a slash at the end; no file is written for a dry run. */
+  explicit PayloadStage(std::string directory, bool isDryRun = false);
   ~PayloadStage() override;
 
   void beginPayload(long number) override;
@@ -51,6 +51,8 @@ class PayloadStage : public PayloadSink {
   /** The finished payload `number`, which the caller now answers for; those before it are dropped.
    */
   Payload take(long number);
+  /** Drops what is half read, and what is finished and not taken. */
+  void abandon();
   /** Decodes a payload that is in memory. */
   Payload decode(const char* text, std::size_t size);
 
@@ -99,6 +101,7 @@ class PayloadStage : public PayloadSink {
   Payload _finish();
 
   const std::string _directory;
+  const bool _isDryRun;
   bool _madeDirectory = false;
   /** From the first file on. */
   std::unique_ptr<OpenDirectory> _opened;

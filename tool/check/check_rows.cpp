@@ -17,13 +17,13 @@ struct Belonging {
 };
 
 constexpr Belonging BELONGINGS[] = {
-    {Kind::ORPHAN_MESSAGES, ORPHAN_MESSAGES, "message ", "conversation "},
-    {Kind::ORPHAN_ADDRESSES, ORPHAN_ADDRESSES, "address ", "conversation "},
-    {Kind::ORPHAN_CONTENTS, ORPHAN_CONTENTS, "content ", "message "},
-    {Kind::ORPHAN_TRANSFERS, ORPHAN_TRANSFERS, "transfer ", "message "},
-    {Kind::ORPHAN_METADATA, ORPHAN_METADATA, "metadata ", "message "},
-    {Kind::ORPHAN_QUEUE, ORPHAN_QUEUE, "queued transfer ", "message "},
-    {Kind::ORPHAN_TRANSACTIONS, ORPHAN_TRANSACTIONS, "transaction ", "message "},
+    {Kind::ORPHAN_MESSAGES, SELECT_ORPHAN_MESSAGES, "message ", "conversation "},
+    {Kind::ORPHAN_ADDRESSES, SELECT_ORPHAN_ADDRESSES, "address ", "conversation "},
+    {Kind::ORPHAN_CONTENTS, SELECT_ORPHAN_CONTENTS, "content ", "message "},
+    {Kind::ORPHAN_TRANSFERS, SELECT_ORPHAN_TRANSFERS, "transfer ", "message "},
+    {Kind::ORPHAN_METADATA, SELECT_ORPHAN_METADATA, "metadata ", "message "},
+    {Kind::ORPHAN_QUEUE, SELECT_ORPHAN_QUEUE, "queued transfer ", "message "},
+    {Kind::ORPHAN_TRANSACTIONS, SELECT_ORPHAN_TRANSACTIONS, "transaction ", "message "},
 };
 
 std::string conversation(long long id) { return "conversation " + std::to_string(id); }

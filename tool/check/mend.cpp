@@ -187,12 +187,13 @@ bool is_damaged(const Findings& findings) {
 
 void mend(const Findings& found) {
   forget_log_errors();
-  if (has(found, Kind::JOURNAL)) helpers::make_missing_journal();
   {
     const helpers::StoreSession session;
     wait_interruptibly();
     // Its beginning undoes what is pending and ends the write-ahead mode.
     helpers::Transaction transaction;
+    // Undoing ends the journal with what it holds.
+    if (has(found, Kind::JOURNAL) || has(found, Kind::ROLLBACK)) helpers::make_missing_journal();
     mend_schema(found);
     mend_rows(found);
     throw_if_interrupted();

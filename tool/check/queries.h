@@ -20,25 +20,25 @@ constexpr const char* SELECT_INDEX =
 
 // Rows whose message or conversation is not there: their own key, and the one that they name.
 
-constexpr const char* ORPHAN_MESSAGES =
+constexpr const char* SELECT_ORPHAN_MESSAGES =
     "SELECT msgId, convId FROM msg_message_table WHERE convId NOT IN "
     "(SELECT convId FROM msg_conversation_table) ORDER BY 1;";
-constexpr const char* ORPHAN_ADDRESSES =
+constexpr const char* SELECT_ORPHAN_ADDRESSES =
     "SELECT addressId, convId FROM msg_address_table WHERE convId NOT IN "
     "(SELECT convId FROM msg_conversation_table) ORDER BY 1;";
-constexpr const char* ORPHAN_CONTENTS =
+constexpr const char* SELECT_ORPHAN_CONTENTS =
     "SELECT contentId, msgId FROM msg_mms_content_table WHERE msgId NOT IN "
     "(SELECT msgId FROM msg_message_table) ORDER BY 1;";
-constexpr const char* ORPHAN_TRANSFERS =
+constexpr const char* SELECT_ORPHAN_TRANSFERS =
     "SELECT id, msgId FROM msg_ft_content_table WHERE msgId NOT IN "
     "(SELECT msgId FROM msg_message_table) ORDER BY 1;";
-constexpr const char* ORPHAN_METADATA =
+constexpr const char* SELECT_ORPHAN_METADATA =
     "SELECT id, msgId FROM msg_nms_meta_table WHERE msgId NOT IN "
     "(SELECT msgId FROM msg_message_table) ORDER BY 1;";
-constexpr const char* ORPHAN_QUEUE =
+constexpr const char* SELECT_ORPHAN_QUEUE =
     "SELECT id, msgId FROM ft_queue_table WHERE msgId NOT IN "
     "(SELECT msgId FROM msg_message_table) ORDER BY 1;";
-constexpr const char* ORPHAN_TRANSACTIONS =
+constexpr const char* SELECT_ORPHAN_TRANSACTIONS =
     "SELECT id, msgId FROM message_transaction_table WHERE msgId NOT IN "
     "(SELECT msgId FROM msg_message_table) ORDER BY 1;";
 

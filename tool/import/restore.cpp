@@ -1,9 +1,6 @@
 #include "import/restore.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -21,6 +18,7 @@
 #include "helpers/store_indexes.h"
 #include "helpers/transaction.h"
 #include "import/interrupt.h"
+#include "print/progress_bar.h"
 #include "store/connections.h"
 #include "store/database.h"
 #include "store/media.h"
@@ -95,33 +93,63 @@ class RowInserter {
   std::map<std::string, Rows> _statements;
 };
 
+/** The lines of a file, one after the other. */
+class Lines {
+ public:
+  explicit Lines(const BackupFile& file) : _stream(file) {}
+
+  bool next(std::string& line) {
+    line.clear();
+    for (;;) {
+      const std::size_t end = _piece.find('\n', _taken);
+      line.append(_piece, _taken, end == std::string::npos ? end : end - _taken);
+      _taken = end == std::string::npos ? _piece.size() : end + 1;
+      if (end != std::string::npos) return true;
+      if (!_fill()) return !line.empty();
+    }
+  }
+  long long position() const { return _stream.position(); }
+
+ private:
+  bool _fill() {
+    constexpr std::size_t PIECE = 65536;
+    throw_if_interrupted();
+    _piece.resize(PIECE);
+    _piece.resize(_stream.read(_piece.data(), PIECE));
+    _taken = 0;
+    return !_piece.empty();
+  }
+
+  BackupStream _stream;
+  std::string _piece;
+  std::size_t _taken = 0;
+};
+
 class Restoration {
  public:
-  Restoration(const std::string& path, const RestoreOptions& options, PayloadStage& stage)
-      : _path(path), _options(options), _stage(stage), _inserter(last_connection()) {
+  Restoration(const BackupFile& file, const ImportOptions& options, PayloadStage& stage)
+      : _file(file), _options(options), _stage(stage), _inserter(last_connection()) {
+    _summary.file = file.name();
     // Those of the store that it is to become.
     helpers::execute("DELETE FROM sqlite_sequence; DELETE FROM mssi_info_table;",
                      helpers::CANNOT_WRITE);
   }
 
-  RestoredStore read() {
-    std::ifstream file(_path, std::ios::binary);
-    if (!file) throw Failure("cannot read " + _path + ": " + std::strerror(errno));
+  ImportSummary read() {
+    Lines lines(_file);
     std::string text;
-    long number = 0;
-    while (std::getline(file, text)) {
-      throw_if_interrupted();
-      ++number;
+    for (long number = 1; lines.next(text); ++number) {
       try {
         _takeLine(parse(text), number == 1);
       } catch (const DatabaseFailure&) {
         throw;
       } catch (const Failure& failure) {
-        throw Failure(_path + ":" + std::to_string(number) + ": " + failure.what());
+        throw Failure(_file.name() + ":" + std::to_string(number) + ": " + failure.what());
       }
+      _bar.update("importing", lines.position(), _file.size());
     }
-    if (file.bad()) throw Failure("cannot read " + _path + ": " + std::strerror(errno));
-    return _restored;
+    _summary.stored = _summary.read;
+    return _summary;
   }
 
  private:
@@ -139,11 +167,11 @@ class Restoration {
       }
     } else if (line.contains("conversation")) {
       _inserter.insert("msg_conversation_table", line["conversation"]);
-      ++_restored.conversations;
+      ++_summary.conversationsCreated;
       _takeLists(line);
     } else if (line.contains("message")) {
       _inserter.insert("msg_message_table", line["message"]);
-      ++_restored.messages;
+      ++_summary.read;
       _takeLists(line);
     } else if (line.contains("row") && line.contains("table") && line["table"].is_string()) {
       _takeRow(line["table"].get<std::string>(), line["row"]);
@@ -191,7 +219,7 @@ class Restoration {
     auto known = _moved.find(path);
     if (known == _moved.end()) {
       known = _moved.emplace(path, _keep(path, _contentOf(file))).first;
-      ++_restored.files;
+      ++_summary.partsStored;
     }
     row[column] = known->second;
   }
@@ -222,13 +250,14 @@ class Restoration {
     return _stage.keep(payload, name.substr(0, dot), name.substr(dot + 1));
   }
 
-  const std::string _path;
-  const RestoreOptions _options;
+  const BackupFile& _file;
+  const ImportOptions& _options;
   PayloadStage& _stage;
   RowInserter _inserter;
   /** Paths of this store by those of the other one. */
   std::map<std::string, std::string> _moved;
-  RestoredStore _restored;
+  ProgressBar _bar;
+  ImportSummary _summary;
 };
 
 void require_no_messages() {
@@ -242,30 +271,32 @@ void require_no_messages() {
   }
 }
 
-RestoredStore restore(const std::string& path, const RestoreOptions& options) {
+}  // namespace
+
+bool is_export(const BackupFile& file) {
+  char first = 0;
+  return BackupStream(file).read(&first, 1) == 1 && first == '{';
+}
+
+ImportSummary restore_export(const BackupFile& file, const ImportOptions& options) {
   helpers::Transaction transaction;
   require_no_messages();
   PayloadStage stage(media_directory());
   const std::vector<std::string> indexes = helpers::set_indexes_aside();
-  const RestoredStore restored = Restoration(path, options, stage).read();
+  ImportSummary summary = Restoration(file, options, stage).read();
   helpers::restore_indexes(indexes);
   if (!options.withoutIndexes) helpers::make_indexes();
   throw_if_interrupted();
+  if (options.isDryRun) return summary;
   stage.synchronise();
-  transaction.commit();
+  try {
+    transaction.commit();
+  } catch (const helpers::UnknownOutcome&) {
+    stage.confirm();  // rows may name the files
+    throw;
+  }
   stage.confirm();
-  return restored;
-}
-
-}  // namespace
-
-bool is_export(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return file.peek() == '{';
-}
-
-RestoredStore restore_export(const std::string& path, const RestoreOptions& options) {
-  return interruptible("nothing was imported", [&] { return restore(path, options); });
+  return summary;
 }
 
 }  // namespace msg_tarvel::tool

@@ -101,6 +101,10 @@ void copy_pages(const Database& from, const Database& to) {
 }  // namespace
 
 void back_up(const std::string& source, const std::string& target) {
+  if (access(source.c_str(), R_OK) != 0) {
+    throw Failure("cannot read the message store " + source + ": " +
+                  (errno == EACCES ? "permission denied" : std::strerror(errno)));
+  }
   NewFile file(target);
   try {
     const Database from(source);

@@ -46,7 +46,10 @@ class MSG_TARVEL_EXPORT SqlStatement {
   int getInt(int column) const;
   /** The same with 64 bits. */
   long long getInt64(int column) const;
-  /** The text up to its first NUL byte; empty for NULL. Throws std::bad_alloc. */
+  /**
+   * The text up to its first NUL byte; empty for NULL, and when SQLite lacks the memory to give it:
+   * then the next step fails. Throws std::bad_alloc.
+   */
   std::string getText(int column) const;
 
  private:

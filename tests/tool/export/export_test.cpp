@@ -78,7 +78,10 @@ TEST_F(Export, ComesBackAsTheSameStore) {
     beginAnew();
     const ProcessResult result = run({"import", path});
     EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.out, "stored: 150 messages in 23 conversations, with " + files + " files\n");
+    EXPECT_EQ(result.out,
+              "read:    150\nstored:  150\nskipped: 0\nconversations created: 23\n"
+              "parts:   " +
+                  files + " stored, 0 of them reported\n");
     EXPECT_EQ(wholeStore(), before) << seed;
     beginAnew();
   }
@@ -206,6 +209,31 @@ TEST_F(Export, IsReadBackOnlyIntoAStoreWithoutMessages) {
   const std::string before = wholeStore();
   expectFailure(run({"import", path}),
                 "the store has messages or conversations; an export is read back into an empty");
+  EXPECT_EQ(wholeStore(), before);
+}
+
+TEST_F(Export, ADryRunChangesNothing) {
+  generate({"--messages", "50"});
+  const std::string path = exported();
+  beginAnew();
+  const std::string before = wholeStore();
+  EXPECT_EQ(json({"import", "--dry-run", path})["stored"], 50);
+  EXPECT_EQ(wholeStore(), before);
+  EXPECT_EQ(json({"import", path})["stored"], 50);
+}
+
+TEST_F(Export, ComesBackThroughAPipeAndCompressed) {
+  generate({"--messages", "30"});
+  const std::string before = wholeStore();
+  const std::string path = exported();
+  beginAnew();
+  ASSERT_EQ(run_program({"gzip", path}).status, 0);
+  EXPECT_EQ(run({"import", path + ".gz"}).status, 0);
+  EXPECT_EQ(wholeStore(), before);
+  beginAnew();
+  const ProcessResult piped =
+      run_program({TOOL_PROGRAM, "import", "-"}, environment(), content_of(path + ".gz"));
+  EXPECT_EQ(piped.status, 0) << piped.err;
   EXPECT_EQ(wholeStore(), before);
 }
 
