@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "commands/commands.h"
+#include "commands/suggestion.h"
 #include "exit_status.h"
 #include "print/printable.h"
 #include "print/table.h"
@@ -26,10 +27,12 @@ CommandLine::CommandLine() {
                   "The directory of the store (default: $MSG_TARVEL_DATA_DIR, else "
                   "$XDG_DATA_HOME/msg-tarvel/)")
       ->type_name("DIR");
+  _app.add_flag("--json", _json, "Print JSON, as each command's own option does");
   _app.add_flag("--verbose", _verbose, "Print the library's log to standard error");
   _app.footer(
       "Example: msg-tarvel --data-dir /tmp/store threads\n"
-      "Exit status: 0 found or done, 1 nothing found, 2 usage, 3 store or file error");
+      "Exit status: 0 found or done, 1 nothing found or something wrong found, 2 usage, 3 store or "
+      "file error");
 
   // In this order they stand in the help and the man page.
   declare_create(_commands);
@@ -39,11 +42,14 @@ CommandLine::CommandLine() {
   declare_backup(_commands);
   declare_export(_commands);
   declare_import(_commands);
+  declare_info(_commands);
   declare_threads(_commands);
-  declare_conversation(_commands);
   declare_messages(_commands);
-  declare_find_thread(_commands);
-  declare_registry(_commands);
+  declare_conversation(_commands);
+  declare_message(_commands);
+  declare_find(_commands);
+  declare_query(_commands);
+  declare_ipc(_commands);
   declare_buffer(_commands);
 }
 
@@ -55,19 +61,27 @@ void CommandLine::useDataDir() const {
   setenv(DATA_DIR_VARIABLE, std::filesystem::absolute(dataDir).c_str(), 1);
 }
 
+/** Prints help, or what is wrong in lines that no argument can add to or turn. */
+int CommandLine::_exit(const CLI::ParseError& error) const {
+  const std::string suggestion = suggestion_for(_app);
+  if (!suggestion.empty()) throw UsageError(suggestion);
+  std::ostringstream complaint;
+  if (_app.exit(error, std::cout, complaint) == 0) return FOUND;
+  std::istringstream lines(complaint.str());
+  for (std::string line; std::getline(lines, line);) std::cerr << printable(line) << "\n";
+  return USAGE_ERROR;
+}
+
 int CommandLine::run(int argc, char** argv) {
   try {
     _app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    std::ostringstream complaint;
-    const bool isHelp = _app.exit(error, std::cout, complaint) == 0;
-    std::cerr << printable_lines(complaint.str());
-    return isHelp ? FOUND : USAGE_ERROR;
+    return _exit(error);
   }
   set_verbose(_verbose);
   useDataDir();
   const int status =
-      _commands.runChosen({std::cout, _commands.wantsJson(), terminal_width(STDOUT_FILENO)});
+      _commands.runChosen({std::cout, _json || _commands.wantsJson(), output_width(STDOUT_FILENO)});
   if (!std::cout.flush()) throw Failure("cannot write the output");
   return status;
 }

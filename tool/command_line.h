@@ -20,10 +20,12 @@ class CommandLine {
 
  private:
   void useDataDir() const;
+  int _exit(const CLI::ParseError& error) const;
 
   CLI::App _app{"Makes, fills and asks a message store."};
   CommandSet _commands{_app};
   std::string _dataDir;
+  bool _json = false;
   bool _verbose = false;
 };
 

@@ -9,6 +9,8 @@ namespace msg_tarvel::tool {
 /** Found, or done. */
 constexpr int FOUND = 0;
 constexpr int NOTHING_FOUND = 1;
+/** What was looked at is not as it should be: a damaged buffer. */
+constexpr int FOUND_WRONG = 1;
 /** The command line makes no sense. */
 constexpr int USAGE_ERROR = 2;
 /** The store, a file or memory failed. */

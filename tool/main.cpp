@@ -1,22 +1,22 @@
 // The program msg-tarvel: one command line, and one line on standard error for what goes wrong.
 
 #include <exception>
-#include <iostream>
 #include <new>
 
 #include "command_line.h"
 #include "exit_status.h"
 #include "helpers/store_error.h"
-#include "print/printable.h"
+#include "print/remark.h"
 #include "store/connections.h"
 #include "store/log_sink.h"
+#include "store/store.h"
 
 namespace {
 
 using namespace msg_tarvel::tool;  // NOLINT(google-build-using-namespace): the program itself
 
 int complain(const std::string& what, int status) {
-  std::cerr << "msg-tarvel: " << printable(what) << "\n";
+  remark(what);
   return status;
 }
 
@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
   } catch (const UsageError& error) {
     return complain(error.what(), USAGE_ERROR);
   } catch (const msg_tarvel::helpers::StoreError& error) {
-    return complain(with_log_failure(error.what()), FAILED);
+    return complain(with_log_failure(naming_store(error.what())), FAILED);
   } catch (const Interrupted& interrupted) {
     return complain(std::string("interrupted; ") + interrupted.outcome,
                     INTERRUPTED + interrupted.signal);

@@ -35,6 +35,8 @@ _msg_tarvel() {
       ;;
     --folder-type)
       _msg_tarvel_words NO_FOLDER MAIN_FOLDER_1 MAIN_FOLDER_2 MAIN_FOLDER_3 MAIN_FOLDER_4 MAIN_FOLDER_5 STANDALONE_FOLDER_1 STANDALONE_FOLDER_2 STANDALONE_FOLDER_3 STANDALONE_FOLDER_4 STANDALONE_FOLDER_5 ALL_FOLDERS FOLDER_PAIR_1 FOLDER_PAIR_2 FOLDER_PAIR_3 FOLDER_PAIR_4 FOLDER_PAIR_5
+    --folder)
+      _msg_tarvel_words inbox outbox sent draft all
       return
       ;;
     -o | --output)
@@ -42,6 +44,7 @@ _msg_tarvel() {
       return
       ;;
     --seed | --messages | --conversations | --own-number | --read-filter | --limit | --storage-id | --msg-type | --conv-ids)
+    --own-number | --conv | --with | --since | --until | --text | --type | --limit)
       return
       ;;
   esac
@@ -49,6 +52,7 @@ _msg_tarvel() {
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
       --data-dir | --seed | --messages | --conversations | --media | --own-number | --media | --read-filter | --limit | --folder-type | --storage-id | --msg-type | --conv-ids | -o | --output)
+      --data-dir | --own-number | --conv | --with | --since | --until | --text | --folder | --type | --limit | -o | --output)
         [ "${COMP_WORDS[i + 1]}" != = ] || ((i++))
         ((i++))
         ;;
@@ -56,6 +60,7 @@ _msg_tarvel() {
       *)
         case ${command:+$command }${COMP_WORDS[i]} in
           'create' | 'generate' | 'check' | 'repair' | 'backup' | 'export' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
+          'create' | 'check' | 'repair' | 'backup' | 'import' | 'info' | 'threads' | 'messages' | 'conversation' | 'message' | 'find' | 'query' | 'ipc' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
             command=${command:+$command }${COMP_WORDS[i]}
             ;;
         esac
@@ -67,21 +72,24 @@ _msg_tarvel() {
     '')
       options='-h --help --help-all --version --data-dir --verbose'
       argument='_msg_tarvel_words create generate check repair backup export import threads conversation messages find-thread commands buffer'
+      options='-h --help --help-all --version --data-dir --json --verbose'
+      argument='_msg_tarvel_words create check repair backup import info threads messages conversation message find query ipc buffer'
       ;;
     'create')
-      options='-h --help --help-all --version --data-dir --verbose --json --no-indexes'
+      options='-h --help --help-all --version --data-dir --json --verbose --no-indexes'
       ;;
     'generate')
       options='-h --help --help-all --version --data-dir --verbose --json --seed --messages --conversations --no-indexes'
       ;;
     'check')
-      options='-h --help --help-all --version --data-dir --verbose --json'
+      options='-h --help --help-all --version --data-dir --json --verbose'
       ;;
     'repair')
-      options='-h --help --help-all --version --data-dir --verbose --json --dry-run'
+      options='-h --help --help-all --version --data-dir --json --verbose --dry-run'
       ;;
     'backup')
       options='-h --help --help-all --version --data-dir --verbose --json --redact'
+      options='-h --help --help-all --version --data-dir --json --verbose'
       argument='_msg_tarvel_files -f'
       ;;
     'export')
@@ -89,37 +97,48 @@ _msg_tarvel() {
       ;;
     'import')
       options='-h --help --help-all --version --data-dir --verbose --json --own-number --keep-going --dry-run --media --no-indexes'
+      options='-h --help --help-all --version --data-dir --json --verbose --own-number --keep-going --dry-run --no-indexes'
       argument='_msg_tarvel_files -f'
       ;;
-    'threads')
-      options='-h --help --help-all --version --data-dir --verbose --json'
+    'info')
+      options='-h --help --help-all --version --data-dir --json --verbose'
       ;;
-    'conversation')
-      options='-h --help --help-all --version --data-dir --verbose --json'
+    'threads')
+      options='-h --help --help-all --version --data-dir --json --verbose'
       ;;
     'messages')
-      options='-h --help --help-all --version --data-dir --verbose --json --read-filter --ascending --limit --folder-type --storage-id --msg-type --conv-ids'
+      options='-h --help --help-all --version --data-dir --json --verbose --conv --with --since --until --text --folder --unread --failed --type --limit --ascending'
       ;;
-    'find-thread')
-      options='-h --help --help-all --version --data-dir --verbose --json'
+    'conversation')
+      options='-h --help --help-all --version --data-dir --json --verbose'
       ;;
-    'commands')
-      options='-h --help --help-all --version --data-dir --verbose --json'
+    'message')
+      options='-h --help --help-all --version --data-dir --json --verbose'
+      ;;
+    'find')
+      options='-h --help --help-all --version --data-dir --json --verbose --explain'
+      ;;
+    'query')
+      options='-h --help --help-all --version --data-dir --json --verbose'
+      argument='_msg_tarvel_words db_get_message db_get_message_list db_get_standalone_messages db_get_messages_by_time db_get_unsynced_messages db_get_deleted_messages db_check_thread_address_exist db_get_thread db_get_threads db_get_conversation db_get_conversations db_get_addresses db_get_sim_infos db_get_contents db_get_sending_msg_content_info db_get_sending_file_content_info db_get_nms_msg_meta db_has_download_required_message db_get_uncorrelated_nms_msg_metas db_get_sync_required_nms_msg_metas db_get_download_required_nms_msg_metas db_get_subscription_info'
+      ;;
+    'ipc')
+      options='-h --help --help-all --version --data-dir --json --verbose --introspection'
       argument='_msg_tarvel_words read_message read_thread delete_message delete_thread delete_threads set_active_thread_id send_change_sms_application_request add_message send_message resend_message show_on_device get_content_file send_content_file restore_block_message update_group_chat_address export_to_phone update_retrieve_mms_message nms_add_message nms_delete_message_by_time nms_send_message nms_resend_message nms_add_msg_meta nms_update_msg_meta nms_delete_msg_meta nms_delete_invalid_msg_meta nms_handle_resetbox nms_download_mms nms_update_message_network_status nms_update_subscription_info'
       ;;
     'buffer')
-      options='-h --help --help-all --version --data-dir --verbose'
+      options='-h --help --help-all --version --data-dir --json --verbose'
       argument='_msg_tarvel_words encode show check'
       ;;
     'buffer encode')
-      options='-h --help --help-all --version --data-dir --verbose --json -o --output'
+      options='-h --help --help-all --version --data-dir --json --verbose -o --output'
       ;;
     'buffer show')
-      options='-h --help --help-all --version --data-dir --verbose --json'
+      options='-h --help --help-all --version --data-dir --json --verbose'
       argument='_msg_tarvel_files -f'
       ;;
     'buffer check')
-      options='-h --help --help-all --version --data-dir --verbose --json'
+      options='-h --help --help-all --version --data-dir --json --verbose'
       argument='_msg_tarvel_files -f'
       ;;
   esac

@@ -14,6 +14,7 @@
 
 #include "bus_names.h"
 #include "helpers/folders.h"
+#include "helpers/introspection.h"
 #include "helpers/record_mapping.h"
 #include "helpers/same_address.h"
 #include "helpers/store_error.h"
@@ -33,36 +34,6 @@ class NotServed : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
-
-/** What goes out with a reply; nothing when a command only does something. */
-bool replies_with_id(MsgIPC::IpcCommand command) {
-  return command == MsgIPC::ADD_MESSAGE || command == MsgIPC::NMS_ADD_MESSAGE;
-}
-
-/**
- * The interface as the bus knows it: every command of the registry with the signature that the
- * registry gives. GDBus itself then refuses unknown methods and wrong signatures.
- */
-std::string interface_description(const MsgIPC& registry) {
-  std::string xml = std::string("<node><interface name='") + handover::INTERFACE + "'>";
-  for (int number = 0; number < MsgIPC::IPC_COMMAND_NONE; ++number) {
-    const auto command = static_cast<MsgIPC::IpcCommand>(number);
-    const std::string name = registry.getCmdString(command);
-    if (name.empty()) continue;
-    xml += "<method name='" + name + "'>";
-    const std::string wrapped = registry.getCmdStruct(command);
-    const GVariantType* const parameters = g_variant_type_first(G_VARIANT_TYPE(wrapped.c_str()));
-    for (const GVariantType* type = g_variant_type_first(parameters); type;
-         type = g_variant_type_next(type)) {
-      xml += "<arg direction='in' type='" +
-             std::string(g_variant_type_peek_string(type), g_variant_type_get_string_length(type)) +
-             "'/>";
-    }
-    if (replies_with_id(command)) xml += "<arg direction='out' name='msgId' type='i'/>";
-    xml += "</method>";
-  }
-  return xml + "</interface></node>";
-}
 
 /** Carries out `work` as one transaction: it happens as a whole or, when this throws, not at all.
  */
@@ -228,7 +199,7 @@ int serve() {
 
   MsgIPC registry;
   g_autoptr(GDBusNodeInfo) node =
-      g_dbus_node_info_new_for_xml(interface_description(registry).c_str(), &error);
+      g_dbus_node_info_new_for_xml(helpers::introspection_xml(registry).c_str(), &error);
   if (!node) return fail("cannot describe the interface", error->message);
   const GDBusInterfaceVTable table = {on_call, nullptr, nullptr, {}};
   const guint object = g_dbus_connection_register_object(

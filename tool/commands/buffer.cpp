@@ -24,6 +24,7 @@
 #include "helpers/store_error.h"
 #include "helpers/transaction.h"
 #include "print/json.h"
+#include "print/remark.h"
 #include "print/table.h"
 #include "store/log_sink.h"
 #include "store/store.h"
@@ -32,6 +33,9 @@
 namespace msg_tarvel::tool {
 
 namespace {
+
+/** Columns of the table. */
+enum { OFFSET, BYTES, BLOCK, MEANING, VALUE };
 
 constexpr std::size_t MOST_BYTES_SHOWN = 4;
 constexpr std::streamsize CHUNK_SIZE = 65536;
@@ -101,7 +105,8 @@ void print_walk(const Output& output, const BufferWalk& walk, const std::string&
                         {"damageOffset", walk.damageOffset}});
     return;
   }
-  Table table({{"OFFSET", 0, true}, {"BYTES"}, {"BLOCK"}, {"MEANING", 24}, {"VALUE", 8}});
+  Table table({{"OFFSET", true}, {"BYTES"}, {"BLOCK"}, {"MEANING"}, {"VALUE"}},
+              {{VALUE, 8}, {MEANING, 24}, {BYTES, 0}, {BLOCK, 0}});
   for (const BufferField& field : walk.fields) {
     table.add({std::to_string(field.offset), hex(buffer.substr(field.offset, field.size)),
                field.block, field.meaning, field.value});
@@ -109,11 +114,11 @@ void print_walk(const Output& output, const BufferWalk& walk, const std::string&
   if (!walk.fields.empty()) table.print(output.out, output.width);
 }
 
-/** FOUND for a whole buffer; a damaged one throws a Failure that says where and why. */
+/** FOUND for a whole buffer; of a damaged one it says where and why. */
 int verdict(const BufferWalk& walk, const std::string& path) {
   if (walk.damage.empty()) return FOUND;
-  throw Failure(path + ": damaged at offset " + std::to_string(walk.damageOffset) + ": " +
-                walk.damage);
+  remark(path + ": damaged at offset " + std::to_string(walk.damageOffset) + ": " + walk.damage);
+  return FOUND_WRONG;
 }
 
 void write_file(const std::string& path, const std::string& content) {
@@ -124,6 +129,7 @@ void write_file(const std::string& path, const std::string& content) {
 
 /** Writes a message of the store, serialized, to a file or to `output`. */
 int encode_buffer(const Output& output, const EncodeArguments& arguments) {
+  if (output.json) throw UsageError("buffer encode: a buffer cannot be JSON");
   const std::string& path = arguments.outputFile;
   if (path.empty() && isatty(STDOUT_FILENO) != 0) {
     throw UsageError("a buffer is no text for a terminal; name a file with --output");
@@ -132,7 +138,7 @@ int encode_buffer(const Output& output, const EncodeArguments& arguments) {
   Message message;
   forget_log_errors();
   if (!is_found(db::db_get_message(arguments.msgId, message), helpers::CANNOT_READ)) {
-    return NOTHING_FOUND;
+    return nothing_found("the store has no message " + std::to_string(arguments.msgId));
   }
   const std::string buffer = helpers::to_buffer(message);
   if (path.empty()) {
@@ -170,6 +176,7 @@ void declare_encode(CommandSet& commands, CLI::App* group) {
   CLI::App& app = commands.add(
       "encode", "Serializes a message of the store", "msg-tarvel buffer encode 3 > message.bin",
       [arguments](const Output& output) { return encode_buffer(output, *arguments); }, group);
+  app.remove_option(app.get_option("--json"));
   app.add_option("MSGID", arguments->msgId, "The message, as 'messages' lists it")
       ->required()
       ->check(CLI::Range(0, INT_MAX));

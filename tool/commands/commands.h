@@ -13,12 +13,15 @@ void declare_repair(CommandSet& commands);
 void declare_backup(CommandSet& commands);
 void declare_export(CommandSet& commands);
 void declare_import(CommandSet& commands);
+void declare_info(CommandSet& commands);
 void declare_threads(CommandSet& commands);
-void declare_conversation(CommandSet& commands);
 void declare_messages(CommandSet& commands);
-void declare_find_thread(CommandSet& commands);
-/** `commands`, the registry of what processes send each other. */
-void declare_registry(CommandSet& commands);
+void declare_conversation(CommandSet& commands);
+void declare_message(CommandSet& commands);
+void declare_find(CommandSet& commands);
+void declare_query(CommandSet& commands);
+/** `ipc`, the registry of what processes send each other. */
+void declare_ipc(CommandSet& commands);
 /** `buffer encode`, `buffer show` and `buffer check`. */
 void declare_buffer(CommandSet& commands);
 

@@ -1,107 +1,90 @@
-// msg-tarvel messages
+// msg-tarvel messages, conversation and message
 
-#include <msg-tarvel-common/db/db_common_funcs.h>
-#include <msg-tarvel-common/item/ListCondition.h>
-
-#include <algorithm>
+#include <climits>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "commands/command_set.h"
 #include "commands/commands.h"
-#include "commands/folder_names.h"
 #include "exit_status.h"
-#include "helpers/store_error.h"
-#include "helpers/transaction.h"
+#include "filter/message_filter.h"
 #include "print/items.h"
-#include "store/log_sink.h"
-#include "store/store.h"
+#include "print/remark.h"
+#include "store/read_items.h"
 #include "store/store_view.h"
 
 namespace msg_tarvel::tool {
 
 namespace {
 
-/** The library cuts a condition at 1,023 characters; folders, order and limit take below 223. */
-constexpr std::size_t CONDITION_ROOM = 800;
-
-struct MessagesArguments {
-  ListCondition condition;
-  /** A number or a name, in the place of the condition's. */
-  std::string folderType;
-};
-
-ListCondition condition_of(const MessagesArguments& arguments) {
-  ListCondition condition = arguments.condition;
-  if (!arguments.folderType.empty()) condition.folderType = folder_type_of(arguments.folderType);
-  // The query joins an id that repeats the last one with its neighbour.
-  std::sort(condition.convIds.begin(), condition.convIds.end());
-  condition.convIds.erase(std::unique(condition.convIds.begin(), condition.convIds.end()),
-                          condition.convIds.end());
-  return condition;
-}
-
-void check_condition(const ListCondition& condition) {
-  if (condition.msgType.find('\'') != std::string::npos) {
-    throw UsageError("--msg-type: a quote cannot be part of a type");
-  }
-  std::size_t room = condition.msgType.size();
-  for (const int convId : condition.convIds) room += std::to_string(convId).size() + 1;
-  if (room > CONDITION_ROOM) {
-    throw UsageError("--conv-ids: too many; the query takes about 800 characters of them");
-  }
-}
-
-int list_messages(const Output& output, const MessagesArguments& arguments) {
-  const ListCondition condition = condition_of(arguments);
-  check_condition(condition);
+int list_messages(const Output& output, const MessageFilter& filter) {
   const StoreView view;
-  forget_log_errors();
-  std::vector<Message> list;
-  const bool found = is_found(db::db_get_message_list(condition, list), helpers::CANNOT_READ);
-  // The fields of a list from the sticker on are each one column late; a single message has them
-  // right, and the sender of a group's message too.
-  std::vector<Message> messages;
-  for (const Message& entry : list) {
+  MatchingMessages matching(filter);
+  MessageList list(output);
+  bool isEmpty = true;
+  while (const auto msgId = matching.next()) {
     Message message;
-    if (is_found(db::db_get_message(entry.msgId, message), helpers::CANNOT_READ)) {
-      messages.push_back(std::move(message));
+    if (!read_message(*msgId, message)) continue;
+    list.add(message);
+    isEmpty = false;
+  }
+  list.end();
+  return isEmpty ? nothing_found("the store has no such message") : FOUND;
+}
+
+int show_messages(const Output& output, const std::vector<int>& msgIds) {
+  const StoreView view;
+  MessagePages pages(output);
+  std::string missing;
+  for (const int msgId : msgIds) {
+    Message message;
+    if (read_message(msgId, message)) {
+      pages.add(message);
+    } else {
+      missing += (missing.empty() ? "" : ", ") + std::to_string(msgId);
     }
   }
-  if (found || output.json) print_messages(output, messages);
-  return found ? FOUND : NOTHING_FOUND;
+  pages.end();
+  return missing.empty() ? FOUND : nothing_found("the store has no message " + missing);
 }
 
 }  // namespace
 
 void declare_messages(CommandSet& commands) {
-  const auto arguments = std::make_shared<MessagesArguments>();
-  ListCondition& condition = arguments->condition;
+  const auto filter = std::make_shared<MessageFilter>();
   CLI::App& app =
       commands.add("messages", "Lists messages, newest first",
-                   "msg-tarvel messages --read-filter 0 --limit 20 --folder-type MAIN_FOLDER_1 "
-                   "--conv-ids 1,2",
-                   [arguments](const Output& output) { return list_messages(output, *arguments); });
-  app.add_option("--read-filter", condition.readFilter,
-                 "1: only read, another number: only unread, -1: all (the default); heeded in "
-                 "MAIN_FOLDER_1 and FOLDER_PAIR_1")
-      ->type_name("N");
-  app.add_flag("--ascending", condition.ascending, "Oldest first");
-  app.add_option("--limit", condition.limit, "At most so many; 0: all (the default)")
-      ->type_name("N");
-  app.add_option("--folder-type", arguments->folderType,
-                 "A number or name of FolderType (default: ALL_FOLDERS)")
-      ->type_name("FOLDER");
-  app.add_option("--storage-id", condition.storageId, "Only of this storage, if above 0")
-      ->type_name("N");
-  app.add_option("--msg-type", condition.msgType, "Only of this type, such as sms or mms")
-      ->type_name("TEXT");
-  app.add_option("--conv-ids", condition.convIds, "Only of these conversations")
-      ->type_name("ID[,ID...]")
-      ->delimiter(',')
-      ->allow_extra_args(false);
+                   "msg-tarvel messages --with \"(415) 555-0111\" --since 7d --unread",
+                   [filter](const Output& output) { return list_messages(output, *filter); });
+  declare_filter(app, *filter);
+  app.add_flag("--ascending", filter->ascending, "Oldest first");
+}
+
+void declare_conversation(CommandSet& commands) {
+  const auto convId = std::make_shared<int>(0);
+  commands
+      .add("conversation", "Lists the messages of a conversation, oldest first",
+           "msg-tarvel conversation 3\n\nThe same as messages --conv 3 --ascending.",
+           [convId](const Output& output) {
+             MessageFilter filter;
+             filter.conversations = {*convId};
+             filter.ascending = true;
+             return list_messages(output, filter);
+           })
+      .add_option("ID", *convId, "The conversation, as 'threads' lists it")
+      ->required()
+      ->check(CLI::Range(0, INT_MAX));
+}
+
+void declare_message(CommandSet& commands) {
+  const auto msgIds = std::make_shared<std::vector<int>>();
+  commands
+      .add("message", "Shows all of a message", "msg-tarvel message 3",
+           [msgIds](const Output& output) { return show_messages(output, *msgIds); })
+      .add_option("ID", *msgIds, "The message, as 'messages' lists it")
+      ->required()
+      ->check(CLI::Range(0, INT_MAX));
 }
 
 }  // namespace msg_tarvel::tool

@@ -2,7 +2,10 @@
 
 #include <msg-tarvel-common/ipc/MsgIPC.h>
 
-#include "commands/folder_names.h"
+#include <algorithm>
+
+#include "commands/query_names.h"
+#include "filter/folder_words.h"
 
 namespace msg_tarvel::tool {
 
@@ -30,7 +33,8 @@ void add_paths(const CLI::App& app, const std::string& path, std::vector<Path>& 
 Offer offer_for(const std::string& kind) {
   if (kind == "FILE") return {Offer::What::FILES, {}};
   if (kind == "DIR") return {Offer::What::DIRECTORIES, {}};
-  if (kind == "FOLDER") return {Offer::What::WORDS, folder_type_names()};
+  if (kind == "FOLDER") return {Offer::What::WORDS, folder_words()};
+  if (kind == "QUERY") return {Offer::What::WORDS, query_names()};
   if (kind == "NAME|NUMBER") return {Offer::What::WORDS, ipc_command_names()};
   return {Offer::What::NOTHING, {}};  // an id, a number, a text
 }
@@ -49,7 +53,14 @@ std::vector<const CLI::Option*> options_everywhere(const CLI::App& program) {
 
 std::vector<const CLI::Option*> own_options(const CLI::App& app) {
   if (app.get_parent() == nullptr) return {};
-  return options_of(app);
+  std::vector<const CLI::Option*> options = options_of(app);
+  const auto standsEverywhere = [&app](const CLI::Option* option) {
+    const CLI::App* program = &app;
+    while (program->get_parent()) program = program->get_parent();
+    return program->get_option_no_throw(option->get_name()) != nullptr;
+  };
+  options.erase(std::remove_if(options.begin(), options.end(), standsEverywhere), options.end());
+  return options;
 }
 
 std::vector<const CLI::Option*> value_options(const CLI::App& program) {

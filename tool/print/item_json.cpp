@@ -73,6 +73,14 @@ Json message_fields(const Item& message) {
 
 Json to_json(const Conversation& message) { return message_fields(message); }
 
+Json to_json(const SimInfo& sim) {
+  return {{"id", sim.id},
+          {"simIndex", sim.simIndex},
+          {"storageId", sim.storageId},
+          {"imsi", sim.imsi},
+          {"address", sim.address}};
+}
+
 Json to_json(const Message& message) {
   Json json = message_fields(message);
   json["addresses"] = to_json_list(message.addresses);
@@ -80,8 +88,7 @@ Json to_json(const Message& message) {
   return json;
 }
 
-Json to_json(const ListedThread& listed) {
-  const Thread& thread = listed.thread;
+Json to_json(const Thread& thread) {
   return {{"convId", thread.convId},
           {"peerConvId", thread.peerConvId},
           {"unreadCnt", thread.unreadCnt},
@@ -97,8 +104,14 @@ Json to_json(const ListedThread& listed) {
           {"mainText", thread.mainText},
           {"msgText", thread.msgText},
           {"peerChatType", thread.peerChatType},
-          {"peerChatState", thread.peerChatState},
-          {"addresses", to_json_list(listed.addresses)}};
+          {"peerChatState", thread.peerChatState}};
+}
+
+Json to_json(const ListedThread& listed) {
+  Json json = to_json(listed.thread);
+  json["addresses"] = to_json_list(listed.addresses);
+  json["lastMsgId"] = listed.thread.lastMsgId;
+  return json;
 }
 
 }  // namespace msg_tarvel::tool

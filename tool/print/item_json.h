@@ -2,6 +2,8 @@
 
 #include <msg-tarvel-common/item/Conversation.h>
 #include <msg-tarvel-common/item/Message.h>
+#include <msg-tarvel-common/item/SimInfo.h>
+#include <msg-tarvel-common/item/Thread.h>
 
 #include <vector>
 
@@ -17,6 +19,9 @@ Json to_json(const Content& content);
 Json to_json(const NmsMsgMeta& meta);
 Json to_json(const Conversation& message);
 Json to_json(const Message& message);
+Json to_json(const SimInfo& sim);
+/** Without `lastMsgId`, which most queries leave out. */
+Json to_json(const Thread& thread);
 Json to_json(const ListedThread& listed);
 
 template <typename Item>

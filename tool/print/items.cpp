@@ -1,58 +1,32 @@
 #include "print/items.h"
 
-#include <ctime>
 #include <ostream>
 
+#include "filter/folder_words.h"
+#include "helpers/folders.h"
 #include "print/item_json.h"
-#include "print/table.h"
+#include "print/local_time.h"
+#include "print/printable.h"
 
 namespace msg_tarvel::tool {
 
 namespace {
 
-/** Local time; a time that no calendar has, as it is stored. */
-std::string local_time(long long milliseconds) {
-  const auto seconds = static_cast<std::time_t>(milliseconds / 1000);
-  std::tm parts = {};
-  char text[32];
-  if (seconds != milliseconds / 1000 || !localtime_r(&seconds, &parts) ||
-      std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &parts) == 0) {
-    return std::to_string(milliseconds);
-  }
-  return text;
-}
-
+/** Those that are not empty. */
 std::string joined(const std::vector<std::string>& texts) {
   std::string result;
-  for (const std::string& text : texts) result += (result.empty() ? "" : ", ") + text;
+  for (const std::string& text : texts) {
+    if (!text.empty()) result += (result.empty() ? "" : ", ") + text;
+  }
   return result;
 }
 
 std::string names_of(const std::vector<Address>& addresses) {
   std::vector<std::string> names;
-  for (const Address& address : addresses) {
-    if (!address.address.empty()) names.push_back(address.address);
-  }
-  return names.empty() ? "(no address)" : joined(names);
-}
-
-std::string folder_name(int folder) {
-  switch (folder) {
-    case MAIN_FOLDER_1:
-    case STANDALONE_FOLDER_1:
-      return "inbox";
-    case MAIN_FOLDER_2:
-    case STANDALONE_FOLDER_2:
-      return "outbox";
-    case MAIN_FOLDER_3:
-    case STANDALONE_FOLDER_3:
-      return "sent";
-    case MAIN_FOLDER_4:
-    case STANDALONE_FOLDER_4:
-      return "draft";
-    default:
-      return std::to_string(folder);
-  }
+  names.reserve(addresses.size());
+  for (const Address& address : addresses) names.push_back(address.address);
+  const std::string all = joined(names);
+  return all.empty() ? "(no address)" : all;
 }
 
 std::string network_state(int networkStatus) {
@@ -60,11 +34,10 @@ std::string network_state(int networkStatus) {
   return networkStatus == 3 ? "failed" : "";
 }
 
-template <typename Item>
-std::string state_of(const Item& message) {
+std::string state_of(const Message& message) {
   std::string state = network_state(message.networkStatus);
   if (!state.empty()) return state;
-  return message.read ? "" : "unread";
+  return message.read || !helpers::is_inbox(message.storageFolder) ? "" : "unread";
 }
 
 std::string attachment_mark(const Content& content) {
@@ -72,10 +45,16 @@ std::string attachment_mark(const Content& content) {
   return content.status != 0 ? "[" + content.contentType + " missing]" : "";
 }
 
+/** Subject and text; often the one stands for the other, or for its beginning. */
+std::string subject_and_text(const std::string& mainText, const std::string& text) {
+  if (text.empty()) return mainText;
+  if (text.rfind(mainText, 0) == 0) return text;
+  return mainText + ": " + text;
+}
+
 /** What a message says, and in brackets what is attached. */
-template <typename Item>
-std::string text_with_attachments(const Item& message) {
-  std::string text = message.mainText;
+std::string text_with_attachments(const Message& message) {
+  std::string text = subject_and_text(message.mainText, message.textMessage);
   for (const Content& content : message.contents) {
     const std::string mark = attachment_mark(content);
     if (!mark.empty()) text += (text.empty() ? "" : " ") + mark;
@@ -83,89 +62,127 @@ std::string text_with_attachments(const Item& message) {
   return text;
 }
 
-std::string sender_name(const std::string& groupSender, int folder,
-                        const std::vector<Address>& addresses) {
-  if (folder != MAIN_FOLDER_1 && folder != STANDALONE_FOLDER_1) return "me";
-  return groupSender.empty() ? names_of(addresses) : groupSender;
+/** Who wrote, and for what is not received also to whom. */
+std::string correspondents(const Message& message) {
+  if (!helpers::is_inbox(message.storageFolder)) return "me to " + names_of(message.addresses);
+  return message.peerGroupChatSender.empty() ? names_of(message.addresses)
+                                             : message.peerGroupChatSender;
 }
+
+/** A table's columns, by their place. */
+namespace thread_column {
+enum { ID, WITH, MSGS, UNREAD, STATE, LAST, TEXT };
+}
+namespace message_column {
+enum { ID, CONV, TIME, FROM, BOX, STATE, TEXT };
+}
+
+constexpr int DAY_ALONE = 11;
 
 }  // namespace
 
-void print_threads(const Output& output, const std::vector<ListedThread>& threads) {
-  if (output.json) {
-    print_json(output, to_json_list(threads));
+ThreadList::ThreadList(const Output& output)
+    : _output(output),
+      _json(output.out),
+      _table(
+          {{"ID", true}, {"WITH"}, {"MSGS", true}, {"UNREAD", true}, {"STATE"}, {"LAST"}, {"TEXT"}},
+          {{thread_column::TEXT, 24},
+           {thread_column::WITH, 14},
+           {thread_column::LAST, DAY_ALONE},
+           {thread_column::TEXT, 8},
+           {thread_column::MSGS, 0},
+           {thread_column::LAST, 0},
+           {thread_column::STATE, 4}}) {}
+
+void ThreadList::add(const ListedThread& listed) {
+  if (_output.json) {
+    _json.add(to_json(listed));
     return;
   }
-  if (threads.empty()) {
-    output.out << "The store has no conversations.\n";
-    return;
-  }
-  Table table({{"ID", 0, true},
-               {"WITH", 12},
-               {"MSGS", 0, true},
-               {"UNREAD", 0, true},
-               {"STATE", 3},
-               {"LAST", 10},
-               {"TEXT", 8}});
-  for (const ListedThread& listed : threads) {
-    const Thread& thread = listed.thread;
-    std::vector<std::string> states;
-    if (thread.failed) states.emplace_back("failed");
-    if (thread.sending) states.emplace_back("sending");
-    table.add({std::to_string(thread.convId), names_of(listed.addresses),
-               std::to_string(thread.msgCnt), std::to_string(thread.unreadCnt), joined(states),
-               local_time(thread.displayTime),
-               thread.mainText.empty() ? "[" + thread.msgType + "]" : thread.mainText});
-  }
-  table.print(output.out, output.width);
+  const Thread& thread = listed.thread;
+  std::vector<std::string> states;
+  if (thread.failed) states.emplace_back("failed");
+  if (thread.sending) states.emplace_back("sending");
+  const std::string text = subject_and_text(thread.mainText, thread.msgText);
+  _table.add({std::to_string(thread.convId), names_of(listed.addresses),
+              std::to_string(thread.msgCnt), std::to_string(thread.unreadCnt), joined(states),
+              local_time(thread.displayTime), text.empty() ? "[" + thread.msgType + "]" : text});
 }
 
-void print_thread(const Output& output, const ListedThread& listed) {
-  if (!output.json) {
-    print_threads(output, {listed});
-    return;
+void ThreadList::end() {
+  if (_output.json) {
+    _json.end();
+  } else if (!_table.empty()) {
+    _table.print(_output.out, _output.width);
   }
-  Json json = to_json(listed);
-  json["lastMsgId"] = listed.thread.lastMsgId;
-  print_json(output, json);
 }
 
-void print_conversation(const Output& output, const std::vector<Conversation>& messages,
-                        const std::vector<Address>& addresses) {
-  if (output.json) {
-    print_json(output, to_json_list(messages));
+MessageList::MessageList(const Output& output)
+    : _output(output),
+      _json(output.out),
+      _table({{"ID", true}, {"CONV", true}, {"TIME"}, {"FROM"}, {"BOX"}, {"STATE"}, {"TEXT"}},
+             {{message_column::TEXT, 24},
+              {message_column::FROM, 18},
+              {message_column::BOX, 0},
+              {message_column::TIME, DAY_ALONE},
+              {message_column::FROM, 12},
+              {message_column::TEXT, 8},
+              {message_column::CONV, 0},
+              {message_column::TIME, 0},
+              {message_column::STATE, 4}}) {}
+
+void MessageList::add(const Message& message) {
+  if (_output.json) {
+    _json.add(to_json(message));
     return;
   }
-  Table table({{"ID", 0, true}, {"TIME", 10}, {"FROM", 8}, {"BOX", 5}, {"STATE", 3}, {"TEXT", 8}});
-  for (const Conversation& message : messages) {
-    table.add({std::to_string(message.msgId), local_time(message.displayTime),
-               sender_name(message.peerGroupChatSender, message.storageFolder, addresses),
-               folder_name(message.storageFolder), state_of(message),
-               text_with_attachments(message)});
-  }
-  table.print(output.out, output.width);
+  _table.add({std::to_string(message.msgId), std::to_string(message.convId),
+              local_time(message.displayTime), correspondents(message),
+              folder_word(message.storageFolder), state_of(message),
+              text_with_attachments(message)});
 }
 
-void print_messages(const Output& output, const std::vector<Message>& messages) {
-  if (output.json) {
-    print_json(output, to_json_list(messages));
+void MessageList::end() {
+  if (_output.json) {
+    _json.end();
+  } else if (!_table.empty()) {
+    _table.print(_output.out, _output.width);
+  }
+}
+
+void MessagePages::add(const Message& message) {
+  if (_output.json) {
+    _json.add(to_json(message));
     return;
   }
-  Table table({{"ID", 0, true},
-               {"CONV", 0, true},
-               {"TIME", 10},
-               {"FROM", 8},
-               {"BOX", 5},
-               {"STATE", 3},
-               {"TEXT", 8}});
-  for (const Message& message : messages) {
-    table.add({std::to_string(message.msgId), std::to_string(message.convId),
-               local_time(message.displayTime),
-               sender_name(message.peerGroupChatSender, message.storageFolder, message.addresses),
-               folder_name(message.storageFolder), state_of(message),
-               text_with_attachments(message)});
+  const auto line = [this](const char* name, const std::string& value) {
+    if (!value.empty()) _output.out << "  " << name << printable(value) << "\n";
+  };
+  if (!_isEmpty) _output.out << "\n";
+  _isEmpty = false;
+  _output.out << "Message " << message.msgId << " of conversation " << message.convId << "\n";
+  const bool isReceived = helpers::is_inbox(message.storageFolder);
+  line("time     ", local_time(message.displayTime, "%Y-%m-%d %H:%M:%S %z"));
+  line("from     ", isReceived ? correspondents(message) : "me");
+  line("to       ", isReceived ? "" : names_of(message.addresses));
+  line("with     ",
+       isReceived && !message.peerGroupChatSender.empty() ? names_of(message.addresses) : "");
+  line("type     ", message.msgType);
+  line("folder   ",
+       folder_word(message.storageFolder) + " (" + std::to_string(message.storageFolder) + ")");
+  line("state    ", state_of(message));
+  line("SIM      ", message.simIndex < 0 ? "" : std::to_string(message.simIndex));
+  const bool hasSubject = !message.textMessage.empty() && message.mainText != message.textMessage;
+  line("subject  ", hasSubject ? message.mainText : "");
+  line("text     ", message.textMessage.empty() ? message.mainText : message.textMessage);
+  for (const Content& content : message.contents) {
+    line("part     ", joined({content.contentType, content.filename, content.filepath,
+                              content.textData, attachment_mark(content)}));
   }
-  table.print(output.out, output.width);
+}
+
+void MessagePages::end() {
+  if (_output.json) _json.end();
 }
 
 }  // namespace msg_tarvel::tool

@@ -1,25 +1,51 @@
 #pragma once
 
-#include <msg-tarvel-common/item/Address.h>
-#include <msg-tarvel-common/item/Conversation.h>
 #include <msg-tarvel-common/item/Message.h>
 
-#include <vector>
-
+#include "print/json.h"
 #include "print/listed_thread.h"
 #include "print/output.h"
+#include "print/table.h"
 
 namespace msg_tarvel::tool {
 
-// Items as tables or, where that is asked for, as JSON.
+// Items as tables or, where that is asked for, as JSON, which is printed item by item.
 
-/** Without conversations a sentence stands in the place of the table. */
-void print_threads(const Output& output, const std::vector<ListedThread>& threads);
-/** One conversation; `thread.lastMsgId` is valid. */
-void print_thread(const Output& output, const ListedThread& listed);
-/** The messages of one conversation, whose participants are `addresses`. */
-void print_conversation(const Output& output, const std::vector<Conversation>& messages,
-                        const std::vector<Address>& addresses);
-void print_messages(const Output& output, const std::vector<Message>& messages);
+class ThreadList {
+ public:
+  explicit ThreadList(const Output& output);
+  void add(const ListedThread& listed);
+  void end();
+
+ private:
+  const Output& _output;
+  JsonList _json;
+  Table _table;
+};
+
+class MessageList {
+ public:
+  explicit MessageList(const Output& output);
+  void add(const Message& message);
+  void end();
+
+ private:
+  const Output& _output;
+  JsonList _json;
+  Table _table;
+};
+
+/** Messages with all that a person may ask about them, a paragraph for each. */
+class MessagePages {
+ public:
+  explicit MessagePages(const Output& output) : _output(output), _json(output.out) {}
+  void add(const Message& message);
+  void end();
+
+ private:
+  const Output& _output;
+  JsonList _json;
+  bool _isEmpty = true;
+};
 
 }  // namespace msg_tarvel::tool

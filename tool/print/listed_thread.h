@@ -7,7 +7,10 @@
 
 namespace msg_tarvel::tool {
 
-/** A conversation of the list, with its participants. */
+/**
+ * A conversation of the list, with its participants. A moved or copied Thread loses `lastMsgId`,
+ * which is therefore read in place.
+ */
 struct ListedThread {
   Thread thread;
   std::vector<Address> addresses;

@@ -4,7 +4,7 @@
 
 namespace msg_tarvel::tool {
 
-/** How a command prints: for a person, `width` columns wide, or as JSON. */
+/** How a command prints: for a person, `width` columns wide (0: any), or as JSON. */
 struct Output {
   std::ostream& out;
   bool json = false;

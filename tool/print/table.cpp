@@ -25,6 +25,10 @@ std::string blanks(int count) {
 
 }  // namespace
 
+int output_width(int descriptor) {
+  return isatty(descriptor) != 0 ? terminal_width(descriptor) : UNLIMITED;
+}
+
 int terminal_width(int descriptor) {
   winsize size = {};
   if (isatty(descriptor) != 0 && ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
@@ -42,31 +46,54 @@ void Table::add(const std::vector<std::string>& cells) {
   _rows.push_back(std::move(row));
 }
 
-/** The widths that the texts want, taken back column by column until they fit. */
-std::vector<int> Table::_widths(int width) const {
+std::vector<int> Table::_wantedWidths() const {
   std::vector<int> widths;
   for (std::size_t i = 0; i < _columns.size(); ++i) {
     int wanted = display_width(_columns[i].title);
     for (const auto& row : _rows) wanted = std::max(wanted, display_width(row[i]));
     widths.push_back(wanted);
   }
-  const int room = width - GAP * static_cast<int>(_columns.size() - 1);
-  int excess = std::accumulate(widths.begin(), widths.end(), 0) - room;
-  // First those that may give way, down to their least width; then, on a narrow terminal, all.
-  for (const bool isLastResort : {false, true}) {
-    const auto spare = [&](std::size_t i) {
-      const int least = isLastResort ? 1 : (_columns[i].least > 0 ? _columns[i].least : widths[i]);
-      return widths[i] - std::min(least, widths[i]);
-    };
-    while (excess > 0) {
-      std::size_t widest = 0;
-      for (std::size_t i = 1; i < widths.size(); ++i) {
-        if (spare(i) > spare(widest)) widest = i;
-      }
-      if (spare(widest) == 0) break;
-      --widths[widest];
-      --excess;
+  return widths;
+}
+
+bool Table::_isEmpty(std::size_t column) const {
+  return std::all_of(_rows.begin(), _rows.end(),
+                     [column](const auto& row) { return row[column].empty(); });
+}
+
+/** What the columns get of `width`; one that gets nothing is left out with the gap before it. */
+std::vector<int> Table::_widths(int width) const {
+  const std::vector<int> wanted = _wantedWidths();
+  std::vector<int> widths = wanted;
+  if (width == UNLIMITED) return widths;
+  int excess = std::accumulate(widths.begin(), widths.end(), 0) +
+               GAP * static_cast<int>(widths.size() - 1) - width;
+  const auto drop = [&](std::size_t column) {
+    excess -= widths[column] + GAP;
+    widths[column] = 0;
+  };
+  for (std::size_t i = 0; i < widths.size() && excess > 0; ++i) {
+    if (_isEmpty(i)) drop(i);
+  }
+  for (const Step& step : _steps) {
+    if (excess <= 0) break;
+    int& given = widths[step.column];
+    if (given <= step.width) continue;
+    if (step.width == 0) {
+      drop(step.column);
+    } else {
+      const int taken = std::min(excess, given - step.width);
+      given -= taken;
+      excess -= taken;
     }
+  }
+  // What a column that went leaves over goes back to those that gave first.
+  for (const Step& step : _steps) {
+    int& given = widths[step.column];
+    if (given == 0 || excess >= 0) continue;
+    const int back = std::min(-excess, wanted[step.column] - given);
+    given += back;
+    excess += back;
   }
   return widths;
 }
@@ -74,11 +101,14 @@ std::vector<int> Table::_widths(int width) const {
 std::string Table::_line(const std::vector<std::string>& cells,
                          const std::vector<int>& widths) const {
   std::string line;
+  bool isFirst = true;
   for (std::size_t i = 0; i < cells.size(); ++i) {
+    if (widths[i] == 0) continue;
     const std::string cell = cut_to_width(cells[i], widths[i]);
     const std::string padding = blanks(widths[i] - display_width(cell));
-    if (i > 0) line += blanks(GAP);
+    if (!isFirst) line += blanks(GAP);
     line += _columns[i].isNumber ? padding + cell : cell + padding;
+    isFirst = false;
   }
   line.erase(line.find_last_not_of(' ') + 1);
   return line;
@@ -86,10 +116,14 @@ std::string Table::_line(const std::vector<std::string>& cells,
 
 void Table::print(std::ostream& out, int width) const {
   const std::vector<int> widths = _widths(width);
+  const auto printLine = [&](const std::vector<std::string>& cells) {
+    const std::string line = _line(cells, widths);
+    out << (width == UNLIMITED ? line : cut_to_width(line, width)) << "\n";
+  };
   std::vector<std::string> titles;
   for (const Column& column : _columns) titles.push_back(column.title);
-  out << cut_to_width(_line(titles, widths), width) << "\n";
-  for (const auto& row : _rows) out << cut_to_width(_line(row, widths), width) << "\n";
+  printLine(titles);
+  for (const auto& row : _rows) printLine(row);
 }
 
 }  // namespace msg_tarvel::tool

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 #include "exit_status.h"
 #include "store/log_sink.h"
@@ -82,11 +83,18 @@ std::string require_store() {
   throw Failure("cannot read the message store " + path + ": " + std::strerror(errno));
 }
 
+std::string naming_store(const std::string& what) {
+  constexpr std::string_view UNNAMED = "the message store";
+  const bool isUnnamed = what.size() >= UNNAMED.size() &&
+                         what.compare(what.size() - UNNAMED.size(), UNNAMED.size(), UNNAMED) == 0;
+  return isUnnamed ? what + " " + database_path() : what;
+}
+
 bool is_found(int result, const std::string& what) {
   if (result == db::DB_SUCCESS) return true;
   // Some queries take a failed step for the end of the rows.
   if (result == db::DB_NO_DATA && !has_database_error()) return false;
-  fail_with_log(what);
+  fail_with_log(naming_store(what));
 }
 
 }  // namespace msg_tarvel::tool

@@ -14,6 +14,9 @@ std::string require_place();
 /** The same; throws a Failure that says what to do when there is no store: opening makes one. */
 std::string require_store();
 
+/** `what` with the store's path, where it ends in "the message store". */
+std::string naming_store(const std::string& what);
+
 /**
  * The result of a read query: true for found, false for nothing found. Anything else throws a
  * Failure with the reason from the log, which begins with `what`.

@@ -4,7 +4,6 @@
 #include <msg-tarvel-common/db/db_indexes.h>
 
 #include <cstdlib>
-#include <filesystem>
 
 #include "store/log_sink.h"
 #include "store/store.h"
@@ -12,20 +11,7 @@
 
 namespace msg_tarvel::tool {
 
-namespace {
-
-/** Below this size an index costs more than it saves. */
-constexpr std::uintmax_t SMALL_STORE = 1048576;
-
-std::uintmax_t size_of(const std::string& path) {
-  std::error_code unknown;
-  const std::uintmax_t size = std::filesystem::file_size(path, unknown);
-  return unknown ? 0 : size;
-}
-
-}  // namespace
-
-StoreView::StoreView() : _copy(require_store()) {
+StoreView::StoreView(Indexes indexes) : _copy(require_store()) {
   setenv(DATA_DIR_VARIABLE, _copy.dataDirectory().c_str(), 1);
   _session.emplace();
   db::DBMgr& store = *db::DBMgr::getInstance();
@@ -34,7 +20,7 @@ StoreView::StoreView() : _copy(require_store()) {
   store.execStatement(
       "SELECT count(*) FROM sqlite_master; PRAGMA synchronous = OFF; PRAGMA journal_mode = "
       "MEMORY;");
-  if (size_of(_copy.database()) >= SMALL_STORE) db::db_create_indexes();
+  if (indexes == Indexes::ALL) db::db_create_indexes();
   _copy.remove();
   forget_log_errors();
 }

@@ -10,16 +10,18 @@ namespace msg_tarvel::tool {
 
 /**
  * The store for a command that only looks: the library reads a private copy, so that every query
- * sees the same moment and nobody waits for the printing. Without indexes of its own the copy gets
- * them. The files' names are gone before the first result is printed.
+ * sees the same moment and nobody waits for the printing. Indexes that are missing are made there.
+ * The files' names are gone before the first result is printed.
  *
  * One in the life of a process, before anything asks the library where the store is. The paths that
  * messages and contents carry, and database_path(), stay those of the store.
  */
 class StoreView {
  public:
+  enum class Indexes { ALL, AS_THEY_ARE };
+
   /** Throws Failure when there is no store or it cannot be read. */
-  StoreView();
+  explicit StoreView(Indexes indexes = Indexes::ALL);
   StoreView(const StoreView&) = delete;
   StoreView& operator=(const StoreView&) = delete;
 

@@ -230,7 +230,9 @@ TEST_F(CheckTest, Files) {
     static_cast<void>(chown(path.c_str(), getuid(), STORE_GROUP) == 0);
   };
   expectFound([&] { leave("incoming-1-2"); }, {"unnamed-files"}, {});
-  expectFound([&] { leave("9-1.png"); }, {"unnamed-files"}, {});
+  expectFound([&] { leave("9-1.png"); }, {"unnamed-files"}, {"unnamed-files"});
+  expectFound([] { fs::rename(picture(), media_directory() + "/incoming-5-1.png"); },
+              {"missing-files"}, {});
   expectFound([&] { leave("note.txt"); }, {"unnamed-files"}, {"unnamed-files"});
   expectFound([] { fs::remove(journal()); }, {"journal"}, {});
   expectFound([] { Database(file()).execute("PRAGMA journal_mode = WAL;"); }, {"journal"}, {});

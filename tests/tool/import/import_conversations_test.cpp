@@ -195,7 +195,7 @@ TEST_F(ImportConversations, CountersAndLastMessageAreRight) {
               { "body",
                 "old" }}));
   EXPECT_EQ(rows(COUNTERS), "1|5|2|mms|1|9500|Sub|text|0|5\n2|1|0|sms|1|7000|Hello|Hello|0|4\n");
-  EXPECT_EQ(json({"find-thread", A})["lastMsgId"], 5);
+  EXPECT_EQ(json({"find", A})[0]["lastMsgId"], 5);
 }
 
 TEST_F(ImportConversations, CountersIncludeWhatTheStoreHadAndLeaveOthersAlone) {

@@ -152,8 +152,8 @@ TEST_F(ImportFaults, ACommitThatFailsLeavesNothing) {
   const std::string before = everything();
   const ProcessResult result = run({"import", file("b.xml", backup(NEW_ELEMENTS))});
   EXPECT_EQ(result.status, 3);
-  EXPECT_EQ(result.err,
-            "msg-tarvel: cannot write the message store: it is locked by another process\n");
+  EXPECT_EQ(result.err, "msg-tarvel: cannot write the message store " + dbFile() +
+                            ": it is locked by another process\n");
   EXPECT_EQ(everything(), before);
 }
 

@@ -62,8 +62,7 @@ TEST_F(Sample, AnswersTheQuestionsOfTheDemo) {
   importSample();
   EXPECT_EQ(json({"threads"}).size(), 12U);
   EXPECT_EQ(json({"conversation", "10"}).size(), 9U);
-  const auto unread = json({"messages", "--read-filter", "0", "--limit", "20", "--folder-type",
-                            "MAIN_FOLDER_1", "--conv-ids", "1,2"});
+  const auto unread = json({"messages", "--unread", "--limit", "20", "--conv", "1,2"});
   ASSERT_EQ(unread.size(), 20U);
   std::set<int> conversations;
   for (const auto& message : unread) {
@@ -72,7 +71,7 @@ TEST_F(Sample, AnswersTheQuestionsOfTheDemo) {
   }
   EXPECT_EQ(conversations, (std::set<int>{1, 2}));
   for (const char* number : {"+14155550111", "4155550111", "(415) 555-0111"}) {
-    EXPECT_EQ(json({"find-thread", number})["convId"], 1);
+    EXPECT_EQ(json({"find", number})[0]["convId"], 1);
   }
 }
 

@@ -45,11 +45,14 @@ TEST(Printable, IsCutBetweenCharacters) {
   EXPECT_EQ(cut_to_width(ACCENT, 5), "Cafe\xCC\x81…");
 }
 
+/** The texts give way first, down to 16 columns, then BOX goes, then the names. */
 Table sample() {
-  Table table({{"ID", 0, true}, {"WITH", 8}, {"TEXT", 8}});
-  table.add({"1", "+14155550111, +14155550122", std::string(KOREAN) + " " + KOREAN + " " + KOREAN});
-  table.add({"12", "Parcels", "😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂"});
-  table.add({"7", "n", "a\nb"});
+  Table table({{"ID", true}, {"STATE"}, {"WITH"}, {"BOX"}, {"TEXT"}},
+              {{4, 16}, {3, 0}, {2, 9}, {4, 1}});
+  table.add({"1", "", "+14155550111, +14155550122", "inbox",
+             std::string(KOREAN) + " " + KOREAN + " " + KOREAN});
+  table.add({"12", "", "Parcels", "sent", "😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂"});
+  table.add({"7", "", "n", "sent", "a\nb"});
   return table;
 }
 
@@ -70,13 +73,31 @@ TEST(Table, IsNeverWiderThanTheTerminal) {
   }
 }
 
-TEST(Table, CutsTheWidestColumnsFirst) {
-  EXPECT_EQ(lines(sample(), 200).at(1),
-            " 1  +14155550111, +14155550122  지금 어디예요? 지금 어디예요? 지금 어디예요?");
-  EXPECT_EQ(lines(sample(), 40),
+TEST(Table, IsAsWideAsItIsWithoutATerminal) {
+  EXPECT_EQ(lines(sample(), UNLIMITED),
             (std::vector<std::string>{
-                "ID  WITH               TEXT", " 1  +14155550111, +1…  지금 어디예요? …",
-                "12  Parcels            😂😂😂😂😂😂😂😂…", " 7  n                  a b"}));
+                "ID  STATE  WITH                        BOX    TEXT",
+                " 1         +14155550111, +14155550122  inbox  지금 어디예요? 지금 어디예요? 지금 "
+                "어디예요?",
+                "12         Parcels                     sent   "
+                "😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂😂",
+                " 7         n                           sent   a b"}));
+  EXPECT_EQ(output_width(-1), UNLIMITED);
+}
+
+TEST(Table, LeavesOutTheEmptyColumnFirst) {
+  EXPECT_EQ(lines(sample(), 101).at(0), "ID  WITH                        BOX    TEXT");
+  EXPECT_EQ(lines(sample(), 120).at(0), "ID  STATE  WITH                        BOX    TEXT");
+}
+
+TEST(Table, GivesWayStepByStep) {
+  EXPECT_EQ(lines(sample(), 60).at(1),
+            " 1  +14155550111, +14155550122  inbox  지금 어디예요? 지금 …");
+  EXPECT_EQ(lines(sample(), 50).at(1), " 1  +14155550111, +14155550122  지금 어디예요? 지…");
+  EXPECT_EQ(lines(sample(), 40).at(1), " 1  +14155550111, +14…  지금 어디예요? …");
+  EXPECT_EQ(lines(sample(), 20),
+            (std::vector<std::string>{"ID  WITH       TEXT", " 1  +1415555…  지금…",
+                                      "12  Parcels    😂😂…", " 7  n          a b"}));
 }
 
 TEST(Table, TakesTheWidthFromTheEnvironmentWithoutATerminal) {

@@ -1,4 +1,4 @@
-// msg-tarvel commands: what processes send each other.
+// msg-tarvel ipc: what processes send each other.
 
 #include <msg-tarvel-common/ipc/MsgIPC.h>
 
@@ -10,7 +10,9 @@
 #include "commands/command_set.h"
 #include "commands/commands.h"
 #include "exit_status.h"
+#include "helpers/introspection.h"
 #include "print/json.h"
+#include "print/remark.h"
 #include "print/table.h"
 
 namespace msg_tarvel::tool {
@@ -19,9 +21,14 @@ namespace {
 
 constexpr int NUMBER_BASE = 10;
 
-struct RegistryArguments {
+/** Columns of the table. */
+constexpr std::size_t METHOD = 1;
+constexpr std::size_t PARAMETERS = 3;
+
+struct IpcArguments {
   /** The one command that is asked for; empty for all. */
   std::string nameOrNumber;
+  bool asIntrospection = false;
 };
 
 /** The numbers below the registry's bound that are commands, or the one that is asked for. */
@@ -44,10 +51,20 @@ std::vector<MsgIPC::IpcCommand> chosen_commands(const MsgIPC& registry, const st
   return commands;
 }
 
-int list_ipc_commands(const Output& output, const RegistryArguments& arguments) {
+int print_introspection(const Output& output, const IpcArguments& arguments) {
+  if (output.json || !arguments.nameOrNumber.empty()) {
+    throw UsageError("ipc: --introspection is XML, of the whole interface");
+  }
+  output.out << helpers::introspection_xml(MsgIPC());
+  return FOUND;
+}
+
+int list_ipc_commands(const Output& output, const IpcArguments& arguments) {
+  if (arguments.asIntrospection) return print_introspection(output, arguments);
   const MsgIPC registry;
   Json list = Json::array();
-  Table table({{"NUMBER", 0, true}, {"METHOD"}, {"SIGNATURE"}, {"PARAMETERS", 0, true}});
+  Table table({{"NUMBER", true}, {"METHOD"}, {"SIGNATURE"}, {"PARAMETERS", true}},
+              {{PARAMETERS, 0}, {METHOD, 24}});
   const std::vector<MsgIPC::IpcCommand> commands =
       chosen_commands(registry, arguments.nameOrNumber);
   for (const MsgIPC::IpcCommand command : commands) {
@@ -67,18 +84,20 @@ int list_ipc_commands(const Output& output, const RegistryArguments& arguments) 
   } else if (!commands.empty()) {
     table.print(output.out, output.width);
   }
-  return commands.empty() ? NOTHING_FOUND : FOUND;
+  return commands.empty() ? nothing_found("there is no command '" + arguments.nameOrNumber + "'")
+                          : FOUND;
 }
 
 }  // namespace
 
-void declare_registry(CommandSet& commands) {
-  const auto arguments = std::make_shared<RegistryArguments>();
-  commands
-      .add("commands", "Lists the commands that processes send each other",
-           "msg-tarvel commands nms_add_message",
-           [arguments](const Output& output) { return list_ipc_commands(output, *arguments); })
-      .add_option("NAME|NUMBER", arguments->nameOrNumber, "Only this one");
+void declare_ipc(CommandSet& commands) {
+  const auto arguments = std::make_shared<IpcArguments>();
+  CLI::App& app = commands.add(
+      "ipc", "Lists the commands that processes send each other", "msg-tarvel ipc nms_add_message",
+      [arguments](const Output& output) { return list_ipc_commands(output, *arguments); });
+  app.add_option("NAME|NUMBER", arguments->nameOrNumber, "Only this one");
+  app.add_flag("--introspection", arguments->asIntrospection,
+               "Print D-Bus introspection XML, as gdbus-codegen takes it");
 }
 
 }  // namespace msg_tarvel::tool
