@@ -40,6 +40,7 @@ CommandLine::CommandLine() {
   declare_check(_commands);
   declare_repair(_commands);
   declare_backup(_commands);
+  declare_export(_commands);
   declare_import(_commands);
   declare_info(_commands);
   declare_threads(_commands);

@@ -19,6 +19,7 @@ _msg-tarvel() {
     'check:Looks for what is wrong with the store'
     'repair:Mends what is wrong with the store and needs no guessing'
     'backup:Writes the store'\''s database to a file, while others use it'
+    'export:Prints the whole store as lines of JSON'
     'import:Imports the XML that Android phones'\'' SMS/MMS backup programs write'
     'info:Says where the store is, what it holds and which settings count'
     'threads:Lists the conversations, newest first'
@@ -73,13 +74,30 @@ _msg-tarvel-repair() {
 
 _msg-tarvel-backup() {
   local -a own=(
+    '--json[Print JSON, every field as it is stored]'
+    '--redact[Without what people wrote, and their numbers]'
     ':FILE:_files'
+  )
+  _arguments $everywhere $own
+}
+
+_msg-tarvel-export() {
+  local -a own=(
+    '--json[Print JSON, every field as it is stored]'
+    '--media=[Write the files into this directory instead of the lines]:DIR:_files -/'
   )
   _arguments $everywhere $own
 }
 
 _msg-tarvel-import() {
   local -a own=(
+    '--json[Print JSON, every field as it is stored]'
+    '*--own-number=[A number of the phone'\''s owner, who is no participant of a conversation; may be repeated, and ends all guessing (default: what the store'\''s SIM cards and the file itself show)]:NUMBER: '
+    '--keep-going[Take what is good of a damaged file, and say where it is damaged; exit status 1]'
+    '--dry-run[Say what an import would do, and change nothing]'
+    '--media=[Where the files of an export lie that was written with --media]:DIR:_files -/'
+    '--no-indexes[Add no indexes to a store that lacks them]'
+    '*:FILE:_files'
     '*--own-number=[A number of the phone'\''s owner, who is no participant of a conversation; may be repeated, and ends all guessing (default: what the store'\''s SIM cards and the file itself show)]:NUMBER: '
     '--keep-going[Take what is good of a damaged file, and say where it is damaged; exit status 1]'
     '--dry-run[Say what an import would do, and change nothing]'

@@ -11,6 +11,7 @@ void declare_generate(CommandSet& commands);
 void declare_check(CommandSet& commands);
 void declare_repair(CommandSet& commands);
 void declare_backup(CommandSet& commands);
+void declare_export(CommandSet& commands);
 void declare_import(CommandSet& commands);
 void declare_info(CommandSet& commands);
 void declare_threads(CommandSet& commands);

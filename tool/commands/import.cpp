@@ -224,7 +224,8 @@ void declare_import(CommandSet& commands) {
       "is\n"
       "the subject or else the text. Parts lie in the data directory's media/. What an earlier\n"
       "import stored is skipped. All of a file is imported, or nothing of it; files before one\n"
-      "that fails stay imported. A store without indexes gets them with it.",
+      "that fails stay imported. A store without indexes gets them with it. What 'msg-tarvel\n"
+      "export' wrote is read back into a store without messages.",
       [arguments](const Output& output) { return import_files(output, *arguments); });
   app.add_option("FILE", arguments->files,
                  "The backups, also compressed by gzip; \"-\" is standard input")
@@ -239,6 +240,9 @@ void declare_import(CommandSet& commands) {
                "Take what is good of a damaged file, and say where it is damaged; exit status 1");
   app.add_flag("--dry-run", arguments->options.isDryRun,
                "Say what an import would do, and change nothing");
+  app.add_option("--media", arguments->options.media,
+                 "Where the files of an export lie that was written with --media")
+      ->type_name("DIR");
   app.add_flag("--no-indexes", arguments->options.withoutIndexes,
                "Add no indexes to a store that lacks them");
 }

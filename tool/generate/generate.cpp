@@ -283,13 +283,7 @@ void require_empty_store() {
   }
 }
 
-}  // namespace
-
-GeneratedStore generate_store(const GenerateOptions& options) {
-  if (options.conversations > options.messages) {
-    throw UsageError("each conversation has a message: more --conversations than --messages");
-  }
-  const InterruptGuard guard;
+GeneratedStore fill_store(const GenerateOptions& options) {
   helpers::Transaction transaction;
   require_empty_store();
   const std::vector<std::string> indexes = helpers::set_indexes_aside();
@@ -299,9 +293,23 @@ GeneratedStore generate_store(const GenerateOptions& options) {
   if (!options.withoutIndexes) helpers::make_indexes();
   throw_if_interrupted();
   generator->stage().synchronise();
-  transaction.commit();
+  try {
+    transaction.commit();
+  } catch (const helpers::UnknownOutcome&) {
+    generator->stage().confirm();  // rows may name the files
+    throw;
+  }
   generator->stage().confirm();
   return made;
+}
+
+}  // namespace
+
+GeneratedStore generate_store(const GenerateOptions& options) {
+  if (options.conversations > options.messages) {
+    throw UsageError("each conversation has a message: more --conversations than --messages");
+  }
+  return interruptible("nothing was generated", [&] { return fill_store(options); });
 }
 
 }  // namespace msg_tarvel::tool

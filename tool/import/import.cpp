@@ -30,6 +30,7 @@
 #include "import/interrupt.h"
 #include "import/media_type.h"
 #include "import/participants.h"
+#include "import/restore.h"
 #include "print/progress_bar.h"
 #include "store/connections.h"
 #include "store/log_sink.h"
@@ -447,6 +448,7 @@ ImportSummary import_backup(const std::string& path, const ImportOptions& option
   wait_interruptibly();
   return interruptible("nothing was imported", [&] {
     const BackupFile file(path, &throw_if_interrupted);
+    if (is_export(file)) return restore_export(file, options);
     try {
       return Import(file, &read_backup, options).run();
     } catch (const BackupDamage&) {

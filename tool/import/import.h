@@ -80,10 +80,12 @@ struct ImportOptions {
   bool keepsGoing = false;
   /** Whether nothing of it all is to stay. */
   bool isDryRun = false;
+  /** Where the files lie that the lines of an export name but do not hold. */
+  std::string media;
 };
 
 /**
- * Imports the backup `path` into the store, all of it or, when anything throws (Failure,
+ * Imports the backup, or the export, `path` into the store, all of it or, when anything throws (Failure,
  * Interrupted), nothing.
  */
 ImportSummary import_backup(const std::string& path, const ImportOptions& options);

@@ -23,6 +23,8 @@ constexpr int MOST_DRAWS = 20;
 /** Numbers of fewer digits have no prefix: they are short codes and local ones. */
 constexpr std::size_t LEAST_WITH_PREFIX = 8;
 
+constexpr const char* DIGITS = "0123456789";
+
 /** So far from the end a 0 may be a country's trunk prefix: it stays one. */
 constexpr std::size_t FIRST_TRUNK_PLACE = 7;
 
@@ -55,7 +57,7 @@ std::string in_lower_case(std::string text) {
 
 /** What each digit becomes that has so many others behind it. */
 std::string permutation_before(std::size_t others, Chance& chance) {
-  const std::string digits = "0123456789";
+  const std::string digits = DIGITS;
   const std::size_t kept = others >= FIRST_TRUNK_PLACE ? 1 : 0;
   std::vector<char> shuffled(digits.begin() + static_cast<std::ptrdiff_t>(kept), digits.end());
   chance.shuffle(shuffled);
@@ -78,10 +80,7 @@ std::size_t prefix_of(const std::string& number) {
   if (number.size() < LEAST_WITH_PREFIX || (!isInternational && number[0] != '0')) {
     return isInternational ? 1 : 0;
   }
-  std::size_t prefix = number.size() - common_util::convert_number(number).size();
-  // Behind a calling code it belongs to the number in some countries, and is dialled as well.
-  if (isInternational && number[prefix] == '0') ++prefix;
-  return prefix;
+  return number.size() - common_util::convert_number(number).size();
 }
 
 }  // namespace
@@ -119,10 +118,18 @@ std::string Disguise::path(const std::string& original) const {
   return text(original.substr(0, dot)) + original.substr(dot);
 }
 
+void Disguise::learn(const std::string& original) {
+  const std::string bare = helpers::normalised_address(original);
+  if (!helpers::is_phone_number(bare)) return;
+  for (std::size_t i = 0; i < prefix_of(bare); ++i) {
+    if (bare[i] != '+') _permutations[bare.substr(i + 1)] = DIGITS;
+  }
+}
+
 std::string Disguise::number(const std::string& original) {
   const std::string bare = helpers::normalised_address(original);
   if (!helpers::is_phone_number(bare)) return text(original);
-  const std::size_t prefix = std::min(prefix_of(bare), bare.size());
+  const std::size_t prefix = prefix_of(bare);
   const std::string disguised = bare.substr(0, prefix) + _digits(bare.substr(prefix));
 
   // The digits go where the number's digits were.

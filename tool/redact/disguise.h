@@ -30,6 +30,13 @@ class Disguise {
    */
   std::string number(const std::string& original);
 
+  /**
+   * To be called for all numbers before the first is disguised: where a digit of one stays, as part
+   * of its beginning, so do those of others that go on in the same way. Else a digit could become
+   * what it never was the same as.
+   */
+  void learn(const std::string& original);
+
   /** A text, but for the extension of a type that is known. */
   std::string path(const std::string& original) const;
 

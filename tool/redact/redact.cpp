@@ -1,15 +1,11 @@
 #include "redact/redact.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <iterator>
 #include <new>
 #include <string_view>
 
+#include "check/check.h"
 #include "exit_status.h"
 #include "import/media_type.h"
 #include "redact/disguise.h"
@@ -18,8 +14,6 @@
 namespace msg_tarvel::tool {
 
 namespace {
-
-constexpr mode_t ONLY_MINE = 0600;
 
 /** What becomes of the texts of a column. Those of a column that is not named here are texts. */
 struct Column {
@@ -189,6 +183,20 @@ std::vector<std::string> drop_what_is_unknown(const Database& database) {
   return dropped;
 }
 
+void learn_numbers(const Database& database, Disguise& disguise) {
+  for (const Column& column : COLUMNS) {
+    const std::string table = quoted_name(column.table);
+    if (column.function != std::string_view("disguised_number") ||
+        database.number("SELECT count(*) FROM pragma_table_info(" + table + ") WHERE name = '" +
+                        column.name + "';") == 0) {
+      continue;
+    }
+    const std::string name = quoted_name(column.name);
+    Rows numbers = database.query("SELECT DISTINCT " + name + " FROM " + table + ";");
+    while (numbers.next()) disguise.learn(numbers.text(0));
+  }
+}
+
 void disguise_table(const Database& database, const std::string& table) {
   std::string changes;
   Rows columns = database.query("SELECT name FROM pragma_table_info(" + quoted_name(table) + ");");
@@ -202,28 +210,6 @@ void disguise_table(const Database& database, const std::string& table) {
   }
 }
 
-/** A new, empty file of the user's own, removed again unless it is kept. */
-class NewFile {
- public:
-  explicit NewFile(const std::string& path) : _path(path) {
-    const int file =
-        open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, ONLY_MINE);
-    if (file == -1) throw Failure("cannot create " + path + ": " + std::strerror(errno));
-    close(file);
-  }
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
-  ~NewFile() {
-    if (!_isKept) unlink(_path.c_str());
-  }
-
-  void keep() { _isKept = true; }
-
- private:
-  const std::string _path;
-  bool _isKept = false;
-};
-
 void add_functions(const Database& database, Disguise& disguise) {
   add_function<&text>(database, "disguised_text", disguise);
   add_function<&number>(database, "disguised_number", disguise);
@@ -234,26 +220,32 @@ void add_functions(const Database& database, Disguise& disguise) {
   add_function<&time>(database, "disguised_time", disguise);
 }
 
-}  // namespace
-
-std::vector<std::string> redact_database(const std::string& copy, const std::string& target,
-                                         const std::string& key) {
-  NewFile file(target);
+std::vector<std::string> redact(const Database& database, const std::string& key) {
   Disguise disguise(key);
-  const Database database(copy);
   add_functions(database, disguise);
-  database.execute("BEGIN;");
+  // Nobody goes on with a half redacted copy.
+  database.execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; BEGIN;");
   std::vector<std::string> leftOut = drop_what_is_unknown(database);
+  learn_numbers(database, disguise);
   for (const SchemaObject& object : schema_of(database)) {
     if (object.type == "table" && object.name != "sqlite_sequence") {
       disguise_table(database, object.name);
     }
   }
-  database.execute("COMMIT;");
-  // Into a new file: this one still has the pages that nothing uses any more.
-  database.query("VACUUM INTO ?;").bind(1, target).next();
-  file.keep();
+  // The pages that nothing uses any more still hold what was there.
+  database.execute("COMMIT; VACUUM;");
   return leftOut;
+}
+
+}  // namespace
+
+std::vector<std::string> redact_database(const std::string& path, const std::string& key) {
+  try {
+    if (is_write_ahead(path)) end_write_ahead(path);
+    return redact(Database(path), key);
+  } catch (const DatabaseFailure& failure) {
+    throw Failure(std::string("cannot redact the message store: ") + failure.what());
+  }
 }
 
 }  // namespace msg_tarvel::tool

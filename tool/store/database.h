@@ -31,6 +31,7 @@ class Rows {
 
   /** False behind the last one. Throws DatabaseFailure. */
   bool next();
+  sqlite3_stmt* statement() const { return _statement.get(); }
   void reset() { sqlite3_reset(_statement.get()); }
 
   long long number(int column) const { return sqlite3_column_int64(_statement.get(), column); }

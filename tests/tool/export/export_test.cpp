@@ -1,0 +1,284 @@
+// msg-tarvel export and import: what was exported comes back as it was, whatever it was.
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+
+#include "tool/tool_support.h"
+
+namespace msg_tarvel {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Export : public ToolTest {
+ protected:
+  void SetUp() override { create(); }
+
+  void generate(const std::vector<std::string>& options) const {
+    std::vector<std::string> arguments = {"generate"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    const ProcessResult result = run(arguments);
+    ASSERT_EQ(result.status, 0) << result.err;
+  }
+
+  /** Every row of every table with its values' types, and every file. */
+  std::string wholeStore() const {
+    RawConnection connection(dbFile());
+    std::string text;
+    for (const std::string& table :
+         connection.column("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY 1;")) {
+      std::string columns;
+      for (const std::string& column :
+           connection.column("SELECT name FROM pragma_table_info('" + table + "');")) {
+        columns += (columns.empty() ? "" : " || ',' || ") + ("typeof(" + column + ") || quote(") +
+                   column + ")";
+      }
+      const std::string order = table == "sqlite_sequence" ? "name" : "rowid";
+      text += table + "\n" + rows("SELECT " + columns + " FROM " + table + " ORDER BY " + order);
+    }
+    for (const std::string& name : mediaFiles()) {
+      text += name + "\n" + content_of(mediaDir() + "/" + name);
+    }
+    return text;
+  }
+
+  std::string exported(const std::vector<std::string>& options = {}) const {
+    std::vector<std::string> arguments = {"export"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    const ProcessResult result = run(arguments);
+    EXPECT_EQ(result.status, 0) << result.err;
+    return file("export.jsonl", result.out);
+  }
+
+  void beginAnew() const {
+    fs::remove_all(dataDir());
+    create();
+  }
+
+  /** A store of the exported lines is refused with this, and nothing of it stays. */
+  void expectRefused(const std::string& lines, const std::string& reason) const {
+    const std::string before = wholeStore();
+    const std::string path = file("refused.jsonl", lines);
+    expectFailure(run({"import", path}), path + reason);
+    EXPECT_EQ(wholeStore(), before);
+  }
+};
+
+const std::string HEADER = "{\"export\":\"msg-tarvel\",\"version\":1}\n";
+
+TEST_F(Export, ComesBackAsTheSameStore) {
+  for (const std::string seed : {"1", "2"}) {
+    generate({"--seed", seed, "--messages", "150"});
+    const std::string before = wholeStore();
+    const std::string files = std::to_string(mediaFiles().size());
+    const std::string path = exported();
+    beginAnew();
+    const ProcessResult result = run({"import", path});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out,
+              "read:    150\nstored:  150\nskipped: 0\nconversations created: 23\n"
+              "parts:   " +
+                  files + " stored, 0 of them reported\n");
+    EXPECT_EQ(wholeStore(), before) << seed;
+    beginAnew();
+  }
+}
+
+TEST_F(Export, EveryValueComesBackInEveryColumn) {
+  generate({"--messages", "40"});
+  const std::vector<std::string> values = {"NULL",
+                                           "-9223372036854775808",
+                                           "9223372036854775807",
+                                           "0.1",
+                                           "2.0",
+                                           "1e300",
+                                           "9e999",
+                                           "-9e999",
+                                           "''",
+                                           "'null'",
+                                           "'{\"blob\": 1}'",
+                                           "'a' || char(0) || 'b' || char(10, 13, 27, 127, 8238)",
+                                           "'한국어 👩‍👩‍👧 \\ \"'",
+                                           "CAST(x'61ff62' AS TEXT)",
+                                           "x''",
+                                           "x'00ff27'"};
+  RawConnection connection(dbFile());
+  connection.exec("BEGIN;");
+  std::size_t next = 0;
+  for (const std::string table :
+       {"msg_message_table", "msg_conversation_table", "msg_address_table", "msg_mms_content_table",
+        "msg_nms_meta_table", "msg_sim_table", "temp_log", "respond_msg_table", "ft_queue_table",
+        "message_transaction_table", "deleted_msg_table", "msg_ft_content_table",
+        "mssi_info_table"}) {
+    connection.exec("INSERT INTO " + table + " SELECT * FROM " + table + " WHERE 0;");
+    for (const std::string& column :
+         connection.column("SELECT name FROM pragma_table_info('" + table +
+                           "') WHERE pk = 0 AND \"notnull\" = 0 AND name NOT LIKE '%path';")) {
+      for (std::size_t i = 0; i < 6; ++i) {
+        connection.exec("UPDATE " + table + " SET " + column + " = " +
+                        values[next++ % values.size()] + " WHERE rowid = (SELECT rowid FROM " +
+                        table + " ORDER BY rowid LIMIT 1 OFFSET " + std::to_string(i) + ");");
+      }
+    }
+  }
+  // Rows that belong to nothing, and a number that is not given again.
+  connection.exec(
+      "INSERT INTO msg_address_table (convId, address) VALUES (777, '+14155550100');"
+      "INSERT INTO msg_mms_content_table (msgId, textData) VALUES (888, 'lost'), (NULL, 'lost');"
+      "INSERT INTO msg_nms_meta_table (msgId, objectId) VALUES (888, 'lost');"
+      "INSERT INTO msg_ft_content_table (msgId, filename) VALUES (888, 'lost');"
+      "DELETE FROM msg_message_table WHERE msgId = 40; COMMIT;");
+  const std::string before = wholeStore();
+  const std::string path = exported();
+  beginAnew();
+  EXPECT_EQ(run({"import", path}).status, 0);
+  EXPECT_EQ(wholeStore(), before);
+}
+
+TEST_F(Export, LinesAreObjectsThatNameTheirRows) {
+  import(sms({{ "body", "Hello" }}) + mms({}, data_part("image/png", "QUJD"), ""));
+  std::istringstream lines(content_of(exported()));
+  std::vector<nlohmann::json> parsed;
+  for (std::string line; std::getline(lines, line);) parsed.push_back(nlohmann::json::parse(line));
+  ASSERT_GE(parsed.size(), 4U);
+  EXPECT_EQ(parsed[0], nlohmann::json::parse(HEADER));
+  EXPECT_EQ(parsed[1]["conversation"]["convId"], 1);
+  EXPECT_EQ(parsed[1]["addresses"][0]["address"], "+14155550111");
+  EXPECT_EQ(parsed[2]["message"]["textMessage"], "Hello");
+  EXPECT_FALSE(parsed[2].contains("contents"));
+  EXPECT_EQ(parsed[3]["contents"][0]["contentType"], "image/png");
+  EXPECT_EQ(parsed[3]["contents"][0]["files"], (nlohmann::json{{"filepath", "QUJD"}}));
+  EXPECT_EQ(parsed.back()["table"], "sqlite_sequence");
+}
+
+TEST_F(Export, FilesGoIntoADirectoryAndComeBackFromThere) {
+  generate({"--messages", "150"});
+  const std::string before = wholeStore();
+  const std::vector<std::string> names = mediaFiles();
+  ASSERT_GT(names.size(), 5U);
+  const std::string media = folder() + "/files";
+  const std::string path = exported({"--media", media});
+  EXPECT_NE(content_of(path).find("{\"name\":\"" + names[0] + "\"}"), std::string::npos);
+  EXPECT_EQ(static_cast<std::size_t>(
+                std::distance(fs::directory_iterator(media), fs::directory_iterator())),
+            names.size());
+  beginAnew();
+  expectFailure(run({"import", path}), path + ":", "its files are elsewhere: give --media DIR");
+  EXPECT_EQ(mediaFiles().size(), 0U);
+  EXPECT_EQ(run({"import", path, "--media", media}).status, 0);
+  EXPECT_EQ(wholeStore(), before);
+  const ProcessResult again = run({"export", "--media", media});
+  EXPECT_EQ(again.status, 3);
+  EXPECT_EQ(again.err.rfind("msg-tarvel: cannot create " + media + "/", 0), 0U) << again.err;
+}
+
+TEST_F(Export, FilesElsewhereStayThere) {
+  import(mms({}, data_part("image/png", "QUJD"), "") +
+         mms({{ "date",
+                "1" }},
+             data_part("image/png", "QUJE"), "") +
+         mms({{ "date",
+                "2" }},
+             data_part("image/png", "QUJF"), ""));
+  const std::string secret = file("secret", "somebody's secret");
+  RawConnection(dbFile()).exec("UPDATE msg_mms_content_table SET filepath = '" + secret +
+                               "' WHERE contentId = 1;");
+  const std::string second =
+      rows("SELECT filepath FROM msg_mms_content_table WHERE contentId = 2;");
+  const std::string link = second.substr(0, second.size() - 1);
+  fs::remove(link);
+  fs::create_symlink(secret, link);
+  RawConnection(dbFile()).exec("UPDATE msg_mms_content_table SET thumbpath = '" + mediaDir() +
+                               "/../dbspace/.msg-tarvel-server.db' WHERE contentId = 3;");
+  const ProcessResult result = run({"export"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err,
+            "msg-tarvel: left out: 3 files that are missing or not in the store's "
+            "media\n");
+  EXPECT_NE(result.out.find("\"files\":{\"filepath\":\"QUJF\"}"), std::string::npos);
+  EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n') > 0, true);
+  EXPECT_EQ(result.out.find("\"filepath\":\"c29tZ"), std::string::npos);
+}
+
+TEST_F(Export, IsReadBackOnlyIntoAStoreWithoutMessages) {
+  import(sms({}));
+  const std::string path = exported();
+  const std::string before = wholeStore();
+  expectFailure(run({"import", path}),
+                "the store has messages or conversations; an export is read back into an empty");
+  EXPECT_EQ(wholeStore(), before);
+}
+
+TEST_F(Export, ADryRunChangesNothing) {
+  generate({"--messages", "50"});
+  const std::string path = exported();
+  beginAnew();
+  const std::string before = wholeStore();
+  EXPECT_EQ(json({"import", "--dry-run", path})["stored"], 50);
+  EXPECT_EQ(wholeStore(), before);
+  EXPECT_EQ(json({"import", path})["stored"], 50);
+}
+
+TEST_F(Export, ComesBackThroughAPipeAndCompressed) {
+  generate({"--messages", "30"});
+  const std::string before = wholeStore();
+  const std::string path = exported();
+  beginAnew();
+  ASSERT_EQ(run_program({"gzip", path}).status, 0);
+  EXPECT_EQ(run({"import", path + ".gz"}).status, 0);
+  EXPECT_EQ(wholeStore(), before);
+  beginAnew();
+  const ProcessResult piped =
+      run_program({TOOL_PROGRAM, "import", "-"}, environment(), content_of(path + ".gz"));
+  EXPECT_EQ(piped.status, 0) << piped.err;
+  EXPECT_EQ(wholeStore(), before);
+}
+
+TEST_F(Export, WhatIsNoExportChangesNothing) {
+  expectRefused("{}\n", ":1: no export of msg-tarvel");
+  expectRefused("{\"export\":\"msg-tarvel\",\"version\":2}\n", ":1: an export of another version");
+  expectRefused(HEADER + "nonsense\n", ":2: no line of an export");
+  expectRefused(HEADER + "{\"odd\":1}\n", ":2: no line of an export");
+  expectRefused(HEADER + "{\"message\":{\"convId\":1}}\n{\"message\":{\"convId\":[1]}}\n",
+                ":3: no value of a row: [1]");
+  expectRefused(HEADER + "{\"table\":\"sqlite_master\",\"row\":{\"name\":\"x\"}}\n",
+                ":2: a store has no table 'sqlite_master'");
+  const std::string content =
+      HEADER + "{\"message\":{\"convId\":1},\"contents\":[{\"filepath\":\"/a/";
+  expectRefused(content + "1.png\",\"files\":{\"filepath\":\"QUJ\"}}]}\n",
+                ":2: damaged base64 of 1.png");
+  expectRefused(content + "..\",\"files\":{\"filepath\":\"QUJD\"}}]}\n",
+                ":2: no name for a file: ..");
+  expectRefused(content + "1.png\",\"files\":{\"filepath\":{\"name\":\"../x\"}}}]}\n",
+                ":2: its files are elsewhere: give --media DIR");
+  EXPECT_EQ(mediaFiles().size(), 0U);
+}
+
+TEST_F(Export, ColumnsThatAStoreDoesNotHaveAreAnError) {
+  const std::string path = file("odd.jsonl", HEADER + "{\"message\":{\"odd\":1}}\n");
+  const ProcessResult result = run({"import", path});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.err.find("odd"), std::string::npos) << result.err;
+}
+
+TEST_F(Export, TakesNoMemoryForMessages) {
+  generate({"--messages", "500"});
+  RawConnection(dbFile()).exec("UPDATE msg_message_table SET textMessage = hex(zeroblob(80000));");
+  const std::size_t size = run({"export"}, {"ASAN_OPTIONS=quarantine_size_mb=4"}).out.size();
+  EXPECT_GT(size, 80000000U);
+  rusage usage = {};
+  ASSERT_EQ(getrusage(RUSAGE_CHILDREN, &usage), 0);
+  EXPECT_LT(usage.ru_maxrss, 64 * 1024);
+}
+
+TEST_F(Export, HasNoOtherJson) {
+  const ProcessResult result = run({"export", "--json"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err, "msg-tarvel: export prints lines of JSON in any case\n");
+}
+
+}  // namespace
+}  // namespace msg_tarvel

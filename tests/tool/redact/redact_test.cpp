@@ -1,0 +1,225 @@
+// A redacted database: nothing that anybody wrote is in its bytes, and what can be wrong with a
+// store still is.
+
+#include "redact/redact.h"
+
+#include <gtest/gtest.h>
+#include <msg-tarvel-common/db/db_indexes.h>
+#include <sqlite3.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "exit_status.h"
+#include "generate/generate.h"
+#include "helpers/store_maker.h"
+#include "helpers/transaction.h"
+
+namespace msg_tarvel::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+using Values = std::vector<std::string>;
+
+class Redaction : public ::testing::Test {
+ protected:
+  Redaction() {
+    std::string pattern = fs::temp_directory_path() / "redaction-XXXXXX";
+    _folder = mkdtemp(pattern.data());
+    setenv("MSG_TARVEL_DATA_DIR", (_folder + "/").c_str(), 1);
+    const helpers::StoreSession session;
+    helpers::make_store();
+    db::db_create_indexes();
+    _empty = bytesOf(database());
+    GenerateOptions options;
+    options.messages = 200;
+    generate_store(options);
+  }
+  ~Redaction() override { fs::remove_all(_folder); }
+
+  std::string database() const { return _folder + "/dbspace/.msg-tarvel-server.db"; }
+  std::string redacted() const { return _folder + "/redacted.db"; }
+  const std::string& empty() const { return _empty; }
+
+  static std::string bytesOf(const std::string& path) {
+    std::ifstream stream(path, std::ios::binary);
+    std::stringstream bytes;
+    bytes << stream.rdbuf();
+    return bytes.str();
+  }
+
+  /** The first column of every row; a failure is told as one. */
+  static Values ask(const std::string& path, const std::string& sql) {
+    sqlite3* handle = nullptr;
+    sqlite3_open(path.c_str(), &handle);
+    Values values;
+    char* error = nullptr;
+    const auto keep = [](void* kept, int /*count*/, char** row, char** /*names*/) {
+      static_cast<Values*>(kept)->push_back(row[0] ? row[0] : "NULL");
+      return 0;
+    };
+    EXPECT_EQ(sqlite3_exec(handle, sql.c_str(), keep, &values, &error), SQLITE_OK) << error;
+    sqlite3_free(error);
+    sqlite3_close(handle);
+    return values;
+  }
+  void change(const std::string& sql) const { ask(database(), sql); }
+
+  /** What was left out. */
+  Values redact() const {
+    fs::copy_file(database(), redacted(), fs::copy_options::overwrite_existing);
+    return redact_database(redacted(), "the key of this test");
+  }
+
+  /** Calls `look` for each column of each table. */
+  void forEachColumn(
+      const std::function<void(const std::string& table, const std::string& column)>& look) const {
+    for (const std::string& table :
+         ask(database(), "SELECT name FROM sqlite_master WHERE type = 'table';")) {
+      for (const std::string& column :
+           ask(database(), "SELECT name FROM pragma_table_info('" + table + "');")) {
+        look(table, column);
+      }
+    }
+  }
+
+  /** Something of somebody's in every place that can hold a text. */
+  void plantEverywhere() const {
+    forEachColumn([this](const std::string& table, const std::string& column) {
+      if (table == "sqlite_sequence") return;
+      const bool isKey = !ask(database(), "SELECT 1 FROM pragma_table_info('" + table +
+                                              "') WHERE pk = 1 AND name = '" + column + "';")
+                              .empty();
+      if (isKey) return;
+      change("UPDATE " + table + " SET " + column + " = 'Planted In " + table + " " + column +
+             "' WHERE rowid = (SELECT max(rowid) FROM " + table + ");");
+    });
+  }
+
+ private:
+  std::string _folder;
+  std::string _empty;
+};
+
+TEST_F(Redaction, NoStringOfFourOrMoreCharactersIsInItsBytes) {
+  plantEverywhere();
+  change(
+      "UPDATE msg_message_table SET customFieldStr1 = 'import:0123456789abcdef' WHERE msgId = 5;"
+      "UPDATE msg_message_table SET textMessage = x'736563726574426c6f62' WHERE msgId = 6;"
+      "UPDATE msg_mms_content_table SET contentType = 'image/jpeg; name=\"holiday.jpg\"' "
+      "WHERE contentId = 3;"
+      "CREATE TABLE notes (note TEXT); INSERT INTO notes VALUES ('written beside');"
+      "CREATE VIEW peek AS SELECT 'hidden in a view';"
+      "CREATE TRIGGER grow AFTER UPDATE ON msg_message_table BEGIN INSERT INTO notes VALUES "
+      "('put there by a trigger'); END;"
+      "CREATE INDEX odd ON msg_message_table(convId) WHERE textMessage = 'kept by an index';"
+      "ANALYZE;"
+      "DELETE FROM msg_message_table WHERE msgId BETWEEN 20 AND 40;");
+  const std::string before = bytesOf(database());
+  ASSERT_NE(before.find("hidden in a view"), std::string::npos);
+
+  std::set<std::string> originals = {
+      "written beside", "hidden in a view", "kept by an index", "put there by a trigger",
+      "secretBlob",     "holiday.jpg",      "0123456789abcdef"};
+  forEachColumn([&](const std::string& table, const std::string& column) {
+    const Values values =
+        ask(database(), "SELECT DISTINCT CAST(" + column + " AS TEXT) FROM " + table +
+                            " WHERE typeof(" + column + ") IN ('text', 'blob') AND length(" +
+                            column + ") >= 4;");
+    originals.insert(values.begin(), values.end());
+  });
+  ASSERT_GT(originals.size(), 600U);
+
+  redact();
+  const std::string after = bytesOf(redacted());
+  const std::set<std::string> kept = {"image/jpeg",  "image/png",  "image/gif",    "audio/amr",
+                                      "audio/x-wav", "text/plain", "text/x-vcard", "json_msg"};
+  const Values times = ask(database(), "SELECT time_stamp FROM temp_log;");
+  for (const std::string& original : originals) {
+    // The schema's own words, and what a reader needs to see.
+    if (empty().find(original) != std::string::npos || kept.count(original) > 0) continue;
+    if (std::find(times.begin(), times.end(), original) != times.end() && original[0] == '2') {
+      continue;
+    }
+    EXPECT_EQ(after.find(original), std::string::npos) << original;
+  }
+}
+
+TEST_F(Redaction, NumbersThatAreNoTextsStay) {
+  change(
+      "UPDATE msg_conversation_table SET msgCnt = 77, unreadCnt = -3 WHERE convId = 2;"
+      "DELETE FROM msg_address_table WHERE addressId = 4;");
+  redact();
+  forEachColumn([&](const std::string& table, const std::string& column) {
+    const std::string numbers = "SELECT group_concat(quote(" + column + ")) FROM (SELECT " +
+                                column + " FROM " + table + " WHERE typeof(" + column +
+                                ") NOT IN ('text', 'blob') ORDER BY rowid);";
+    EXPECT_EQ(ask(redacted(), numbers), ask(database(), numbers)) << table << "." << column;
+    const std::string lengths = "SELECT length(" + column + ") FROM " + table + " ORDER BY rowid;";
+    EXPECT_EQ(ask(redacted(), lengths), ask(database(), lengths)) << table << "." << column;
+    const std::string different = "SELECT count(DISTINCT " + column + ") FROM " + table + ";";
+    EXPECT_EQ(ask(redacted(), different), ask(database(), different)) << table << "." << column;
+  });
+  for (const std::string sql :
+       {"PRAGMA user_version;", "SELECT group_concat(name || sql) FROM sqlite_master;",
+        "SELECT count(*) FROM msg_conversation_table AS c JOIN msg_message_table AS m ON "
+        "m.msgId = c.lastMsgId AND m.mainText = c.mainText AND m.textMessage = c.msgText;",
+        "SELECT count(*) FROM msg_message_table AS m JOIN msg_address_table AS a ON "
+        "a.convId = m.convId AND a.address = m.peerGroupChatSender;"}) {
+    EXPECT_EQ(ask(redacted(), sql), ask(database(), sql)) << sql;
+  }
+}
+
+TEST_F(Redaction, TheFileHasNoFreedPages) {
+  change("DELETE FROM msg_message_table WHERE msgId > 50;");
+  ASSERT_NE(ask(database(), "PRAGMA freelist_count;"), Values{"0"});
+  redact();
+  EXPECT_EQ(ask(redacted(), "PRAGMA freelist_count;"), Values{"0"});
+  EXPECT_EQ(ask(redacted(), "PRAGMA integrity_check;"), Values{"ok"});
+}
+
+TEST_F(Redaction, NamesWhatItLeavesOut) {
+  change(
+      "CREATE TABLE notes (note TEXT);"
+      "CREATE VIEW peek AS SELECT 1;"
+      "CREATE TRIGGER grow AFTER UPDATE ON msg_message_table BEGIN DELETE FROM notes; END;"
+      "CREATE INDEX odd ON msg_message_table(convId) WHERE textMessage = 'a';"
+      "CREATE INDEX plain ON msg_message_table(itemId);"
+      "DROP TABLE temp_log; CREATE VIEW temp_log AS SELECT 1;");
+  EXPECT_EQ(redact(),
+            (Values{"trigger grow", "view peek", "view temp_log", "index odd", "table notes"}));
+  EXPECT_EQ(ask(redacted(), "SELECT count(*) FROM sqlite_master WHERE name = 'plain';"),
+            Values{"1"});
+}
+
+TEST_F(Redaction, ImportMarksStayMarksOfTheSameMessages) {
+  change("UPDATE msg_message_table SET customFieldStr1 = 'import:' || (msgId / 2);");
+  redact();
+  EXPECT_EQ(ask(redacted(),
+                "SELECT count(DISTINCT customFieldStr1) FROM msg_message_table WHERE "
+                "customFieldStr1 GLOB 'import:[0-9a-f]*' AND "
+                "length(customFieldStr1) = 71;"),
+            Values{"101"});
+}
+
+TEST_F(Redaction, SaysWhyItCannot) {
+  std::ofstream(redacted()) << std::string(4096, 'x');
+  try {
+    redact_database(redacted(), "key");
+    FAIL() << "a file that is no database";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(std::string(failure.what()).rfind("cannot redact the message store: ", 0), 0U)
+        << failure.what();
+  }
+}
+
+}  // namespace
+}  // namespace msg_tarvel::tool

@@ -1,0 +1,78 @@
+#include "export/media_files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "exit_status.h"
+
+namespace msg_tarvel::tool {
+
+namespace {
+
+constexpr mode_t FILE_MODE_OF_EXPORTS = 0600;
+
+class OpenFile {
+ public:
+  OpenFile(const std::string& path, int flags, mode_t mode = 0)
+      : _descriptor(open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, mode)) {}
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+  ~OpenFile() {
+    if (_descriptor != -1) close(_descriptor);
+  }
+
+  int descriptor() const { return _descriptor; }
+  bool isPlain() const {
+    struct stat status = {};
+    return _descriptor != -1 && fstat(_descriptor, &status) == 0 && S_ISREG(status.st_mode);
+  }
+
+ private:
+  int _descriptor;
+};
+
+[[noreturn]] void fail_with(const char* what, const std::string& path) {
+  throw Failure(std::string("cannot ") + what + " " + path + ": " + std::strerror(errno));
+}
+
+}  // namespace
+
+std::optional<std::string> name_in_media(const std::string& path, const std::string& media) {
+  const std::string beginning = media + "/";
+  if (path.rfind(beginning, 0) != 0) return std::nullopt;
+  std::string name = path.substr(beginning.size());
+  const bool isName = !name.empty() && name[0] != '.' && name.find('/') == std::string::npos &&
+                      name.find('\0') == std::string::npos;
+  return isName ? std::optional(std::move(name)) : std::nullopt;
+}
+
+std::optional<std::string> read_media(const std::string& media, const std::string& name) {
+  const std::string path = media + "/" + name;
+  const OpenFile file(path, O_RDONLY);
+  if (!file.isPlain()) return std::nullopt;
+  std::string bytes;
+  char piece[65536];
+  ssize_t size = 0;
+  while ((size = read(file.descriptor(), piece, sizeof piece)) != 0) {
+    if (size == -1) fail_with("read", path);
+    bytes.append(piece, static_cast<std::size_t>(size));
+  }
+  return bytes;
+}
+
+void write_new_file(const std::string& path, const std::string& bytes) {
+  const OpenFile file(path, O_WRONLY | O_CREAT | O_EXCL, FILE_MODE_OF_EXPORTS);
+  if (file.descriptor() == -1) fail_with("create", path);
+  std::size_t written = 0;
+  while (written < bytes.size()) {
+    const ssize_t size = write(file.descriptor(), bytes.data() + written, bytes.size() - written);
+    if (size == -1 && errno != EINTR) fail_with("write", path);
+    if (size > 0) written += static_cast<std::size_t>(size);
+  }
+}
+
+}  // namespace msg_tarvel::tool

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "print/json.h"
+#include "store/database.h"
+
+namespace msg_tarvel::tool {
+
+// Rows as JSON objects of their columns, so that each value comes back as it was. What JSON has no
+// word for is an object of one field: {"blob": base64}, {"text": base64} for a text that is not
+// UTF-8, {"real": "Infinity"} or {"real": "-Infinity"}.
+
+/** The row that `rows` has come to. */
+Json row_of(const Rows& rows);
+
+/**
+ * Binds a value to a parameter of a statement. Throws Failure for what row_of does not write.
+ */
+void bind_json(const Rows& rows, int parameter, const Json& value);
+
+std::string base64_of(const std::string& bytes);
+/** Throws Failure for what is no base64. */
+std::string bytes_of(const std::string& base64);
+
+}  // namespace msg_tarvel::tool

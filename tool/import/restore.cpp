@@ -1,0 +1,302 @@
+#include "import/restore.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "backup/payload_stage.h"
+#include "exit_status.h"
+#include "export/json_lines.h"
+#include "export/media_files.h"
+#include "export/row_json.h"
+#include "helpers/statements.h"
+#include "helpers/store_error.h"
+#include "helpers/store_indexes.h"
+#include "helpers/transaction.h"
+#include "import/interrupt.h"
+#include "print/progress_bar.h"
+#include "store/connections.h"
+#include "store/database.h"
+#include "store/media.h"
+
+namespace msg_tarvel::tool {
+
+namespace {
+
+constexpr std::string_view RESTORED_TABLES[] = {
+    "temp_log",          "msg_address_table",      "msg_message_table",
+    "ft_queue_table",    "msg_conversation_table", "deleted_msg_table",
+    "respond_msg_table", "msg_mms_content_table",  "message_transaction_table",
+    "msg_sim_table",     "msg_ft_content_table",   "msg_nms_meta_table",
+    "mssi_info_table",   "sqlite_sequence",        "msg_sharedial_meta_table",
+};
+
+/** The numbers that no row gets again. */
+constexpr const char* SEQUENCES = "sqlite_sequence";
+
+/** The lists of a message's line, by the table that they go to. */
+struct RestoredList {
+  const char* name;
+  const char* table;
+};
+constexpr RestoredList LISTS[] = {{"addresses", "msg_address_table"},
+                                  {"contents", "msg_mms_content_table"},
+                                  {"metadata", "msg_nms_meta_table"},
+                                  {"transfers", "msg_ft_content_table"}};
+
+std::string quoted(const std::string& name) {
+  std::string quoted = "\"";
+  for (const char character : name) quoted.append(character == '"' ? 2 : 1, character);
+  return quoted + "\"";
+}
+
+/** Inserts rows as they were. */
+class RowInserter {
+ public:
+  explicit RowInserter(sqlite3* handle) : _database(handle) {}
+
+  void insert(const std::string& table, const Json& row) {
+    if (!row.is_object() || row.empty()) throw Failure("a row is no object");
+    Rows& statement = _statementFor(table, row);
+    int parameter = 0;
+    for (const auto& value : row) bind_json(statement, ++parameter, value);
+    statement.next();
+    statement.reset();
+  }
+
+ private:
+  Rows& _statementFor(const std::string& table, const Json& row) {
+    if (std::find(std::begin(RESTORED_TABLES), std::end(RESTORED_TABLES), table) ==
+        std::end(RESTORED_TABLES)) {
+      throw Failure("a store has no table '" + table + "'");
+    }
+    std::string columns;
+    std::string values;
+    for (const auto& [column, value] : row.items()) {
+      columns += (columns.empty() ? "" : ", ") + quoted(column);
+      values += values.empty() ? "?" : ", ?";
+    }
+    const std::string sql =
+        "INSERT OR REPLACE INTO " + table + " (" + columns + ") VALUES (" + values + ");";
+    auto known = _statements.find(sql);
+    if (known == _statements.end()) {
+      known = _statements.emplace(sql, _database.query(sql)).first;
+    }
+    return known->second;
+  }
+
+  const Database _database;
+  std::map<std::string, Rows> _statements;
+};
+
+/** The lines of a file, one after the other. */
+class Lines {
+ public:
+  explicit Lines(const BackupFile& file) : _stream(file) {}
+
+  bool next(std::string& line) {
+    line.clear();
+    for (;;) {
+      const std::size_t end = _piece.find('\n', _taken);
+      line.append(_piece, _taken, end == std::string::npos ? end : end - _taken);
+      _taken = end == std::string::npos ? _piece.size() : end + 1;
+      if (end != std::string::npos) return true;
+      if (!_fill()) return !line.empty();
+    }
+  }
+  long long position() const { return _stream.position(); }
+
+ private:
+  bool _fill() {
+    constexpr std::size_t PIECE = 65536;
+    throw_if_interrupted();
+    _piece.resize(PIECE);
+    _piece.resize(_stream.read(_piece.data(), PIECE));
+    _taken = 0;
+    return !_piece.empty();
+  }
+
+  BackupStream _stream;
+  std::string _piece;
+  std::size_t _taken = 0;
+};
+
+class Restoration {
+ public:
+  Restoration(const BackupFile& file, const ImportOptions& options, PayloadStage& stage)
+      : _file(file), _options(options), _stage(stage), _inserter(last_connection()) {
+    _summary.file = file.name();
+    // Those of the store that it is to become.
+    helpers::execute("DELETE FROM sqlite_sequence; DELETE FROM mssi_info_table;",
+                     helpers::CANNOT_WRITE);
+  }
+
+  ImportSummary read() {
+    Lines lines(_file);
+    std::string text;
+    for (long number = 1; lines.next(text); ++number) {
+      try {
+        _takeLine(parse(text), number == 1);
+      } catch (const DatabaseFailure&) {
+        throw;
+      } catch (const Failure& failure) {
+        throw Failure(_file.name() + ":" + std::to_string(number) + ": " + failure.what());
+      }
+      _bar.update("importing", lines.position(), _file.size());
+    }
+    _summary.stored = _summary.read;
+    return _summary;
+  }
+
+ private:
+  static Json parse(const std::string& text) {
+    Json line = Json::parse(text, nullptr, false);
+    if (!line.is_object()) throw Failure("no line of an export");
+    return line;
+  }
+
+  void _takeLine(const Json& line, bool isFirst) {
+    if (isFirst) {
+      if (line.value("export", Json()) != "msg-tarvel") throw Failure("no export of msg-tarvel");
+      if (line.value("version", Json()) != EXPORT_VERSION) {
+        throw Failure("an export of another version");
+      }
+    } else if (line.contains("conversation")) {
+      _inserter.insert("msg_conversation_table", line["conversation"]);
+      ++_summary.conversationsCreated;
+      _takeLists(line);
+    } else if (line.contains("message")) {
+      _inserter.insert("msg_message_table", line["message"]);
+      ++_summary.read;
+      _takeLists(line);
+    } else if (line.contains("row") && line.contains("table") && line["table"].is_string()) {
+      _takeRow(line["table"].get<std::string>(), line["row"]);
+    } else {
+      throw Failure("no line of an export");
+    }
+  }
+
+  void _takeLists(const Json& line) {
+    for (const RestoredList& list : LISTS) {
+      if (!line.contains(list.name)) continue;
+      for (const Json& row : line[list.name]) _takeRow(list.table, row);
+    }
+  }
+
+  void _takeRow(const std::string& table, Json row) {
+    if (!row.is_object()) throw Failure("a row is no object");
+    if (const auto files = row.find("files"); files != row.end()) {
+      const Json held = *files;
+      row.erase("files");
+      for (const auto& [column, file] : held.items()) _takeFile(row, column, file);
+    }
+    if (table == SEQUENCES) _forgetSequence(row);
+    const Json path = row.value("filepath", Json());
+    const auto moved = path.is_string() ? _moved.find(path.get<std::string>()) : _moved.end();
+    if (moved != _moved.end()) row["filepath"] = moved->second;
+    _inserter.insert(table, row);
+  }
+
+  /** SQLite has begun one itself for the rows that came before. */
+  static void _forgetSequence(const Json& row) {
+    const Json name = row.value("name", Json());
+    const auto statement =
+        helpers::compile("DELETE FROM sqlite_sequence WHERE name = ?;", helpers::CANNOT_WRITE);
+    const std::string text = name.is_string() ? name.get<std::string>() : "";
+    helpers::bind_all(*statement, text);
+    helpers::run(*statement, helpers::CANNOT_WRITE);
+  }
+
+  /** Gives the file its name in this store, and the row its path. */
+  void _takeFile(Json& row, const std::string& column, const Json& file) {
+    const Json original = row.value(column, Json());
+    if (!original.is_string()) throw Failure("a file without a path");
+    const auto path = original.get<std::string>();
+    auto known = _moved.find(path);
+    if (known == _moved.end()) {
+      known = _moved.emplace(path, _keep(path, _contentOf(file))).first;
+      ++_summary.partsStored;
+    }
+    row[column] = known->second;
+  }
+
+  /** In base64. */
+  std::string _contentOf(const Json& file) const {
+    if (file.is_string()) return file.get<std::string>();
+    if (!file.is_object() || !file.contains("name") || !file["name"].is_string()) {
+      throw Failure("a file is neither held nor named");
+    }
+    if (_options.media.empty()) throw Failure("its files are elsewhere: give --media DIR");
+    const auto name =
+        name_in_media(_options.media + "/" + file["name"].get<std::string>(), _options.media);
+    const auto bytes = name ? read_media(_options.media, *name) : std::nullopt;
+    if (!bytes) throw Failure("no file " + file["name"].get<std::string>() + " in --media");
+    return base64_of(*bytes);
+  }
+
+  std::string _keep(const std::string& path, const std::string& base64) {
+    const std::string name = path.substr(path.rfind('/') + 1);
+    const std::size_t dot = name.rfind('.');
+    if (dot == std::string::npos || dot == 0 || name[0] == '.' ||
+        name.find('\0') != std::string::npos) {
+      throw Failure("no name for a file: " + name);
+    }
+    const Payload payload = _stage.decode(base64.data(), base64.size());
+    if (payload.state != Payload::State::WHOLE) throw Failure("damaged base64 of " + name);
+    return _stage.keep(payload, name.substr(0, dot), name.substr(dot + 1));
+  }
+
+  const BackupFile& _file;
+  const ImportOptions& _options;
+  PayloadStage& _stage;
+  RowInserter _inserter;
+  /** Paths of this store by those of the other one. */
+  std::map<std::string, std::string> _moved;
+  ProgressBar _bar;
+  ImportSummary _summary;
+};
+
+void require_no_messages() {
+  if (helpers::number("SELECT EXISTS (SELECT 1 FROM msg_message_table) "
+                      "OR EXISTS (SELECT 1 FROM msg_conversation_table) "
+                      "OR EXISTS (SELECT 1 FROM msg_address_table);",
+                      helpers::CANNOT_READ) != 0) {
+    throw Failure(
+        "the store has messages or conversations; an export is read back into an empty "
+        "one");
+  }
+}
+
+}  // namespace
+
+bool is_export(const BackupFile& file) {
+  char first = 0;
+  return BackupStream(file).read(&first, 1) == 1 && first == '{';
+}
+
+ImportSummary restore_export(const BackupFile& file, const ImportOptions& options) {
+  helpers::Transaction transaction;
+  require_no_messages();
+  PayloadStage stage(media_directory());
+  const std::vector<std::string> indexes = helpers::set_indexes_aside();
+  ImportSummary summary = Restoration(file, options, stage).read();
+  helpers::restore_indexes(indexes);
+  if (!options.withoutIndexes) helpers::make_indexes();
+  throw_if_interrupted();
+  if (options.isDryRun) return summary;
+  stage.synchronise();
+  try {
+    transaction.commit();
+  } catch (const helpers::UnknownOutcome&) {
+    stage.confirm();  // rows may name the files
+    throw;
+  }
+  stage.confirm();
+  return summary;
+}
+
+}  // namespace msg_tarvel::tool
