@@ -25,6 +25,14 @@ _msg_tarvel() {
       _msg_tarvel_files -d
       return
       ;;
+    --media)
+      _msg_tarvel_files -d
+      return
+      ;;
+    --media)
+      _msg_tarvel_files -d
+      return
+      ;;
     --folder)
       _msg_tarvel_words inbox outbox sent draft all
       return
@@ -40,14 +48,14 @@ _msg_tarvel() {
 
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
-      --data-dir | --seed | --messages | --conversations | --own-number | --conv | --with | --since | --until | --text | --folder | --type | --limit | -o | --output)
+      --data-dir | --seed | --messages | --conversations | --media | --own-number | --media | --conv | --with | --since | --until | --text | --folder | --type | --limit | -o | --output)
         [ "${COMP_WORDS[i + 1]}" != = ] || ((i++))
         ((i++))
         ;;
       -*) ;;
       *)
         case ${command:+$command }${COMP_WORDS[i]} in
-          'create' | 'generate' | 'check' | 'repair' | 'backup' | 'import' | 'info' | 'threads' | 'messages' | 'conversation' | 'message' | 'find' | 'query' | 'ipc' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
+          'create' | 'generate' | 'check' | 'repair' | 'backup' | 'export' | 'import' | 'info' | 'threads' | 'messages' | 'conversation' | 'message' | 'find' | 'query' | 'ipc' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
             command=${command:+$command }${COMP_WORDS[i]}
             ;;
         esac
@@ -58,7 +66,7 @@ _msg_tarvel() {
   case $command in
     '')
       options='-h --help --help-all --version --data-dir --json --verbose'
-      argument='_msg_tarvel_words create generate check repair backup import info threads messages conversation message find query ipc buffer'
+      argument='_msg_tarvel_words create generate check repair backup export import info threads messages conversation message find query ipc buffer'
       ;;
     'create')
       options='-h --help --help-all --version --data-dir --json --verbose --no-indexes'
@@ -73,11 +81,14 @@ _msg_tarvel() {
       options='-h --help --help-all --version --data-dir --json --verbose --dry-run'
       ;;
     'backup')
-      options='-h --help --help-all --version --data-dir --json --verbose'
+      options='-h --help --help-all --version --data-dir --json --verbose --redact'
       argument='_msg_tarvel_files -f'
       ;;
+    'export')
+      options='-h --help --help-all --version --data-dir --json --verbose --media'
+      ;;
     'import')
-      options='-h --help --help-all --version --data-dir --json --verbose --own-number --keep-going --dry-run --no-indexes'
+      options='-h --help --help-all --version --data-dir --json --verbose --own-number --keep-going --dry-run --media --no-indexes'
       argument='_msg_tarvel_files -f'
       ;;
     'info')

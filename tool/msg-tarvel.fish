@@ -14,13 +14,13 @@ function __msg_tarvel_at
             continue
         end
         switch $word
-            case --data-dir --seed --messages --conversations --own-number --conv --with --since --until --text --folder --type --limit -o --output
+            case --data-dir --seed --messages --conversations --media --own-number --media --conv --with --since --until --text --folder --type --limit -o --output
                 set value yes
             case '-*'
             case '*'
                 set -l longer (string join ' ' $command $word)
                 switch $longer
-                    case 'create' 'generate' 'check' 'repair' 'backup' 'import' 'info' 'threads' 'messages' 'conversation' 'message' 'find' 'query' 'ipc' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
+                    case 'create' 'generate' 'check' 'repair' 'backup' 'export' 'import' 'info' 'threads' 'messages' 'conversation' 'message' 'find' 'query' 'ipc' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
                         set command $longer
                 end
         end
@@ -40,6 +40,7 @@ complete -c msg-tarvel -n '__msg_tarvel_at' -a generate -d 'Fills an empty store
 complete -c msg-tarvel -n '__msg_tarvel_at' -a check -d 'Looks for what is wrong with the store'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a repair -d 'Mends what is wrong with the store and needs no guessing'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a backup -d 'Writes the store\'s database to a file, while others use it'
+complete -c msg-tarvel -n '__msg_tarvel_at' -a export -d 'Prints the whole store as lines of JSON'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a import -d 'Imports the XML that Android phones\' SMS/MMS backup programs write'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a info -d 'Says where the store is, what it holds and which settings count'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a threads -d 'Lists the conversations, newest first'
@@ -57,10 +58,13 @@ complete -c msg-tarvel -n '__msg_tarvel_at generate' -l conversations -d 'How ma
 complete -c msg-tarvel -n '__msg_tarvel_at generate' -l no-indexes -d 'Add no indexes to the store'
 complete -c msg-tarvel -n '__msg_tarvel_at repair' -l dry-run -d 'Say what would be done, and change nothing'
 complete -c msg-tarvel -n '__msg_tarvel_at backup' -F
+complete -c msg-tarvel -n '__msg_tarvel_at backup' -l redact -d 'Without what people wrote, and their numbers'
+complete -c msg-tarvel -n '__msg_tarvel_at export' -l media -d 'Write the files into this directory instead of the lines' -r -f -a '(__fish_complete_directories)'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -F
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l own-number -d 'A number of the phone\'s owner, who is no participant of a conversation; may be repeated, and ends all guessing (default: what the store\'s SIM cards and the file itself show)' -r -f
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l keep-going -d 'Take what is good of a damaged file, and say where it is damaged; exit status 1'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l dry-run -d 'Say what an import would do, and change nothing'
+complete -c msg-tarvel -n '__msg_tarvel_at import' -l media -d 'Where the files of an export lie that was written with --media' -r -f -a '(__fish_complete_directories)'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l no-indexes -d 'Add no indexes to a store that lacks them'
 complete -c msg-tarvel -n '__msg_tarvel_at messages' -l conv -d 'Only of these conversations' -r -f
 complete -c msg-tarvel -n '__msg_tarvel_at messages' -l with -d 'Only of conversations with this person, the number in any form; given again, with that one too' -r -f

@@ -74,7 +74,6 @@ _msg-tarvel-repair() {
 
 _msg-tarvel-backup() {
   local -a own=(
-    '--json[Print JSON, every field as it is stored]'
     '--redact[Without what people wrote, and their numbers]'
     ':FILE:_files'
   )
@@ -83,7 +82,6 @@ _msg-tarvel-backup() {
 
 _msg-tarvel-export() {
   local -a own=(
-    '--json[Print JSON, every field as it is stored]'
     '--media=[Write the files into this directory instead of the lines]:DIR:_files -/'
   )
   _arguments $everywhere $own
@@ -91,16 +89,10 @@ _msg-tarvel-export() {
 
 _msg-tarvel-import() {
   local -a own=(
-    '--json[Print JSON, every field as it is stored]'
     '*--own-number=[A number of the phone'\''s owner, who is no participant of a conversation; may be repeated, and ends all guessing (default: what the store'\''s SIM cards and the file itself show)]:NUMBER: '
     '--keep-going[Take what is good of a damaged file, and say where it is damaged; exit status 1]'
     '--dry-run[Say what an import would do, and change nothing]'
     '--media=[Where the files of an export lie that was written with --media]:DIR:_files -/'
-    '--no-indexes[Add no indexes to a store that lacks them]'
-    '*:FILE:_files'
-    '*--own-number=[A number of the phone'\''s owner, who is no participant of a conversation; may be repeated, and ends all guessing (default: what the store'\''s SIM cards and the file itself show)]:NUMBER: '
-    '--keep-going[Take what is good of a damaged file, and say where it is damaged; exit status 1]'
-    '--dry-run[Say what an import would do, and change nothing]'
     '--no-indexes[Add no indexes to a store that lacks them]'
     '*:FILE:_files'
   )
