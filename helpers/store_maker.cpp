@@ -1,11 +1,14 @@
 #include "helpers/store_maker.h"
 
+#include <fcntl.h>
 #include <msg-tarvel-common/db/DBMgr.h>
 #include <msg-tarvel-common/db/db_error.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "helpers/statements.h"
 #include "helpers/store_error.h"
+#include "helpers/store_schema.h"
 #include "helpers/transaction.h"
 
 namespace msg_tarvel::helpers {
@@ -17,13 +20,7 @@ constexpr mode_t FILE_MODE = 0660;
 constexpr mode_t PERMISSIONS = 07777;
 constexpr mode_t OWNER_ONLY = 0077;
 
-constexpr int TABLES = 14;
-constexpr const char* COUNT_TABLES =
-    "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name IN ('temp_log', "
-    "'msg_address_table', 'msg_message_table', 'msg_conversation_table', 'ft_queue_table', "
-    "'deleted_msg_table', 'respond_msg_table', 'msg_mms_content_table', "
-    "'message_transaction_table', 'msg_sim_table', 'msg_ft_content_table', 'msg_nms_meta_table', "
-    "'mssi_info_table', 'msg_sharedial_meta_table');";
+constexpr gid_t FILE_GROUP = 5000;
 
 std::string cannot_make() { return "cannot create the message store " + db::get_db_filepath(); }
 
@@ -74,22 +71,122 @@ bool is_there(const std::string& path) {
   return stat(path.c_str(), &status) == 0;
 }
 
-int count_tables() { return number(COUNT_TABLES, cannot_make()); }
+uid_t owner_of(const std::string& path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 ? status.st_uid : getuid();
+}
+
+bool has_every_table() {
+  for (const TableSchema& table : STORE_TABLES) {
+    if (number("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = ?;",
+               cannot_make(), std::string(table.name)) == 0) {
+      return false;
+    }
+  }
+  return true;
+}
+
+int version() { return number("PRAGMA user_version;", cannot_make()); }
+
+/** Another version would be another program's store. */
+void require_version() {
+  const int found = version();
+  if (found == 0 || found == STORE_VERSION) return;
+  throw StoreError(cannot_make() + ": its version is " + std::to_string(found) + ", not " +
+                       std::to_string(STORE_VERSION),
+                   db::DB_NO_DATA);
+}
+
+/** The statements that add what a table lacks. */
+std::vector<std::string> missing_columns(const TableSchema& table) {
+  std::vector<std::string> additions;
+  for (const ColumnSchema& column : columns_of(table)) {
+    if (number("SELECT count(*) FROM pragma_table_info(?) WHERE name = ? COLLATE NOCASE;",
+               cannot_make(), std::string(table.name), column.name) != 0) {
+      continue;
+    }
+    if (!column.canBeAdded()) {
+      throw StoreError(cannot_make() + ": " + table.name + " lacks the column " + column.name +
+                           ", which cannot be added",
+                       db::DB_NO_DATA);
+    }
+    additions.push_back(std::string("ALTER TABLE ") + table.name + " ADD COLUMN " + column.name +
+                        " " + column.definition + ";");
+  }
+  return additions;
+}
+
+std::vector<std::string> missing_columns() {
+  std::vector<std::string> additions;
+  for (const TableSchema& table : STORE_TABLES) {
+    const std::vector<std::string> more = missing_columns(table);
+    additions.insert(additions.end(), more.begin(), more.end());
+  }
+  return additions;
+}
+
+/** False for nothing to do. */
+bool add_columns_and_version() {
+  const std::vector<std::string> additions = missing_columns();
+  for (const std::string& addition : additions) execute(addition, cannot_make());
+  const bool isStamped = version() == STORE_VERSION;
+  if (!isStamped) {
+    execute("PRAGMA user_version = " + std::to_string(STORE_VERSION) + ";", cannot_make());
+  }
+  return !additions.empty() || !isStamped;
+}
+
+bool is_complete() {
+  return has_every_table() && missing_columns().empty() && version() == STORE_VERSION;
+}
 
 }  // namespace
+
+// A journal that SQLite made would have the mode and group that it thinks of.
+bool make_missing_journal() {
+  const std::string path = db::get_db_journal_filepath();
+  const int journal =
+      open(path.c_str(), O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, FILE_MODE);
+  if (journal == -1) return false;
+  // A process that may not give the file away still gets it.
+  static_cast<void>(fchmod(journal, FILE_MODE) == 0);
+  static_cast<void>(fchown(journal, owner_of(db::get_db_filepath()), FILE_GROUP) == 0);
+  close(journal);
+  return true;
+}
+
+bool complete_schema() {
+  require_version();
+  const bool lacksTables = !has_every_table();
+  const int ret = db::DBMgr::getInstance()->createDb();
+  if (ret != db::DB_SUCCESS) throw StoreError(cannot_make(), ret);
+  if (!has_every_table()) {
+    throw StoreError(cannot_make() + ": tables are missing", db::DB_NO_DATA);
+  }
+  return add_columns_and_version() || lacksTables;
+}
 
 MadeStore make_store() {
   MadeStore made;
   make_directories();
   if (is_there(db::get_db_filepath())) {
+    const bool lacksJournal = make_missing_journal();
     made.mended = mend_modes();
     // createDb does this for a store that it makes; adding tables to another would end its journal.
     execute("PRAGMA journal_mode = PERSIST;", cannot_make());
-    made.state = count_tables() == TABLES ? MadeStore::State::WHOLE : MadeStore::State::COMPLETED;
+    require_version();
+    made.state =
+        has_every_table() && !lacksJournal ? MadeStore::State::WHOLE : MadeStore::State::COMPLETED;
   }
   make_files_and_tables();
-  if (count_tables() != TABLES) {
+  if (!has_every_table()) {
     throw StoreError(cannot_make() + ": tables are missing", db::DB_NO_DATA);
+  }
+  if (!is_complete()) {
+    Transaction transaction;
+    complete_schema();
+    transaction.commit();
+    if (made.state == MadeStore::State::WHOLE) made.state = MadeStore::State::COMPLETED;
   }
   return made;
 }

@@ -12,7 +12,7 @@ struct MadeStore {
   enum class State {
     /** There was no store. */
     NEW,
-    /** Some of its tables were missing. */
+    /** Tables, columns, the version or the journal were missing. */
     COMPLETED,
     /** Nothing was missing. */
     WHOLE,
@@ -39,5 +39,18 @@ struct MadeStore {
  * Throws StoreError unless the whole store is there and committed. Not within a transaction.
  */
 MadeStore make_store();
+
+/**
+ * Makes the journal of a store that lacks it, with the mode and group of the store's files; false
+ * when it is there or cannot be made.
+ */
+bool make_missing_journal();
+
+/**
+ * Adds the tables, the columns and the version that a store lacks; false when it lacks nothing.
+ * Within a transaction of the caller's. Throws StoreError when something cannot be added, and for
+ * a store of another version.
+ */
+bool complete_schema();
 
 }  // namespace msg_tarvel::helpers

@@ -36,6 +36,9 @@ CommandLine::CommandLine() {
 
   // In this order they stand in the help and the man page.
   declare_create(_commands);
+  declare_check(_commands);
+  declare_repair(_commands);
+  declare_backup(_commands);
   declare_import(_commands);
   declare_info(_commands);
   declare_threads(_commands);
@@ -62,8 +65,7 @@ int CommandLine::_exit(const CLI::ParseError& error) const {
   if (!suggestion.empty()) throw UsageError(suggestion);
   std::ostringstream complaint;
   if (_app.exit(error, std::cout, complaint) == 0) return FOUND;
-  std::istringstream lines(complaint.str());
-  for (std::string line; std::getline(lines, line);) std::cerr << printable(line) << "\n";
+  std::cerr << printable_lines(complaint.str());
   return USAGE_ERROR;
 }
 

@@ -15,7 +15,7 @@ constexpr int FOUND_WRONG = 1;
 constexpr int USAGE_ERROR = 2;
 /** The store, a file or memory failed. */
 constexpr int FAILED = 3;
-/** Plus the number of the signal that ended an import. */
+/** Plus the number of the signal that ended a command. */
 constexpr int INTERRUPTED = 128;
 
 /** FAILED; what() is its one line on standard error. */
@@ -30,9 +30,11 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/** Ends an import because the user or the system asked the program to end with `signal`. */
+/** Ends a command because the user or the system asked the program to end with `signal`. */
 struct Interrupted {
   int signal;
+  /** What came of the command, for its line on standard error. */
+  const char* outcome = "nothing was changed";
 };
 
 }  // namespace msg_tarvel::tool

@@ -7,6 +7,7 @@
 #include "exit_status.h"
 #include "helpers/store_error.h"
 #include "print/remark.h"
+#include "store/connections.h"
 #include "store/log_sink.h"
 #include "store/store.h"
 
@@ -23,13 +24,15 @@ int complain(const std::string& what, int status) {
 
 int main(int argc, char** argv) {
   try {
+    limit_connections();
     return CommandLine().run(argc, argv);
   } catch (const UsageError& error) {
     return complain(error.what(), USAGE_ERROR);
   } catch (const msg_tarvel::helpers::StoreError& error) {
     return complain(with_log_failure(naming_store(error.what())), FAILED);
   } catch (const Interrupted& interrupted) {
-    return complain("interrupted; nothing was imported", INTERRUPTED + interrupted.signal);
+    return complain(std::string("interrupted; ") + interrupted.outcome,
+                    INTERRUPTED + interrupted.signal);
   } catch (const std::bad_alloc&) {
     return complain("out of memory", FAILED);
   } catch (const std::exception& error) {

@@ -47,7 +47,7 @@ _msg_tarvel() {
       -*) ;;
       *)
         case ${command:+$command }${COMP_WORDS[i]} in
-          'create' | 'import' | 'info' | 'threads' | 'messages' | 'conversation' | 'message' | 'find' | 'query' | 'ipc' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
+          'create' | 'check' | 'repair' | 'backup' | 'import' | 'info' | 'threads' | 'messages' | 'conversation' | 'message' | 'find' | 'query' | 'ipc' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
             command=${command:+$command }${COMP_WORDS[i]}
             ;;
         esac
@@ -58,13 +58,23 @@ _msg_tarvel() {
   case $command in
     '')
       options='-h --help --help-all --version --data-dir --json --verbose'
-      argument='_msg_tarvel_words create import info threads messages conversation message find query ipc buffer'
+      argument='_msg_tarvel_words create check repair backup import info threads messages conversation message find query ipc buffer'
       ;;
     'create')
       options='-h --help --help-all --version --data-dir --json --verbose --no-indexes'
       ;;
+    'check')
+      options='-h --help --help-all --version --data-dir --json --verbose'
+      ;;
+    'repair')
+      options='-h --help --help-all --version --data-dir --json --verbose --dry-run'
+      ;;
+    'backup')
+      options='-h --help --help-all --version --data-dir --json --verbose'
+      argument='_msg_tarvel_files -f'
+      ;;
     'import')
-      options='-h --help --help-all --version --data-dir --json --verbose --own-number --no-indexes'
+      options='-h --help --help-all --version --data-dir --json --verbose --own-number --keep-going --dry-run --no-indexes'
       argument='_msg_tarvel_files -f'
       ;;
     'info')

@@ -20,7 +20,7 @@ function __msg_tarvel_at
             case '*'
                 set -l longer (string join ' ' $command $word)
                 switch $longer
-                    case 'create' 'import' 'info' 'threads' 'messages' 'conversation' 'message' 'find' 'query' 'ipc' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
+                    case 'create' 'check' 'repair' 'backup' 'import' 'info' 'threads' 'messages' 'conversation' 'message' 'find' 'query' 'ipc' 'buffer' 'buffer encode' 'buffer show' 'buffer check'
                         set command $longer
                 end
         end
@@ -36,6 +36,9 @@ complete -c msg-tarvel -l data-dir -d 'The directory of the store (default: $MSG
 complete -c msg-tarvel -l json -d 'Print JSON, as each command\'s own option does'
 complete -c msg-tarvel -l verbose -d 'Print the library\'s log to standard error'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a create -d 'Makes the store, or what is missing of it'
+complete -c msg-tarvel -n '__msg_tarvel_at' -a check -d 'Looks for what is wrong with the store'
+complete -c msg-tarvel -n '__msg_tarvel_at' -a repair -d 'Mends what is wrong with the store and needs no guessing'
+complete -c msg-tarvel -n '__msg_tarvel_at' -a backup -d 'Writes the store\'s database to a file, while others use it'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a import -d 'Imports the XML that Android phones\' SMS/MMS backup programs write'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a info -d 'Says where the store is, what it holds and which settings count'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a threads -d 'Lists the conversations, newest first'
@@ -47,8 +50,12 @@ complete -c msg-tarvel -n '__msg_tarvel_at' -a query -d 'Asks one of the library
 complete -c msg-tarvel -n '__msg_tarvel_at' -a ipc -d 'Lists the commands that processes send each other'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a buffer -d 'Makes and explains serialized messages'
 complete -c msg-tarvel -n '__msg_tarvel_at create' -l no-indexes -d 'Make no indexes'
+complete -c msg-tarvel -n '__msg_tarvel_at repair' -l dry-run -d 'Say what would be done, and change nothing'
+complete -c msg-tarvel -n '__msg_tarvel_at backup' -F
 complete -c msg-tarvel -n '__msg_tarvel_at import' -F
-complete -c msg-tarvel -n '__msg_tarvel_at import' -l own-number -d 'A number of the phone\'s owner, who is no participant of a conversation; may be repeated (default: what the store\'s SIM cards and the file itself show)' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at import' -l own-number -d 'A number of the phone\'s owner, who is no participant of a conversation; may be repeated, and ends all guessing (default: what the store\'s SIM cards and the file itself show)' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at import' -l keep-going -d 'Take what is good of a damaged file, and say where it is damaged; exit status 1'
+complete -c msg-tarvel -n '__msg_tarvel_at import' -l dry-run -d 'Say what an import would do, and change nothing'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l no-indexes -d 'Add no indexes to a store that lacks them'
 complete -c msg-tarvel -n '__msg_tarvel_at messages' -l conv -d 'Only of these conversations' -r -f
 complete -c msg-tarvel -n '__msg_tarvel_at messages' -l with -d 'Only of conversations with this person, the number in any form; given again, with that one too' -r -f

@@ -15,6 +15,9 @@ _msg-tarvel() {
   )
   local -a commands=(
     'create:Makes the store, or what is missing of it'
+    'check:Looks for what is wrong with the store'
+    'repair:Mends what is wrong with the store and needs no guessing'
+    'backup:Writes the store'\''s database to a file, while others use it'
     'import:Imports the XML that Android phones'\'' SMS/MMS backup programs write'
     'info:Says where the store is, what it holds and which settings count'
     'threads:Lists the conversations, newest first'
@@ -42,11 +45,35 @@ _msg-tarvel-create() {
   _arguments $everywhere $own
 }
 
+_msg-tarvel-check() {
+  local -a own=(
+    '*:KIND: '
+  )
+  _arguments $everywhere $own
+}
+
+_msg-tarvel-repair() {
+  local -a own=(
+    '--dry-run[Say what would be done, and change nothing]'
+    '*:KIND: '
+  )
+  _arguments $everywhere $own
+}
+
+_msg-tarvel-backup() {
+  local -a own=(
+    ':FILE:_files'
+  )
+  _arguments $everywhere $own
+}
+
 _msg-tarvel-import() {
   local -a own=(
-    '*--own-number=[A number of the phone'\''s owner, who is no participant of a conversation; may be repeated (default: what the store'\''s SIM cards and the file itself show)]:NUMBER: '
+    '*--own-number=[A number of the phone'\''s owner, who is no participant of a conversation; may be repeated, and ends all guessing (default: what the store'\''s SIM cards and the file itself show)]:NUMBER: '
+    '--keep-going[Take what is good of a damaged file, and say where it is damaged; exit status 1]'
+    '--dry-run[Say what an import would do, and change nothing]'
     '--no-indexes[Add no indexes to a store that lacks them]'
-    ':FILE:_files'
+    '*:FILE:_files'
   )
   _arguments $everywhere $own
 }

@@ -11,15 +11,15 @@
 #include <cstring>
 
 #include "exit_status.h"
+#include "import/interrupt.h"
+#include "store/media.h"
 
 namespace msg_tarvel::tool {
 
 namespace {
 
-constexpr mode_t DIRECTORY_MODE = 0755;
 // As the store's own files: for the processes of one group.
 constexpr mode_t FILE_MODE = 0660;
-constexpr gid_t FILE_GROUP = 5000;
 constexpr std::size_t WRITE_SIZE = 65536;
 /** As much of a payload's text as tells that it is the word "null". */
 constexpr std::size_t HEAD_SIZE = 5;
@@ -43,12 +43,13 @@ PayloadStage::Checksum::Checksum() : handle(g_checksum_new(G_CHECKSUM_SHA256)) {
 
 PayloadStage::Checksum::~Checksum() { g_checksum_free(handle); }
 
-PayloadStage::PayloadStage(std::string directory) : _directory(std::move(directory)) {}
+PayloadStage::PayloadStage(std::string directory, bool isDryRun)
+    : _directory(std::move(directory)), _isDryRun(isDryRun) {}
 
 PayloadStage::~PayloadStage() {
   if (_open && _open->file != -1) close(_open->file);
-  for (const std::string& path : _staged) unlink(path.c_str());
-  for (const std::string& path : _kept) unlink(path.c_str());
+  for (const std::string& name : _staged) _remove(name);
+  for (const std::string& name : _kept) _remove(name);
   if (_madeDirectory) rmdir(_directory.c_str());  // fails, as it should, when files stay
 }
 
@@ -86,51 +87,53 @@ Payload PayloadStage::_finish() {
                     : payload.size == 0 ? Payload::State::NONE
                                         : Payload::State::WHOLE;
   }
-  if (_open->file != -1) close(_open->file);
+  if (_open->file != -1) {
+    // On its way to the disk, so that the end of the import has little to wait for.
+    sync_file_range(_open->file, 0, 0, SYNC_FILE_RANGE_WRITE);
+    close(_open->file);
+  }
   if (payload.state == Payload::State::DAMAGED) {
     drop(payload);
-    payload.path.clear();
+    payload.name.clear();
   }
   _open.reset();
   return payload;
 }
 
 void PayloadStage::_write() {
-  if (_open->file == -1) _createFile();
+  if (_open->file == -1 && !_isDryRun) _createFile();
   const std::string& bytes = _open->bytes;
   g_checksum_update(_open->checksum.handle, reinterpret_cast<const guchar*>(bytes.data()),
                     static_cast<gssize>(bytes.size()));
-  write_all(_open->file, bytes, _open->payload.path);
+  if (!_isDryRun) write_all(_open->file, bytes, _path(_open->payload.name));
   _open->payload.size += static_cast<long long>(bytes.size());
   _open->bytes.clear();
 }
 
-void PayloadStage::_makeDirectory() {
-  if (_isThere) return;
-  if (mkdir(_directory.c_str(), DIRECTORY_MODE) == 0) {
-    _madeDirectory = true;
-  } else if (errno != EEXIST) {
-    fail_on("make", _directory);
-  }
-  _isThere = true;
-}
-
 void PayloadStage::_createFile() {
-  _makeDirectory();
-  const std::string prefix = _directory + "/incoming-" + std::to_string(getpid()) + "-";
-  std::string path;
+  if (!_opened) {
+    _madeDirectory = make_media_directory(_directory);
+    _opened = std::make_unique<OpenDirectory>(_directory);
+  }
+  const std::string prefix = STAGED_PREFIX + std::to_string(getpid()) + "-";
+  std::string name;
   int file = -1;
   do {
-    path = prefix + std::to_string(_nextFile++);
-    file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, FILE_MODE);
+    name = prefix + std::to_string(_nextFile++);
+    file = openat(_opened->descriptor(), name.c_str(),
+                  O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, FILE_MODE);
   } while (file == -1 && errno == EEXIST);
-  if (file == -1) fail_on("create", path);
+  if (file == -1) fail_on("create", _path(name));
   _open->file = file;
-  _open->payload.path = path;
-  _staged.insert(path);
+  _open->payload.name = name;
+  _staged.insert(name);
   // A user who may not give files away still gets them.
   static_cast<void>(fchmod(file, FILE_MODE) == 0);
-  static_cast<void>(fchown(file, getuid(), FILE_GROUP) == 0);
+  static_cast<void>(fchown(file, getuid(), STORE_GROUP) == 0);
+}
+
+void PayloadStage::_remove(const std::string& name) {
+  unlinkat(_opened->descriptor(), name.c_str(), 0);
 }
 
 Payload PayloadStage::take(long number) {
@@ -141,6 +144,16 @@ Payload PayloadStage::take(long number) {
     drop(finished.payload);
   }
   return {};
+}
+
+void PayloadStage::abandon() {
+  if (_open) {
+    if (_open->file != -1) close(_open->file);
+    drop(_open->payload);
+    _open.reset();
+  }
+  for (const Finished& finished : _finished) drop(finished.payload);
+  _finished.clear();
 }
 
 Payload PayloadStage::decode(const char* text, std::size_t size) {
@@ -156,30 +169,41 @@ Payload PayloadStage::decode(const char* text, std::size_t size) {
 
 std::string PayloadStage::keep(const Payload& payload, const std::string& baseName,
                                const std::string& extension) {
-  std::string path = _directory + "/" + baseName + "." + extension;
-  // A name is taken when an import was killed between two steps and left its files.
+  std::string name = baseName + "." + extension;
+  if (_isDryRun) return _path(name);
+  const int directory = _opened->descriptor();
   for (int attempt = 2;
-       renameat2(AT_FDCWD, payload.path.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == -1;
+       renameat2(directory, payload.name.c_str(), directory, name.c_str(), RENAME_NOREPLACE) == -1;
        ++attempt) {
-    if (errno != EEXIST) fail_on("create", path);
-    path = _directory + "/" + baseName + "-" + std::to_string(attempt) + "." + extension;
+    if (errno != EEXIST) fail_on("create", _path(name));
+    name = baseName + "-" + std::to_string(attempt) + "." + extension;
   }
-  _staged.erase(payload.path);
-  _kept.push_back(path);
-  return path;
+  _staged.erase(payload.name);
+  _kept.push_back(name);
+  return _path(name);
 }
 
 void PayloadStage::drop(const Payload& payload) {
-  if (_staged.erase(payload.path) > 0) unlink(payload.path.c_str());
+  if (_staged.erase(payload.name) > 0) _remove(payload.name);
 }
 
 void PayloadStage::synchronise() {
   if (_kept.empty()) return;
-  const int directory = open(_directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (directory == -1) fail_on("open", _directory);
-  const int result = syncfs(directory);
-  close(directory);
-  if (result == -1) fail_on("write", _directory);
+  // One by one, not the whole file system: nobody could interrupt that, nor say what it waits for.
+  for (const std::string& name : _kept) {
+    throw_if_interrupted();
+    const int file = openat(_opened->descriptor(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    if (file == -1) fail_on("open", _path(name));
+    const int result = fsync(file);
+    close(file);
+    if (result == -1) fail_on("write", _path(name));
+  }
+  if (fsync(_opened->descriptor()) == -1) fail_on("write", _directory);
+}
+
+void PayloadStage::confirmNamed(const NamedFiles& named) {
+  const auto isNamed = [&named](const std::string& name) { return named.contains(name); };
+  _kept.erase(std::remove_if(_kept.begin(), _kept.end(), isNamed), _kept.end());
 }
 
 }  // namespace msg_tarvel::tool

@@ -8,6 +8,7 @@
 
 #include "backup/base64.h"
 #include "backup/payload_lifter.h"
+#include "store/media.h"
 
 typedef struct _GChecksum GChecksum;
 
@@ -23,8 +24,8 @@ struct Payload {
     DAMAGED
   };
   State state = State::NONE;
-  /** Where the bytes are staged; empty for no bytes, and for damaged ones. */
-  std::string path;
+  /** Of the file with the bytes, in the stage's directory; empty for no bytes, and damaged ones. */
+  std::string name;
   long long size = 0;
   /** SHA-256 of what could be decoded, in hexadecimal. */
   std::string digest;
@@ -39,8 +40,8 @@ struct Payload {
  */
 class PayloadStage : public PayloadSink {
  public:
-  /** `directory` is absolute and without a slash at the end. */
-  explicit PayloadStage(std::string directory);
+  /** `directory` is absolute and without a slash at the end; no file is written for a dry run. */
+  explicit PayloadStage(std::string directory, bool isDryRun = false);
   ~PayloadStage() override;
 
   void beginPayload(long number) override;
@@ -50,6 +51,8 @@ class PayloadStage : public PayloadSink {
   /** The finished payload `number`, which the caller now answers for; those before it are dropped.
    */
   Payload take(long number);
+  /** Drops what is half read, and what is finished and not taken. */
+  void abandon();
   /** Decodes a payload that is in memory. */
   Payload decode(const char* text, std::size_t size);
 
@@ -65,6 +68,8 @@ class PayloadStage : public PayloadSink {
   void synchronise();
   /** Lets the kept files stay. */
   void confirm() { _kept.clear(); }
+  /** Lets those of the kept files stay that are named. */
+  void confirmNamed(const NamedFiles& named);
 
  private:
   struct Checksum {
@@ -89,14 +94,17 @@ class PayloadStage : public PayloadSink {
     Payload payload;
   };
 
-  void _makeDirectory();
+  std::string _path(const std::string& name) const { return _directory + "/" + name; }
   void _createFile();
+  void _remove(const std::string& name);
   void _write();
   Payload _finish();
 
   const std::string _directory;
+  const bool _isDryRun;
   bool _madeDirectory = false;
-  bool _isThere = false;
+  /** From the first file on. */
+  std::unique_ptr<OpenDirectory> _opened;
   long _nextFile = 1;
   std::unique_ptr<Open> _open;
   std::deque<Finished> _finished;

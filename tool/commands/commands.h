@@ -7,6 +7,9 @@ class CommandSet;
 // Each declares a command with its arguments and what it does.
 
 void declare_create(CommandSet& commands);
+void declare_check(CommandSet& commands);
+void declare_repair(CommandSet& commands);
+void declare_backup(CommandSet& commands);
 void declare_import(CommandSet& commands);
 void declare_info(CommandSet& commands);
 void declare_threads(CommandSet& commands);

@@ -10,6 +10,7 @@
 #include <ostream>
 #include <string>
 
+#include "check/store_files.h"
 #include "commands/command_set.h"
 #include "commands/commands.h"
 #include "exit_status.h"
@@ -18,6 +19,8 @@
 #include "helpers/transaction.h"
 #include "print/json.h"
 #include "store/log_sink.h"
+#include "store/media.h"
+#include "store/store.h"
 
 namespace msg_tarvel::tool {
 
@@ -26,15 +29,6 @@ namespace {
 using helpers::MadeStore;
 
 constexpr int PARENT_MODE = 0700;
-
-/** As chmod takes it: "0644". */
-std::string octal(mode_t mode) {
-  std::string digits = "0000";
-  for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit, mode >>= 3) {
-    *digit = static_cast<char>('0' + (mode & 7));
-  }
-  return digits;
-}
 
 const char* words_for(MadeStore::State state) {
   switch (state) {
@@ -78,8 +72,7 @@ bool add_indexes() {
 }
 
 int create_store(const Output& output, const CreateArguments& arguments) {
-  const std::string path = db::get_db_filepath();
-  if (path.empty()) throw Failure("there is no place for a message store: HOME is not set");
+  const std::string path = require_place();
   const std::filesystem::path data(db::get_data_dir_path());
   const std::filesystem::path parent = data.parent_path().parent_path();
   if (!parent.empty() && g_mkdir_with_parents(parent.c_str(), PARENT_MODE) != 0) {
@@ -91,6 +84,7 @@ int create_store(const Output& output, const CreateArguments& arguments) {
   if (!arguments.withoutIndexes && add_indexes() && made.state == MadeStore::State::WHOLE) {
     made.state = MadeStore::State::COMPLETED;
   }
+  make_media_directory(media_directory());
   if (output.json) {
     print_json(output, to_json(made, path));
   } else {

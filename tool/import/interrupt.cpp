@@ -1,6 +1,6 @@
 #include "import/interrupt.h"
 
-#include "exit_status.h"
+#include <iterator>
 
 namespace msg_tarvel::tool {
 
@@ -22,17 +22,19 @@ void install(int signal, struct sigaction& previous) {
 }  // namespace
 
 InterruptGuard::InterruptGuard() {
-  install(SIGINT, _previousInt);
-  install(SIGTERM, _previousTerm);
+  for (std::size_t i = 0; i < std::size(SIGNALS); ++i) install(SIGNALS[i], _previous[i]);
 }
 
 InterruptGuard::~InterruptGuard() {
-  sigaction(SIGINT, &_previousInt, nullptr);
-  sigaction(SIGTERM, &_previousTerm, nullptr);
+  for (std::size_t i = 0; i < std::size(SIGNALS); ++i) {
+    sigaction(SIGNALS[i], &_previous[i], nullptr);
+  }
 }
 
+int interrupting_signal() { return pendingSignal; }
+
 void throw_if_interrupted() {
-  if (pendingSignal != 0) throw Interrupted{pendingSignal};
+  if (is_interrupted()) throw Interrupted{pendingSignal};
 }
 
 }  // namespace msg_tarvel::tool

@@ -1,6 +1,7 @@
 #include "store/log_sink.h"
 
 #include <dlog.h>
+#include <sqlite3.h>
 
 #include <cstdarg>
 #include <cstdio>
@@ -8,15 +9,15 @@
 #include <iostream>
 
 #include "exit_status.h"
+#include "print/printable.h"
+#include "store/connections.h"
 
 namespace {
-
-constexpr const char* DATABASE_PREFIX = "sqlite3_";
 
 bool verboseLog = false;
 // The first error of a failing call names the cause; those after it are its callers' reports.
 std::string firstError;
-std::string firstDatabaseError;
+msg_tarvel::tool::DatabaseError firstDatabaseError;
 
 /** The line without its colour escapes ("ESC [ ... m") and its newline. */
 std::string without_escapes(const std::string& line) {
@@ -44,42 +45,42 @@ std::string message_of(const std::string& line) {
 
 void remember(const std::string& message) {
   if (firstError.empty()) firstError = message;
-  if (firstDatabaseError.empty() && message.rfind(DATABASE_PREFIX, 0) == 0) {
-    firstDatabaseError = message;
+  if (firstDatabaseError.code == 0) {
+    firstDatabaseError = msg_tarvel::tool::current_database_error();
   }
 }
 
 const char* words_for(int databaseCode) {
   switch (databaseCode) {
-    case 5:
-    case 6:
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
       return "it is locked by another process";
-    case 8:
+    case SQLITE_NOMEM:
+      return "out of memory";
+    case SQLITE_READONLY:
       return "it is read-only";
-    case 10:
+    case SQLITE_INTERRUPT:
+      return "a query takes more work than a store of this size can need";
+    case SQLITE_IOERR:
       return "reading or writing it failed";
-    case 11:
+    case SQLITE_CORRUPT:
       return "it is damaged";
-    case 13:
+    case SQLITE_FULL:
       return "the disk is full";
-    case 14:
+    case SQLITE_CANTOPEN:
       return "it cannot be opened";
-    case 26:
+    case SQLITE_TOOBIG:
+      return "a text of it is longer than 100 MB";
+    case SQLITE_NOTADB:
       return "it is not a database";
     default:
       return nullptr;
   }
 }
 
-std::string in_words(const std::string& message) {
-  if (message == "file access permission error") return "permission denied";
-  if (message.rfind(DATABASE_PREFIX, 0) == 0) {
-    const std::size_t code = message.find(": (");
-    if (code != std::string::npos) {
-      if (const char* words = words_for(std::atoi(message.c_str() + code + 3))) return words;
-    }
-  }
-  return message;
+std::string reason() {
+  if (firstDatabaseError.code != 0) return msg_tarvel::tool::in_words(firstDatabaseError);
+  return firstError == "file access permission error" ? "permission denied" : firstError;
 }
 
 }  // namespace
@@ -95,7 +96,9 @@ int __dlog_print(log_id_t /*log_id*/, int prio, const char* tag, const char* fmt
   const std::string line = without_escapes(text);
   std::free(text);
   if (prio == DLOG_ERROR) remember(message_of(line));
-  if (verboseLog) std::cerr << tag << " " << line << "\n";
+  if (verboseLog) {
+    std::cerr << tag << " " << msg_tarvel::tool::printable(line) << "\n";
+  }
   return length;
 }
 
@@ -105,14 +108,20 @@ void set_verbose(bool verbose) { verboseLog = verbose; }
 
 void forget_log_errors() {
   firstError.clear();
-  firstDatabaseError.clear();
+  firstDatabaseError = {};
+  forget_database_error();
 }
 
-bool has_database_error() { return !firstDatabaseError.empty(); }
+bool has_database_error() { return firstDatabaseError.code != 0; }
+
+std::string in_words(const DatabaseError& error) {
+  const char* const words = words_for(error.code);
+  return words ? words : error.text;
+}
 
 std::string with_log_failure(const std::string& what) {
-  const std::string reason = in_words(firstDatabaseError.empty() ? firstError : firstDatabaseError);
-  return reason.empty() ? what : what + ": " + reason;
+  const std::string why = reason();
+  return why.empty() ? what : what + ": " + why;
 }
 
 void fail_with_log(const std::string& what) { throw Failure(with_log_failure(what)); }

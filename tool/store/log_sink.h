@@ -1,9 +1,12 @@
 #pragma once
 
 // The library's log lines end here: the program replaces the platform's log function by one that is
-// silent but keeps the reason of a failure.
+// silent but keeps the reason of a failure: the first line of an error, and what SQLite says at
+// that moment.
 
 #include <string>
+
+#include "store/connections.h"
 
 namespace msg_tarvel::tool {
 
@@ -15,6 +18,9 @@ void forget_log_errors();
 
 /** Whether the database reported an error since the last forget_log_errors. */
 bool has_database_error();
+
+/** What SQLite failed with, in words for a user. */
+std::string in_words(const DatabaseError& error);
 
 /** `what`, and what went wrong since the last forget_log_errors, in words for a user. */
 std::string with_log_failure(const std::string& what);

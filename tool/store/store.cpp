@@ -12,9 +12,44 @@
 
 #include "exit_status.h"
 #include "store/log_sink.h"
+#include "store/media.h"
 #include "store/store_paths.h"
 
 namespace msg_tarvel::tool {
+
+namespace {
+
+const char* name_of(mode_t type) {
+  switch (type & S_IFMT) {
+    case S_IFDIR:
+      return "a directory";
+    case S_IFREG:
+      return "a file";
+    case S_IFLNK:
+      return "a symbolic link";
+    case S_IFIFO:
+      return "a pipe";
+    case S_IFSOCK:
+      return "a socket";
+    default:
+      return "a device";
+  }
+}
+
+/** Throws a Failure when `path` is there and not of this type. */
+void require_own(const std::string& path, mode_t type) {
+  struct stat status = {};
+  if (lstat(path.c_str(), &status) != 0) return;
+  if ((status.st_mode & S_IFMT) != type) {
+    throw Failure("cannot use the message store: " + path + " is " + name_of(status.st_mode) +
+                  ", not " + name_of(type));
+  }
+  if (type == S_IFREG && status.st_nlink > 1) {
+    throw Failure("cannot use the message store: " + path + " is a file elsewhere too (hard link)");
+  }
+}
+
+}  // namespace
 
 const std::string& data_directory() {
   static const std::string directory = [] {
@@ -28,14 +63,20 @@ std::string database_path() {
   return data_directory().empty() ? "" : data_directory() + DATABASE_FILE;
 }
 
-std::string require_store() {
+std::string require_place() {
   std::string path = database_path();
   if (path.empty()) throw Failure("there is no place for a message store: HOME is not set");
+  require_own(data_directory() + DATABASE_DIRECTORY, S_IFDIR);
+  require_own(path, S_IFREG);
+  require_own(path + JOURNAL_ENDING, S_IFREG);
+  require_own(media_directory(), S_IFDIR);
+  return path;
+}
+
+std::string require_store() {
+  std::string path = require_place();
   struct stat status = {};
-  if (stat(path.c_str(), &status) == 0) {
-    if (S_ISREG(status.st_mode)) return path;
-    throw Failure("the message store " + path + " is not a file");
-  }
+  if (lstat(path.c_str(), &status) == 0) return path;
   if (errno == ENOENT || errno == ENOTDIR) {
     throw Failure("no message store at " + path + "; make one with 'msg-tarvel create'");
   }

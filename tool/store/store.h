@@ -5,9 +5,13 @@
 namespace msg_tarvel::tool {
 
 /**
- * The path of the store's database. Throws a Failure that says what to do when there is no store:
- * opening it would make one.
+ * The path of the store's database, be it there or not. Throws a Failure when something else stands
+ * in the place of a directory or a file of the store: a link or a pipe would lead what is written
+ * elsewhere.
  */
+std::string require_place();
+
+/** The same; throws a Failure that says what to do when there is no store: opening makes one. */
 std::string require_store();
 
 /** `what` with the store's path, where it ends in "the message store". */

@@ -82,6 +82,68 @@ TEST_F(Create, CompletesAStoreThatLacksATable) {
   EXPECT_EQ(run({"create"}).out, "complete already: " + dbFile() + "\n");
 }
 
+TEST_F(Create, CompletesAFileThatAReaderMade) {
+  std::filesystem::create_directories(dataDir() + "/dbspace");
+  file("data/dbspace/.msg-tarvel-server.db", "");
+  ASSERT_EQ(chmod(dbFile().c_str(), 0644), 0);
+  const ProcessResult result = run({"create"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out,
+            "completed " + dbFile() + "\nmode was 0644, is now 0660: " + dbFile() + "\n");
+  EXPECT_EQ(tables(), "14\n");
+  EXPECT_EQ(rows("PRAGMA user_version;"), "4\n");
+  EXPECT_EQ(modeOf(journalFile()), 0660U);
+  EXPECT_EQ(run({"create"}).out, "complete already: " + dbFile() + "\n");
+}
+
+TEST_F(Create, StampsAStoreWithoutAVersionAndLeavesAnotherOne) {
+  create();
+  RawConnection(dbFile()).exec("PRAGMA user_version = 0;");
+  EXPECT_EQ(run({"create"}).out, "completed " + dbFile() + "\n");
+  EXPECT_EQ(rows("PRAGMA user_version;"), "4\n");
+  RawConnection(dbFile()).exec("PRAGMA user_version = 5; DROP TABLE temp_log;");
+  expectFailure(run({"create"}), "cannot create the message store " + dbFile(),
+                ": its version is 5, not 4");
+  EXPECT_EQ(tables(), "13\n");
+}
+
+TEST_F(Create, AddsColumnsThatAreMissing) {
+  create();
+  RawConnection(dbFile()).exec(
+      "ALTER TABLE temp_log DROP COLUMN data2; ALTER TABLE "
+      "msg_conversation_table DROP COLUMN lastMsgId;");
+  EXPECT_EQ(run({"create"}).out, "completed " + dbFile() + "\n");
+  EXPECT_EQ(rows("SELECT type || ' ' || dflt_value FROM "
+                 "pragma_table_info('msg_conversation_table') WHERE name = 'lastMsgId';"),
+            "INT 0\n");
+  EXPECT_EQ(rows("SELECT name FROM pragma_table_info('temp_log');"),
+            "id\ntime_stamp\ndata1\ndata3\ndata2\n");
+}
+
+TEST_F(Create, FailsWhereAColumnCannotBe) {
+  create();
+  RawConnection(dbFile()).exec(
+      "DROP TABLE msg_sharedial_meta_table; CREATE TABLE "
+      "msg_sharedial_meta_table (id INTEGER PRIMARY KEY, type INT);");
+  expectFailure(run({"create"}), "cannot create the message store " + dbFile(),
+                ": msg_sharedial_meta_table lacks the column startingTime, which cannot be added");
+}
+
+TEST_F(Create, MakesTheJournalThatIsMissing) {
+  create();
+  std::filesystem::remove(journalFile());
+  EXPECT_EQ(run({"create"}).out, "completed " + dbFile() + "\n");
+  EXPECT_EQ(modeOf(journalFile()), 0660U);
+}
+
+TEST_F(Create, MakesTheDirectoryOfPicturesForItsGroup) {
+  create();
+  EXPECT_EQ(modeOf(mediaDir()), 0770U);
+  ASSERT_EQ(chmod(mediaDir().c_str(), 0705), 0);
+  create();
+  EXPECT_EQ(modeOf(mediaDir()), 0775U);
+}
+
 TEST_F(Create, FailsWhereATableCannotBe) {
   create();
   RawConnection(dbFile()).exec("DROP TABLE temp_log; CREATE VIEW temp_log AS SELECT 1;");
@@ -125,6 +187,19 @@ TEST_F(CreateBesideAReader, FailsWhenItStays) {
   EXPECT_EQ(tables(), "13\n");
   EXPECT_EQ(run({"create"}).out, "completed " + dbFile() + "\n");
   EXPECT_EQ(tables(), "14\n");
+}
+
+TEST_F(Create, WaitsForAReaderOfAnEmptyFile) {
+  std::filesystem::create_directories(dataDir() + "/dbspace");
+  RawConnection reader(dbFile());
+  reader.exec("BEGIN;");
+  reader.value("SELECT count(*) FROM sqlite_master;");
+  expectFailure(run({"create"}), "cannot create the message store " + dbFile(),
+                ": it is locked by another process");
+  reader.exec("COMMIT;");
+  EXPECT_EQ(run({"create"}).status, 0);
+  EXPECT_EQ(tables(), "14\n");
+  EXPECT_EQ(rows("PRAGMA user_version;"), "4\n");
 }
 
 TEST_F(Create, MendsModesAndSaysSo) {

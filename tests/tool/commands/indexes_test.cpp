@@ -51,7 +51,7 @@ TEST_F(Indexes, ThatCannotBeMadeAreNotLeftInPart) {
   createWithout();
   blockTheTimeIndex();
   expectFailure(run({"create"}), "cannot index the message store " + dbFile() + ": ",
-                "there is already a table named msg_message_time_index)");
+                "there is already a table named msg_message_time_index");
   EXPECT_EQ(names(), "");
 }
 
@@ -75,7 +75,7 @@ TEST_F(Indexes, ThatCannotBeMadeUndoAnImport) {
   const std::string elements = sms({}) + mms({}, data_part("image/png", "QUJD"), "");
   expectFailure(run({"import", file("b.xml", backup(elements))}),
                 "cannot index the message store " + dbFile() + ": ",
-                "there is already a table named msg_message_time_index)");
+                "there is already a table named msg_message_time_index");
   EXPECT_EQ(names(), "");
   EXPECT_EQ(everything(), before);
   EXPECT_EQ(import(elements, {"--no-indexes"})["stored"], 2);

@@ -162,7 +162,8 @@ TEST_F(ImportFaults, AMediaDirectoryThatCannotBeMade) {
   file("data/media", "in the way");
   const ProcessResult result = run({"import", file("b.xml", backup(NEW_ELEMENTS))});
   EXPECT_EQ(result.status, 3);
-  EXPECT_EQ(result.err.rfind("msg-tarvel: cannot create " + mediaDir(), 0), 0U) << result.err;
+  EXPECT_EQ(result.err.rfind("msg-tarvel: cannot use the message store: " + mediaDir(), 0), 0U)
+      << result.err;
   EXPECT_EQ(rows("SELECT count(*) FROM msg_message_table;"), "2\n");
 }
 

@@ -23,10 +23,13 @@ class ImportTest : public ToolTest {
 };
 
 TEST_F(ImportTest, FillsEveryColumnOfAText) {
-  const auto summary = import(sms({{"read", "0"}, {"body", "Hi"}}));
-  EXPECT_EQ(summary, nlohmann::json::parse(R"({"read": 1, "stored": 1, "skipped": 0,
-      "skippedBecause": {}, "partsStored": 0, "partsReported": 0, "reports": [],
-      "conversationsCreated": 1})"));
+  auto summary = import(sms({{"read", "0"}, {"body", "Hi"}}));
+  EXPECT_EQ(summary["file"], folder() + "/backup.xml");
+  summary.erase("file");
+  EXPECT_EQ(summary, nlohmann::json::parse(R"({"dryRun": false, "count": 1, "read": 1, "stored": 1,
+      "skipped": 0, "skippedBecause": {}, "skippedFirst": {}, "partsStored": 0,
+      "partsReported": 0, "reports": [], "conversationsCreated": 1, "ownNumbers": [],
+      "damages": 0, "damage": [], "twoConversations": []})"));
   EXPECT_EQ(messageColumn("msgType || '|' || subType || '|' || itemId || '|' || convId || '|' || "
                           "storageId || '|' || storageFolder || '|' || networkStatus || '|' || "
                           "mainText || '|' || textMessage || '|' || displayTime || '|' || "
@@ -64,7 +67,7 @@ TEST_F(ImportTest, TextsArriveAsTheyWereMeant) {
       {"one&#10;two&#13;&#10;three", "one\ntwo\r\nthree"},
       {"&lt;a&gt; &amp;amp; &quot;b&quot; &apos;c&apos;", "<a> &amp; \"b\" 'c'"},
       {"it's 'null' null", "it's 'null' null"},
-      {"null", ""},
+      {"null", "null"},
       {"%s%n ' OR 1=1; --", "%s%n ' OR 1=1; --"},
   };
   std::string elements;
@@ -171,7 +174,8 @@ TEST_F(ImportTest, TheSummaryReadsWellForAPerson) {
                                           mms({}, data_part("a&#8238;/b", "Q"), "")))});
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(result.out,
-            "read:    3\nstored:  1\nskipped: 2\n  1: no date\n  1: unknown message type 9\n"
+            "read:    3\nstored:  1\nskipped: 2\n  1: no date (first in line 4)\n"
+            "  1: unknown message type 9 (first in line 3)\n"
             "conversations created: 1\nparts:   1 stored, 1 of them reported\n"
             "  line 5, part 1 (a/b): damaged base64, stored without its data\n");
 }
@@ -188,12 +192,14 @@ TEST_F(ImportTest, NamesInTheFileAreOnlyData) {
 }
 
 TEST_F(ImportTest, AFileThatIsThereIsNeverReplaced) {
-  std::filesystem::create_directory(mediaDir());
-  file("data/media/1-1.png", "left over");
+  file("data/media/1-1.png", "of the store, when that was elsewhere");
+  RawConnection(dbFile()).exec(
+      "INSERT INTO msg_mms_content_table (contentId, filepath) VALUES (7, '/before/1-1.png');");
   import(mms({}, data_part("image/png", PNG), ""));
-  EXPECT_EQ(content_of(mediaDir() + "/1-1.png"), "left over");
+  EXPECT_EQ(content_of(mediaDir() + "/1-1.png"), "of the store, when that was elsewhere");
   EXPECT_EQ(content_of(mediaDir() + "/1-1-2.png"), PNG_BYTES);
-  EXPECT_EQ(rows("SELECT filepath FROM msg_mms_content_table;"), mediaDir() + "/1-1-2.png\n");
+  EXPECT_EQ(rows("SELECT filepath FROM msg_mms_content_table WHERE msgId = 1;"),
+            mediaDir() + "/1-1-2.png\n");
 }
 
 TEST_F(ImportTest, UnusableMessagesAreSkippedAndCounted) {

@@ -28,7 +28,8 @@ class Terminal : public ToolTest {
     std::ofstream out(path);
     out << "<smses>";
     for (int i = 1; i <= texts; ++i) out << sms({{"date", std::to_string(i)}});
-    out << mms({}, data_part("image/png", picture), "") << "</smses>";
+    // Only a message with several addresses needs to know whose phone it is.
+    out << mms({}, data_part("image/png", picture), addrs({{137, "+14155550111"}})) << "</smses>";
     return path;
   }
 
@@ -149,7 +150,7 @@ TEST_F(Terminal, AnInterruptedImportLeavesNothing) {
   const std::string before = everything();
   // So long that the signal comes before the end, however busy the machine.
   const std::string path = longBackup(400000);
-  for (const int signal : {SIGINT, SIGTERM}) {
+  for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
     bool isSent = false;
     const ProcessResult result =
         runOnTerminal({"import", path}, [&](const std::string& output, pid_t pid) {

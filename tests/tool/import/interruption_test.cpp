@@ -1,0 +1,140 @@
+// An import that is ended from outside: at once, and with nothing left of it, then or the next
+// time.
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <thread>
+
+#include "support/as_root.h"
+#include "tool/tool_support.h"
+
+namespace msg_tarvel {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+class Interruption : public ToolTest {
+ protected:
+  void SetUp() override { create(); }
+
+  /** Two hundred messages with a picture each. */
+  std::string pictures() const {
+    std::string elements;
+    for (int i = 1; i <= 200; ++i) {
+      elements +=
+          mms({{"date", std::to_string(i)}}, data_part("image/png", std::string(2000, 'Q')), "");
+    }
+    return file("pictures.xml", backup(elements));
+  }
+
+  /** Starts the tool, whose output nobody reads. */
+  std::unique_ptr<Child> start(const std::vector<std::string>& arguments) const {
+    std::vector<std::string> program = {TOOL_PROGRAM};
+    program.insert(program.end(), arguments.begin(), arguments.end());
+    std::vector<std::string> command = {"env"};
+    for (const std::string& variable : environment()) command.push_back(variable);
+    for (const std::string& word : runnable(program)) command.push_back(word);
+    return std::make_unique<Child>([command] {
+      close(STDOUT_FILENO);
+      close(STDERR_FILENO);
+      open("/dev/null", O_WRONLY);
+      open("/dev/null", O_WRONLY);
+      execute(command);
+      return 127;
+    });
+  }
+
+  /** As many files as rows name, and no other. */
+  void expectFilesToBeThoseOfRows() const {
+    const std::string named =
+        rows("SELECT filepath FROM msg_mms_content_table WHERE hasFile = 1 ORDER BY 1;");
+    std::vector<std::string> paths;
+    for (const std::string& name : mediaFiles()) paths.push_back(mediaDir() + "/" + name);
+    std::string found;
+    for (const std::string& path : paths) found += path + "\n";
+    EXPECT_EQ(found, named);
+  }
+};
+
+// The library waits 2.1 seconds for a lock.
+TEST_F(Interruption, EndsAWaitForALock) {
+  RawConnection writer(dbFile());
+  const std::string path = pictures();
+  for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+    writer.exec("BEGIN IMMEDIATE;");
+    const auto import = start({"import", path});
+    std::this_thread::sleep_for(milliseconds(700));
+    const auto before = steady_clock::now();
+    kill(import->pid(), signal);
+    EXPECT_EQ(import->wait(), 128 + signal);
+    EXPECT_LT(steady_clock::now() - before, milliseconds(1000));
+    writer.exec("ROLLBACK;");
+  }
+}
+
+TEST_F(Interruption, AKilledImportLeavesNothingBehindTheNext) {
+  const std::string path = pictures();
+  bool hasLeftFiles = false;
+  for (std::size_t kills = 0; kills < 20; ++kills) {
+    const auto import = start({"import", path});
+    const auto end = steady_clock::now() + milliseconds(5000);
+    while (mediaFiles().size() <= 9 * kills && steady_clock::now() < end) {
+      std::this_thread::sleep_for(milliseconds(1));
+    }
+    kill(import->pid(), SIGKILL);
+    const bool isKilled = import->wait() == 128 + SIGKILL;
+    hasLeftFiles = hasLeftFiles || (isKilled && !mediaFiles().empty());
+  }
+  EXPECT_TRUE(hasLeftFiles);
+  EXPECT_EQ(run({"import", path}).status, 0);
+  EXPECT_EQ(rows("PRAGMA integrity_check;"), "ok\n");
+  EXPECT_EQ(rows("SELECT count(*) FROM msg_message_table;"), "200\n");
+  EXPECT_EQ(mediaFiles().size(), 200U);
+  expectFilesToBeThoseOfRows();
+}
+
+TEST_F(Interruption, WhatIsNotAnImportsFileStays) {
+  const std::vector<std::string> others = {"1-1.png.txt~", "1.png", "a-1.png", "note", "1-1-.png"};
+  for (const std::string& name : others) file("data/media/" + name, "x");
+  for (const std::string name : {"incoming-1-1", "12-3.png", "12-3-4.jpg"}) {
+    file("data/media/" + name, "x");
+  }
+  import(sms({}));
+  std::vector<std::string> left = mediaFiles();
+  std::vector<std::string> expected = others;
+  expected.erase(expected.begin());  // ends in another extension, but is named like one
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(left, expected);
+}
+
+TEST_F(Interruption, MembersOfTheStoresGroupImportPictures) {
+  AS_ROOT();
+  constexpr uid_t MEMBER = 65533;
+  ASSERT_EQ(chmod(folder().c_str(), 0755), 0);
+  useProgramForEveryone();
+  const std::string path = file("b.xml", backup(mms({}, data_part("image/png", "QUJD"), "")));
+  Child member([&] {
+    if (!become_user(MEMBER, {5000})) return 99;
+    return run({"import", path}).status;
+  });
+  EXPECT_EQ(member.wait(), 0);
+  ASSERT_EQ(mediaFiles(), std::vector<std::string>{"1-1.png"});
+  struct stat status = {};
+  ASSERT_EQ(stat((mediaDir() + "/1-1.png").c_str(), &status), 0);
+  EXPECT_EQ(status.st_uid, MEMBER);
+  EXPECT_EQ(status.st_gid, 5000U);
+  EXPECT_EQ(status.st_mode & 07777, 0660U);
+  ASSERT_EQ(stat(mediaDir().c_str(), &status), 0);
+  EXPECT_EQ(status.st_gid, 5000U);
+  EXPECT_EQ(status.st_mode & 07777, 0770U);
+}
+
+}  // namespace
+}  // namespace msg_tarvel

@@ -1,0 +1,40 @@
+#include "check/check_copy.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "check/check.h"
+#include "store/media.h"
+#include "store/reader_lock.h"
+#include "store/store_copy.h"
+#include "store/store_paths.h"
+
+namespace msg_tarvel::tool {
+
+namespace {
+
+bool is_being_written(const std::string& path) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file == -1) return false;
+  const bool isWritten = ReaderLock(file).isWriterThere();
+  close(file);
+  return isWritten;
+}
+
+}  // namespace
+
+void check_copy(const std::string& path, Findings& findings) {
+  const bool wasBeingWritten = is_being_written(path);
+  const std::vector<std::string> mediaFiles = names_in(media_directory());
+  const bool isBeingWritten = wasBeingWritten || is_being_written(path);
+
+  const StoreCopy copy(path);
+  const bool isWriteAhead = is_write_ahead(copy.database());
+  if (isWriteAhead) end_write_ahead(copy.database());
+  const Database database(copy.database());
+  check_store({database, data_directory(), mediaFiles, isBeingWritten, copy.isRollbackPending(),
+               isWriteAhead},
+              findings);
+}
+
+}  // namespace msg_tarvel::tool

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+#include "check/findings.h"
+#include "store/database.h"
+
+namespace msg_tarvel::tool {
+
+/** Whether the findings say that the database itself is damaged, more than its indexes. */
+bool is_damaged(const Findings& findings);
+
+/**
+ * Mends what the kinds of `found` are and what needs no guessing, in the library's store: its rows
+ * in one transaction, then the files. To be called while this process has not opened the store.
+ */
+void mend(const Findings& found);
+
+}  // namespace msg_tarvel::tool

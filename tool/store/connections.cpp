@@ -1,0 +1,153 @@
+#include "store/connections.h"
+
+#include <msg-tarvel-common/db/DBMgr.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "import/interrupt.h"
+
+namespace msg_tarvel::tool {
+
+namespace {
+
+/** Of SQLite's own allocations. */
+constexpr sqlite3_int64 MOST_MEMORY = 1 << 30;
+
+// A statement's work is counted in slices of so many operations, each well below a millisecond.
+constexpr int OPERATIONS_PER_SLICE = 10'000;
+constexpr long long SLICES_FOR_EVERY_STORE = 1000;
+constexpr long long BYTES_PER_PAGE = 4096;
+/** Without indexes a query may look at each page for every other one of this many. */
+constexpr long long MOST_PAGES_PER_PAGE = 1000;
+
+constexpr int PRIMARY_CODE = 0xFF;
+
+constexpr int LOCK_WAIT_MICROSECONDS = 20'000;
+/** 2.1 seconds in all. */
+constexpr int LOCK_WAITS = 105;
+
+constexpr const char* LIFETIME_FUNCTION = "msg_tarvel_connection_lifetime";
+
+/** A connection while it is open. */
+struct Connection {
+  sqlite3* handle;
+  /** Of the statement that runs, or of the outermost of several. */
+  long long slices = 0;
+  /** What it may take, by the size of the database when it began: it may make that grow. */
+  long long mostSlices = 0;
+};
+
+std::vector<Connection*>& connections() {
+  static auto* const all = new std::vector<Connection*>;  // outlives the library's exit hook
+  return *all;
+}
+
+/** The last error in SQLite's log, which is all there is when a connection cannot be opened. */
+int loggedCode = SQLITE_OK;
+
+void note_error(void* /*unused*/, int code, const char* /*text*/) {
+  const int primary = code & PRIMARY_CODE;
+  if (primary != SQLITE_NOTICE && primary != SQLITE_WARNING && primary != SQLITE_SCHEMA) {
+    loggedCode = primary;
+  }
+}
+
+/** By the open file, which may have lost its name. */
+long long size_of_database(sqlite3* handle) {
+  sqlite3_file* file = nullptr;
+  sqlite3_int64 size = 0;
+  const bool isKnown =
+      sqlite3_file_control(handle, "main", SQLITE_FCNTL_FILE_POINTER, &file) == SQLITE_OK && file &&
+      file->pMethods && file->pMethods->xFileSize(file, &size) == SQLITE_OK;
+  return isKnown ? size : 0;
+}
+
+/** As many slices as a query on a store of this size can need. */
+long long most_slices(sqlite3* handle) {
+  const long long pages = size_of_database(handle) / BYTES_PER_PAGE;
+  return SLICES_FOR_EVERY_STORE + pages * std::min(pages, MOST_PAGES_PER_PAGE) / 10;
+}
+
+/** Called after each slice; not 0 ends the statement. */
+int on_slice(void* argument) {
+  auto& connection = *static_cast<Connection*>(argument);
+  if (connection.slices++ == 0) connection.mostSlices = most_slices(connection.handle);
+  return connection.slices > connection.mostSlices || is_interrupted() ? 1 : 0;
+}
+
+/** Called when a statement begins, or, with a comment for a text, a trigger of it. */
+int on_statement(unsigned /*event*/, void* argument, void* statement, void* text) {
+  auto& connection = *static_cast<Connection*>(argument);
+  if (connection.slices == 0 || static_cast<const char*>(text)[0] == '-') return 0;
+  sqlite3_stmt* other = nullptr;
+  while ((other = sqlite3_next_stmt(connection.handle, other)) != nullptr) {
+    if (other != statement && sqlite3_stmt_busy(other) != 0) return 0;
+  }
+  connection.slices = 0;
+  return 0;
+}
+
+void forget(void* argument) {
+  auto* const connection = static_cast<Connection*>(argument);
+  auto& all = connections();
+  all.erase(std::remove(all.begin(), all.end(), connection), all.end());
+  delete connection;
+}
+
+void do_nothing(sqlite3_context* /*context*/, int /*count*/, sqlite3_value** /*values*/) {}
+
+int limit_connection(sqlite3* handle, const char** /*message*/,
+                     const sqlite3_api_routines* /*routines*/) {
+  auto* const connection = new Connection{handle};
+  connections().push_back(connection);
+  sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, LONGEST_VALUE);
+  sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_progress_handler(handle, OPERATIONS_PER_SLICE, &on_slice, connection);
+  sqlite3_trace_v2(handle, SQLITE_TRACE_STMT, &on_statement, connection);
+  // SQLite tells of the end of a connection only by destroying what was registered with it.
+  return sqlite3_create_function_v2(handle, LIFETIME_FUNCTION, 0, SQLITE_UTF8, connection,
+                                    &do_nothing, nullptr, nullptr, &forget);
+}
+
+int on_locked(void* /*unused*/, int count) {
+  if (count >= LOCK_WAITS || is_interrupted()) return 0;
+  usleep(LOCK_WAIT_MICROSECONDS);
+  return 1;
+}
+
+}  // namespace
+
+void limit_connections() {
+  sqlite3_config(SQLITE_CONFIG_LOG, &note_error, nullptr);
+  sqlite3_auto_extension(reinterpret_cast<void (*)()>(&limit_connection));
+  sqlite3_hard_heap_limit64(MOST_MEMORY);
+}
+
+sqlite3* last_connection() {
+  return connections().empty() ? nullptr : connections().back()->handle;
+}
+
+void wait_interruptibly() {
+  if (db::DBMgr::getInstance()->execStatement("") != 0 || !last_connection()) return;
+  limit_waits(last_connection());
+}
+
+void limit_waits(sqlite3* handle) { sqlite3_busy_handler(handle, &on_locked, nullptr); }
+
+DatabaseError current_database_error() {
+  if (sqlite3* const handle = last_connection()) {
+    const int code = sqlite3_errcode(handle) & PRIMARY_CODE;
+    if (code != SQLITE_OK && code != SQLITE_ROW && code != SQLITE_DONE) {
+      return {code, sqlite3_errmsg(handle)};
+    }
+  }
+  if (loggedCode == SQLITE_OK) return {};
+  return {loggedCode, sqlite3_errstr(loggedCode)};
+}
+
+void forget_database_error() { loggedCode = SQLITE_OK; }
+
+}  // namespace msg_tarvel::tool

@@ -1,0 +1,120 @@
+#include "store/online_backup.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <thread>
+
+#include "import/interrupt.h"
+#include "store/database.h"
+
+namespace msg_tarvel::tool {
+
+namespace {
+
+/** A fraction of a millisecond's work, for which a commit may have to wait. */
+constexpr int PAGES_PER_STEP = 256;
+constexpr int ALL_PAGES = -1;
+/** A backup that others' commits have made begin again so often goes on in one step. */
+constexpr int MOST_RESTARTS = 20;
+
+constexpr std::chrono::milliseconds LOCK_PAUSE(20);
+/** As often as the library's patience of 2.1 seconds allows. */
+constexpr int MOST_LOCK_PAUSES = 105;
+
+[[noreturn]] void fail_to_write(const std::string& target, const std::string& why) {
+  throw Failure("cannot write the backup " + target + ": " + why);
+}
+
+/** A file that gets its name when it is whole, and is gone otherwise. */
+class NewFile {
+ public:
+  explicit NewFile(const std::string& target)
+      : _target(target), _path(target + ".incomplete-" + std::to_string(getpid())) {
+    struct stat status = {};
+    if (lstat(target.c_str(), &status) == 0) fail_to_write(target, "there is a file of that name");
+    const int file =
+        open(_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (file == -1) fail_to_write(target, std::strerror(errno));
+    close(file);
+  }
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+  ~NewFile() { unlink(_path.c_str()); }
+
+  const std::string& path() const { return _path; }
+
+  void finish() {
+    synchronise(_path);
+    if (renameat2(AT_FDCWD, _path.c_str(), AT_FDCWD, _target.c_str(), RENAME_NOREPLACE) == -1) {
+      fail_to_write(_target, std::strerror(errno));
+    }
+    const std::size_t slash = _target.rfind('/');
+    synchronise(slash == std::string::npos ? "." : _target.substr(0, slash + 1));
+  }
+
+ private:
+  void synchronise(const std::string& path) const {
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const bool isDone = file != -1 && fsync(file) == 0;
+    const int error = errno;
+    if (file != -1) close(file);
+    if (!isDone) fail_to_write(_target, std::strerror(error));
+  }
+
+  const std::string _target;
+  const std::string _path;
+};
+
+struct BackupFinisher {
+  void operator()(sqlite3_backup* backup) const { sqlite3_backup_finish(backup); }
+};
+
+void copy_pages(const Database& from, const Database& to) {
+  const std::unique_ptr<sqlite3_backup, BackupFinisher> backup(
+      sqlite3_backup_init(to.handle(), "main", from.handle(), "main"));
+  if (!backup) throw DatabaseFailure(to.handle());
+  int restarts = 0;
+  int lockPauses = 0;
+  int left = 0;
+  int code = SQLITE_OK;
+  while (code != SQLITE_DONE) {
+    throw_if_interrupted();
+    code = sqlite3_backup_step(backup.get(), restarts < MOST_RESTARTS ? PAGES_PER_STEP : ALL_PAGES);
+    if (code == SQLITE_BUSY || code == SQLITE_LOCKED) {
+      if (++lockPauses > MOST_LOCK_PAUSES) throw DatabaseFailure(code);
+      std::this_thread::sleep_for(LOCK_PAUSE);
+    } else if (code != SQLITE_OK && code != SQLITE_DONE) {
+      throw DatabaseFailure(code);
+    }
+    if (sqlite3_backup_remaining(backup.get()) > left && left > 0) ++restarts;
+    left = sqlite3_backup_remaining(backup.get());
+  }
+}
+
+}  // namespace
+
+void back_up(const std::string& source, const std::string& target) {
+  if (access(source.c_str(), R_OK) != 0) {
+    throw Failure("cannot read the message store " + source + ": " +
+                  (errno == EACCES ? "permission denied" : std::strerror(errno)));
+  }
+  NewFile file(target);
+  try {
+    const Database from(source);
+    const Database to(file.path());
+    to.execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF;");
+    copy_pages(from, to);
+  } catch (const DatabaseFailure& failure) {
+    fail_to_write(target, failure.what());
+  }
+  file.finish();
+}
+
+}  // namespace msg_tarvel::tool
