@@ -46,7 +46,7 @@ constexpr std::size_t ANY_NUMBER = 1000000;
 template <typename Item>
 Answer answer_of(int result, std::vector<Item> items) {
   const auto kept = std::make_shared<std::vector<Item>>(std::move(items));
-  return {result, kept->size(), [kept](std::size_t i) { return to_json((*kept)[i]); }};
+  return {result, kept->size(), [kept](std::size_t i) { return tool::to_json((*kept)[i]); }};
 }
 
 Answer answer_of(int result, Json item) {
@@ -92,7 +92,7 @@ Answer get_message(const QueryArguments& arguments) {
           ? db::db_get_message(arguments.number(0), message)
           : db::db_get_message(arguments.number(0), arguments.text(1),
                                static_cast<FolderType>(arguments.number(2)), message);
-  return answer_of(result, to_json(message));
+  return answer_of(result, tool::to_json(message));
 }
 
 /** FIELD=VALUE, under the names of ListCondition. */
@@ -167,7 +167,7 @@ Answer get_thread(const QueryArguments& arguments) {
   Thread thread;
   const int result = db::db_get_thread(arguments.number(0), thread);
   if (result != db::DB_SUCCESS) return {result, 0, nullptr};
-  Json json = to_json(thread);
+  Json json = tool::to_json(thread);
   json["lastMsgId"] = thread.lastMsgId;
   return answer_of(result, std::move(json));
 }
@@ -175,7 +175,7 @@ Answer get_thread(const QueryArguments& arguments) {
 Answer get_conversation(const QueryArguments& arguments) {
   Conversation conversation;
   const int result = db::db_get_conversation(arguments.number(0), conversation);
-  return answer_of(result, to_json(conversation));
+  return answer_of(result, tool::to_json(conversation));
 }
 
 Json transfer_json(const Content& content) {
@@ -201,7 +201,7 @@ Answer get_nms_msg_meta(const QueryArguments& arguments) {
   NmsMsgMeta meta;
   const int result = db::db_get_nms_msg_meta(arguments.number(0),
                                              arguments.count() > 1 ? arguments.text(1) : "", meta);
-  return answer_of(result, to_json(meta));
+  return answer_of(result, tool::to_json(meta));
 }
 
 Answer has_download_required_message(const QueryArguments& /*none*/) {

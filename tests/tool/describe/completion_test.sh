@@ -57,8 +57,8 @@ expect() {
   fi
 }
 
-expect "buffer,conversation,create,find,import,info,ipc,message,messages,query,threads" ""
-expect "conversation,create" "c"
+expect "backup,buffer,check,conversation,create,find,import,info,ipc,message,messages,query,repair,threads" ""
+expect "check,conversation,create" "c"
 expect "threads" "--verbose --data-dir /tmp th"
 expect "--data-dir,--help,--help-all,--json,--verbose,--version" "--"
 expect "--ascending" "messages --a"
