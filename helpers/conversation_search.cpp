@@ -20,9 +20,6 @@ namespace {
 constexpr std::size_t SEARCH_ROOM = 4800;
 constexpr std::size_t ROOM_PER_ADDRESS = 24;
 
-// Rows of this type take no part in the library's search either.
-constexpr int ADDRESS_TYPE_UNSEARCHED = 3;
-
 // Reads all that the library's search reads.
 constexpr const char* READ_ADDRESSES =
     "SELECT max(length(address)), max(addressType), max(convId) FROM msg_address_table;";
@@ -85,64 +82,71 @@ int search_in_library(const std::vector<std::string>& addresses) {
   return convId;
 }
 
-bool has_same(const std::vector<std::string>& addresses, const std::string& wanted) {
-  return std::any_of(addresses.begin(), addresses.end(), [&wanted](const std::string& address) {
-    return is_same_address(address, wanted);
-  });
+/**
+ * The library's search, which gives the same for a failed step and for no row. That the rows can be
+ * read is seen before, under the lock that then stays; what ends the view is seen behind.
+ */
+int search_steadily(const std::vector<std::string>& addresses) {
+  SteadyView view;
+  number(READ_ADDRESSES, CANNOT_SEARCH);
+  int convId = 0;
+  try {
+    convId = search_in_library(addresses);
+  } catch (const std::out_of_range&) {
+    // A number that ends within its calling code.
+    convId = AddressMemory().findSame(addresses);
+  }
+  view.end();
+  return convId;
 }
 
-bool has_exactly(int convId, const std::vector<std::string>& addresses) {
-  std::vector<Address> rows;
-  const int ret = db::db_get_addresses(convId, rows);
-  if (ret != db::DB_SUCCESS && ret != db::DB_NO_DATA) throw StoreError(CANNOT_SEARCH, ret);
-  std::vector<std::string> stored;
-  for (const Address& row : rows) {
-    if (row.addressType == ADDRESS_TYPE_UNSEARCHED || !has_same(addresses, row.address)) {
-      return false;
-    }
-    stored.push_back(row.address);
-  }
-  return stored.size() == addresses.size() &&
-         std::all_of(addresses.begin(), addresses.end(),
-                     [&stored](const std::string& address) { return has_same(stored, address); });
-}
-
-/** For addresses that the library's search cannot take: looks at each conversation of the size. */
-int search_one_by_one(const std::vector<std::string>& addresses) {
-  const auto candidates = compile(
-      "SELECT convId FROM msg_address_table GROUP BY convId HAVING count(*) = ? ORDER BY convId;",
-      CANNOT_SEARCH);
-  bind_all(*candidates, static_cast<int>(addresses.size()));
-  while (next_row(*candidates, CANNOT_SEARCH)) {
-    const int convId = candidates->getInt(0);
-    if (has_exactly(convId, addresses)) return convId;
-  }
-  return 0;
-}
-
-int search(const std::vector<std::string>& addresses) {
-  if (is_searchable(addresses)) {
-    try {
-      return search_in_library(addresses);
-    } catch (const std::out_of_range&) {
-      // A number that ends within its calling code.
-    }
-  }
-  return search_one_by_one(addresses);
+/** A conversation without an address has one row all the same, an empty one. */
+std::vector<std::string> as_stored(const std::vector<std::string>& addresses) {
+  return addresses.empty() ? std::vector<std::string>(1) : addresses;
 }
 
 }  // namespace
 
 int RepeatedSearch::find(const std::vector<std::string>& addresses) {
-  SteadyView view;
-  // The library's search gives the same for a failed step and for no row. That the rows can be read
-  // is seen before, under the lock that then stays; what ends the view is seen behind.
-  if (!_areRowsReadable) number(READ_ADDRESSES, CANNOT_SEARCH);
-  // A conversation without an address has one row all the same, an empty one.
-  const int convId = search(addresses.empty() ? std::vector<std::string>(1) : addresses);
-  view.end();
-  _areRowsReadable = true;
-  return convId;
+  const std::vector<std::string> wanted = as_stored(addresses);
+  const bool isSearchable = is_searchable(wanted);
+  // For a single search the library is faster.
+  if (_isRepeated || !isSearchable) _inMemory();
+  _isRepeated = true;
+  if (!isSearchable) return _memory->findSame(wanted);
+  return _memory && _memory->isAsSearched() ? _findAlike(wanted) : search_steadily(wanted);
+}
+
+int RepeatedSearch::findSame(const std::vector<std::string>& addresses) {
+  return _inMemory().findSame(as_stored(addresses));
+}
+
+AddressMemory& RepeatedSearch::_inMemory() {
+  if (!_memory) _memory = std::make_unique<AddressMemory>();
+  return *_memory;
+}
+
+/** Where the device's country decides, which only the library knows, it is asked, once or twice. */
+int RepeatedSearch::_findAlike(const std::vector<std::string>& addresses) {
+  std::vector<int> answers;
+  for (const Country country : _countries) {
+    answers.push_back(_memory->findAlike(addresses, country));
+  }
+  const auto isFirst = [&answers](int answer) { return answer == answers.front(); };
+  if (std::all_of(answers.begin(), answers.end(), isFirst) && !answers.empty()) {
+    return answers.front();
+  }
+  const int answer = search_steadily(addresses);
+  std::vector<Country> possible;
+  for (std::size_t i = 0; i < answers.size(); ++i) {
+    if (answers[i] == answer) possible.push_back(_countries[i]);
+  }
+  _countries = possible;
+  return answer;
+}
+
+void RepeatedSearch::added(int convId, int addressType, const std::string& address) {
+  if (_memory) _memory->add(convId, addressType, address);
 }
 
 int find_conversation(const std::vector<std::string>& addresses) {

@@ -2,8 +2,10 @@
 
 // When two addresses are one person's. Every program that asks answers alike.
 
+#include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace msg_tarvel::helpers {
@@ -30,21 +32,38 @@ std::string normalised_address(const std::string& text);
  */
 bool is_same_address(const std::string& a, const std::string& b);
 
+/** The same text for addresses that are one person's; for most that are not, another one. */
+std::string ending_of(const std::string& address);
+
 /** Everyone among addresses in any form: normalised, each person once, and nobody for a blank. */
 std::vector<std::string> people_among(const std::vector<std::string>& addresses);
 
-/** Addresses, found again by is_same_address. */
+/** Addresses, found again by is_same_address, however many of them end alike. */
 class AddressSet {
  public:
-  /** False when it was there already. */
+  /** False when it, or one that is the same, was there already. */
   bool add(const std::string& address);
+  /** Adds it beside others that are the same. */
+  void keep(const std::string& address);
   bool contains(const std::string& address) const { return find(address) != nullptr; }
   /** The address that is the same; null for none. */
   const std::string* find(const std::string& address) const;
   bool empty() const { return _byEnding.empty(); }
 
  private:
-  std::unordered_map<std::string, std::vector<std::string>> _byEnding;
+  struct Others {
+    /** One that is written in another way than the first; empty for none. */
+    std::string unlikeFirst;
+    std::unordered_set<std::string> all;
+  };
+  /** Of one ending, where only numbers that are written alike are not the same. */
+  struct Bucket {
+    std::string first;
+    /** Beside the first; as a rule there are none. */
+    std::unique_ptr<Others> others;
+  };
+
+  std::unordered_map<std::string, Bucket> _byEnding;
 };
 
 }  // namespace msg_tarvel::helpers

@@ -18,7 +18,8 @@ namespace {
 constexpr const char* LAST_ID = "SELECT last_insert_rowid();";
 
 constexpr const char* READ_IMPORT_MARKS =
-    "SELECT customFieldStr1 FROM msg_message_table WHERE customFieldStr1 LIKE 'import:%';";
+    "SELECT customFieldStr1, displayTime FROM msg_message_table "
+    "WHERE customFieldStr1 LIKE 'import:%';";
 
 constexpr const char* INSERT_CONVERSATION =
     "INSERT INTO msg_conversation_table (unreadCnt, msgCnt, msgType, storageFolder, displayTime, "
@@ -88,13 +89,18 @@ std::vector<std::string> people_of(const Message& message) {
   return people_among(addresses);
 }
 
-/** What a message says of one of its people, first. */
-Address address_of(const std::string& person, const Message& message) {
-  Address found = *std::find_if(
-      message.addresses.begin(), message.addresses.end(),
-      [&person](const Address& one) { return normalised_address(one.address) == person; });
-  found.address = person;
-  return found;
+/** What a message says of each of its people, who are in its order, first. */
+std::vector<Address> addresses_of(const std::vector<std::string>& people, const Message& message) {
+  std::vector<Address> addresses;
+  addresses.reserve(people.size());
+  for (const Address& one : message.addresses) {
+    if (addresses.size() == people.size()) break;
+    const std::string& person = people[addresses.size()];
+    if (normalised_address(one.address) != person) continue;
+    addresses.push_back(one);
+    addresses.back().address = person;
+  }
+  return addresses;
 }
 
 void require_folder(int folder) {
@@ -129,13 +135,30 @@ int StoreWriter::_lastId() {
   return id;
 }
 
-bool StoreWriter::isStored(const std::string& importMark) {
-  if (!_importMarks) {
-    _importMarks.emplace();
-    const auto marks = compile(READ_IMPORT_MARKS, CANNOT_WRITE);
-    while (next_row(*marks, CANNOT_WRITE)) _importMarks->insert(marks->getText(0));
+void StoreWriter::_readImportMarks() {
+  if (_importMarks) return;
+  _importMarks.emplace();
+  const auto marks = compile(READ_IMPORT_MARKS, CANNOT_WRITE);
+  while (next_row(*marks, CANNOT_WRITE)) {
+    _importMarks->emplace(marks->getText(0), false);
+    _importTimes.insert(marks->getInt64(1));
   }
+}
+
+bool StoreWriter::isStored(const std::string& importMark) {
+  _readImportMarks();
   return _importMarks->count(importMark) > 0;
+}
+
+bool StoreWriter::isStoredHere(const std::string& importMark) const {
+  if (!_importMarks) return false;
+  const auto known = _importMarks->find(importMark);
+  return known != _importMarks->end() && known->second;
+}
+
+bool StoreWriter::isImportedOf(long long displayTime) {
+  _readImportMarks();
+  return _importTimes.count(displayTime) > 0;
 }
 
 void StoreWriter::requireConversation(int convId) {
@@ -160,7 +183,11 @@ int StoreWriter::conversationOf(const Message& message) {
   if (known != _found.end()) return known->second;
 
   int convId = _search.find(people);
-  if (convId == 0) convId = _makeConversation(message, people);
+  if (convId == 0) {
+    const int other = _tellsTwins && !people.empty() ? _search.findSame(people) : 0;
+    convId = _makeConversation(message, people);
+    if (other != 0) _twins.push_back({people.front(), convId, other});
+  }
   _found.emplace(key, convId);
   return convId;
 }
@@ -170,7 +197,7 @@ int StoreWriter::_makeConversation(const Message& message, const std::vector<std
        message.peerChatSessionId);
   const int convId = _lastId();
   ++_conversationsMade;
-  for (const std::string& person : people) _addAddress(convId, address_of(person, message));
+  for (const Address& address : addresses_of(people, message)) _addAddress(convId, address);
   if (people.empty()) {
     Address nobody;
     nobody.addressType = ADDRESS_TYPE_TEXT;
@@ -182,6 +209,7 @@ int StoreWriter::_makeConversation(const Message& message, const std::vector<std
 
 void StoreWriter::_addAddress(int convId, const Address& address) {
   _run(INSERT_ADDRESS, convId, address.addressType, address.recipientType, address.address);
+  _search.added(convId, address.addressType, address.address);
 }
 
 std::string StoreWriter::storedAddress(int convId, const std::string& address) {
@@ -207,7 +235,7 @@ int StoreWriter::addMessage(int convId, const Message& message, const MessageOri
   const int msgId = _lastId();
   for (const Content& content : message.contents) addContent(msgId, content);
   if (message.hasNmsMsgMeta()) _addMetadata(msgId, message.nmsMsgMeta);
-  if (_importMarks && !origin.importMark.empty()) _importMarks->insert(origin.importMark);
+  if (_importMarks && !origin.importMark.empty()) _importMarks->emplace(origin.importMark, true);
   _changed.try_emplace(convId);
   return msgId;
 }

@@ -26,6 +26,14 @@ struct MessageOrigin {
   std::string importMark;
 };
 
+/** One person, by the ending of the number, in two conversations. */
+struct Twins {
+  std::string address;
+  int convId = 0;
+  /** The one that was there before. */
+  int otherConvId = 0;
+};
+
 /**
  * Writes messages and their conversations, few or many, within a transaction of the caller's that
  * outlives it. updateConversations() is to be called once before the commit.
@@ -42,6 +50,11 @@ class StoreWriter {
 
   /** Whether a message with this mark is in the store, of this import or an earlier one. */
   bool isStored(const std::string& importMark);
+  /** Whether it was this object that stored it. */
+  bool isStoredHere(const std::string& importMark) const;
+
+  /** Whether an earlier import, or another program that marks so, has stored one of that time. */
+  bool isImportedOf(long long displayTime);
 
   /** Throws std::invalid_argument when there is no such conversation. */
   void requireConversation(int convId);
@@ -80,6 +93,10 @@ class StoreWriter {
 
   int conversationsMade() const { return _conversationsMade; }
 
+  /** From now on conversations are looked for that could be one with a new one. */
+  void tellTwins() { _tellsTwins = true; }
+  const std::vector<Twins>& twins() const { return _twins; }
+
  private:
   /** What a conversation's row says of its messages. */
   struct Summary {
@@ -90,6 +107,7 @@ class StoreWriter {
   };
 
   db::SqlStatement& _statement(const char* sql);
+  void _readImportMarks();
   template <typename... Values>
   void _run(const char* sql, const Values&... values);
   int _lastId();
@@ -102,14 +120,17 @@ class StoreWriter {
 
   /** Compiled once each; the constants of store_writer.cpp are their keys. */
   std::map<const char*, std::unique_ptr<db::SqlStatement>> _statements;
-  /** Not read before somebody asks. */
-  std::optional<std::unordered_set<std::string>> _importMarks;
+  /** And whether they are this object's own. Not read before somebody asks. */
+  std::optional<std::unordered_map<std::string, bool>> _importMarks;
+  std::unordered_set<long long> _importTimes;
   RepeatedSearch _search;
   /** Conversations that were looked for, by their participants. */
   std::unordered_map<std::string, int> _found;
   std::unordered_map<int, AddressSet> _addresses;
   std::map<int, Summary> _changed;
   int _conversationsMade = 0;
+  bool _tellsTwins = false;
+  std::vector<Twins> _twins;
 };
 
 }  // namespace msg_tarvel::helpers

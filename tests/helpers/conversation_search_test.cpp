@@ -149,8 +149,8 @@ TEST_F(ConversationSearch, IsNoAnswerWhenARowCannotBeRead) {
 
 TEST_F(ConversationSearch, IsNoAnswerWhenAnAddressCannotBeRead) {
   store(3, {"a_a"});
-  raw().exec("UPDATE msg_address_table SET recipientType = 7;");
-  failOnRow("msg_address_table", "recipientType", 7);
+  raw().exec("UPDATE msg_address_table SET addressType = 9;");
+  failOnRow("msg_address_table", "addressType", 9);
   expectError({"a_a"});
   expectNoLock();
 }
@@ -258,7 +258,7 @@ class RepeatedSearchTest : public ConversationSearch {
 
 int RepeatedSearchTest::rowsRead;
 
-TEST_F(RepeatedSearchTest, MakesSureOnceThatRowsCanBeRead) {
+TEST_F(RepeatedSearchTest, ReadsTheRowsOnceAndKnowsThoseThatAreAdded) {
   store(3, {"+14155550100"});
   const Transaction transaction;
   RepeatedSearch search;
@@ -271,11 +271,16 @@ TEST_F(RepeatedSearchTest, MakesSureOnceThatRowsCanBeRead) {
       "INSERT INTO msg_address_table (convId, addressType, recipientType, address) "
       "VALUES (4, 1, 1, '4155550199');",
       CANNOT_WRITE);
+  search.added(4, 1, "4155550199");
   EXPECT_EQ(search.find({"4155550199"}), 4);
+  EXPECT_EQ(search.find({"+14155550199"}), 4);
+  EXPECT_EQ(search.find({"a_b"}), 0);
 }
 
+// The memory asks LIKE of an index whether it is a descending one.
 TEST_F(ConversationSearchOutOfMemory, IsNoAnswerWhenItIsRepeatedEither) {
   store(3, {"+14155550100"});
+  raw().exec("CREATE INDEX by_conversation ON msg_address_table (convId);");
   const Transaction transaction;
   RepeatedSearch search;
   EXPECT_EQ(search.find({"4155550199"}), 0);

@@ -64,6 +64,19 @@ TEST_F(SameAddress, IsFoundInASetInAnyForm) {
   EXPECT_FALSE(set.contains("+14155550113"));
 }
 
+TEST_F(SameAddress, IsFoundAmongOthersOfTheSameEnding) {
+  AddressSet set;
+  EXPECT_TRUE(set.add("+14155550111"));
+  EXPECT_TRUE(set.add("+13155550111"));
+  EXPECT_FALSE(set.add("4155550111")) << "the same as both";
+  EXPECT_EQ(*set.find("5155550111"), "+14155550111") << "the first";
+  EXPECT_EQ(*set.find("+13155550111"), "+13155550111");
+  EXPECT_FALSE(set.contains("+12155550111"));
+  set.keep("2155550111");
+  EXPECT_TRUE(set.contains("2155550111"));
+  EXPECT_EQ(*set.find("+12155550111"), "2155550111");
+}
+
 TEST_F(SameAddress, HasTheTypeOfItsText) {
   EXPECT_EQ(address_type_of("+14155550111"), 1);
   EXPECT_EQ(address_type_of("262966"), 1);
