@@ -64,7 +64,7 @@ _msg_tarvel() {
       options='-h --help --help-all --version --data-dir --verbose --json --no-indexes'
       ;;
     'import')
-      options='-h --help --help-all --version --data-dir --verbose --json --own-number --no-indexes'
+      options='-h --help --help-all --version --data-dir --verbose --json --own-number --keep-going --dry-run --no-indexes'
       argument='_msg_tarvel_files -f'
       ;;
     'threads')

@@ -41,9 +41,11 @@ _msg-tarvel-create() {
 _msg-tarvel-import() {
   local -a own=(
     '--json[Print JSON, every field as it is stored]'
-    '*--own-number=[A number of the phone'\''s owner, who is no participant of a conversation; may be repeated (default: what the store'\''s SIM cards and the file itself show)]:NUMBER: '
+    '*--own-number=[A number of the phone'\''s owner, who is no participant of a conversation; may be repeated, and ends all guessing (default: what the store'\''s SIM cards and the file itself show)]:NUMBER: '
+    '--keep-going[Take what is good of a damaged file, and say where it is damaged; exit status 1]'
+    '--dry-run[Say what an import would do, and change nothing]'
     '--no-indexes[Add no indexes to a store that lacks them]'
-    ':FILE:_files'
+    '*:FILE:_files'
   )
   _arguments $everywhere $own
 }

@@ -18,6 +18,9 @@ namespace msg_tarvel::tool {
 namespace {
 
 constexpr std::size_t READ_SIZE = 65536;
+constexpr std::size_t ELEMENT_SIZE = 32;
+/** Of a message with all its parts and addresses; beyond it is no message that anybody sent. */
+constexpr std::size_t MOST_OF_A_MESSAGE = 2 * MOST_TEXT;
 
 /** For a reading that looks at the messages only. */
 class NoPayloads : public PayloadSink {
@@ -51,10 +54,27 @@ class Attributes {
     return {};
   }
 
+  /** "null" is what some programs write for nothing. */
   std::string operator[](const char* name) const {
     const View value = view(name);
     if (value.size == 4 && std::memcmp(value.begin, "null", 4) == 0) return {};
     return {value.begin, value.begin + value.size};
+  }
+
+  /** Of an attribute that may say "null" and mean it. */
+  std::string text(const char* name) const {
+    const View value = view(name);
+    return {value.begin, value.begin + value.size};
+  }
+
+  /** What the element takes in memory, at least; much of it for one that was cut. */
+  std::size_t size() const {
+    std::size_t size = view(CUT_MARK).begin ? MOST_OF_A_MESSAGE : ELEMENT_SIZE;
+    for (int i = 0; i < _count; ++i) {
+      const xmlChar** const attribute = _values + 5 * static_cast<std::ptrdiff_t>(i);
+      size += static_cast<std::size_t>(attribute[4] - attribute[3]);
+    }
+    return size;
   }
 
   static const char* text_of(const xmlChar* text) { return reinterpret_cast<const char*>(text); }
@@ -66,8 +86,8 @@ class Attributes {
 
 class Reader {
  public:
-  Reader(BackupFile& file, PayloadStage* stage, const BackupEvents& events)
-      : _file(file),
+  Reader(const BackupSource& source, PayloadStage* stage, const BackupEvents& events)
+      : _source(source),
         _stage(stage),
         _events(events),
         _lifter(stage ? static_cast<PayloadSink&>(*stage) : _noPayloads) {}
@@ -93,12 +113,17 @@ class Reader {
   void end();
   Payload payloadOf(const Attributes& attributes);
   [[noreturn]] void reject(const std::string& reason) { rejectAt(line(), reason); }
+  /** `line` is one of the file's. */
   [[noreturn]] void rejectAt(int line, const std::string& reason) const {
-    throw Failure(_file.path() + ":" + std::to_string(line) + ": " + reason);
+    throw BackupDamage(_source.name, line, reason);
   }
-  int line() const { return _parser->input ? std::max(_parser->input->line, 1) : 1; }
+  int line() const { return lineInFile(_parser->input ? _parser->input->line : 1); }
+  int lineInFile(int line) const {
+    return static_cast<int>(_lifter.lineInFile(std::max(line, 1))) + _source.firstLine - 1;
+  }
+  bool takesTooMuch(std::size_t size);
 
-  BackupFile& _file;
+  const BackupSource& _source;
   PayloadStage* const _stage;
   const BackupEvents& _events;
   NoPayloads _noPayloads;
@@ -110,7 +135,6 @@ class Reader {
   std::string _complaint;
   int _complaintLine = 0;
 
-  long long _bytesRead = 0;
   std::string _ready;
   std::size_t _taken = 0;
   bool _atEnd = false;
@@ -118,6 +142,7 @@ class Reader {
   int _depth = 0;
   bool _inMessage = false;
   BackupMessage _message;
+  std::size_t _messageSize = 0;
 };
 
 void ignore_generic_error(void* /*context*/, const char* /*format*/, ...) {}
@@ -141,11 +166,10 @@ void Reader::run() {
   // (document types are refused). NOENT makes "&amp;" arrive as "&".
   xmlCtxtUseOptions(_parser.get(), XML_PARSE_HUGE | XML_PARSE_NONET | XML_PARSE_NOENT);
 
-  _file.rewind();
   xmlParseDocument(_parser.get());
   if (_exception) std::rethrow_exception(_exception);
   if (!_parser->wellFormed) {
-    rejectAt(std::max(_complaintLine, 1), _complaint.empty() ? "not well formed" : _complaint);
+    rejectAt(lineInFile(_complaintLine), _complaint.empty() ? "not well formed" : _complaint);
   }
 }
 
@@ -166,8 +190,8 @@ int Reader::onRead(void* self, char* buffer, int size) {
   try {
     return reader->_exception ? 0 : reader->read(buffer, size);
   } catch (const TooManyAttributes& error) {
-    reader->_exception = std::make_exception_ptr(
-        Failure(reader->_file.path() + ":" + std::to_string(error.line) + ": " + error.what()));
+    reader->_exception = std::make_exception_ptr(BackupDamage(
+        reader->_source.name, error.line + reader->_source.firstLine - 1, error.what()));
   } catch (...) {
     reader->_exception = std::current_exception();
   }
@@ -181,14 +205,12 @@ int Reader::read(char* buffer, int size) {
   }
   while (_ready.empty() && !_atEnd) {
     char piece[READ_SIZE];
-    const std::size_t count = _file.read(piece, sizeof piece);
+    const std::size_t count = _source.read(piece, sizeof piece);
     std::string lifted;
     _lifter.lift(piece, count, lifted);
     _references.rewrite(lifted.data(), lifted.size(), _ready);
     _atEnd = count == 0;
     if (_atEnd) _references.finish(_ready);
-    _bytesRead += static_cast<long long>(count);
-    _events.onProgress(_bytesRead);
   }
   const std::size_t count = std::min(static_cast<std::size_t>(size), _ready.size() - _taken);
   std::memcpy(buffer, _ready.data() + _taken, count);
@@ -229,6 +251,8 @@ void Reader::start(const std::string& name, const Attributes& attributes) {
   if (_depth == 1 && name != "smses") {
     reject("not a message backup: its root is <" + name + ">, not <smses>");
   }
+  if (_depth == 1 && _events.onCount) _events.onCount(attributes["count"]);
+  if (_inMessage && takesTooMuch(attributes.size())) return;
   if (_depth == 2 && (name == "sms" || name == "mms")) {
     _inMessage = true;
     _message = {};
@@ -238,8 +262,11 @@ void Reader::start(const std::string& name, const Attributes& attributes) {
     _message.date = attributes["date"];
     _message.box = attributes[_message.isMultimedia ? "msg_box" : "type"];
     _message.read = attributes["read"];
+    _message.transfer = attributes["m_type"];
     _message.subject = attributes[_message.isMultimedia ? "sub" : "subject"];
-    _message.body = attributes["body"];
+    _message.body = attributes.text("body");
+    _messageSize = 0;
+    if (attributes.view(CUT_MARK).begin) takesTooMuch(MOST_OF_A_MESSAGE);
   } else if (_inMessage && name == "part") {
     BackupPart part;
     part.sequence = attributes["seq"];
@@ -247,7 +274,7 @@ void Reader::start(const std::string& name, const Attributes& attributes) {
     for (const char* source : {"cl", "name", "fn"}) {
       if (part.name.empty()) part.name = attributes[source];
     }
-    part.text = attributes["text"];
+    part.text = attributes.text("text");
     part.payload = payloadOf(attributes);
     _message.parts.push_back(std::move(part));
   } else if (_inMessage && name == "addr") {
@@ -260,6 +287,22 @@ void Reader::end() {
     _inMessage = false;
     _events.onMessage(_message);
   }
+}
+
+/** Whether the message is too large with as much more of it, or was so before. */
+bool Reader::takesTooMuch(std::size_t size) {
+  _messageSize += size;
+  if (_messageSize < MOST_OF_A_MESSAGE || _message.isTooLarge) return _message.isTooLarge;
+  _message.isTooLarge = true;
+  for (const BackupPart& part : _message.parts) {
+    if (_stage) _stage->drop(part.payload);
+  }
+  for (std::string* text : {&_message.address, &_message.subject, &_message.body}) {
+    std::string().swap(*text);
+  }
+  std::vector<BackupPart>().swap(_message.parts);
+  std::vector<BackupAddress>().swap(_message.addresses);
+  return true;
 }
 
 /** The payload of a part: as a rule lifted out long ago, its number standing in its place. */
@@ -275,8 +318,20 @@ Payload Reader::payloadOf(const Attributes& attributes) {
 
 }  // namespace
 
-void read_backup(BackupFile& file, PayloadStage* stage, const BackupEvents& events) {
-  Reader(file, stage, events).run();
+void read_backup(const BackupFile& file, PayloadStage* stage, const BackupEvents& events) {
+  BackupStream stream(file);
+  BackupSource source;
+  source.name = file.name();
+  source.read = [&](char* buffer, std::size_t size) {
+    const std::size_t count = stream.read(buffer, size);
+    events.onProgress(stream.position());
+    return count;
+  };
+  read_source(source, stage, events);
+}
+
+void read_source(const BackupSource& source, PayloadStage* stage, const BackupEvents& events) {
+  Reader(source, stage, events).run();
 }
 
 }  // namespace msg_tarvel::tool

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 #include "backup/character_references.h"
@@ -16,8 +17,6 @@ constexpr std::size_t LONGEST_NAME = 16;
 
 constexpr std::string_view PART = "part";
 constexpr std::string_view DATA = "data";
-
-bool is_blank(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
 
 bool ends_element_name(char c) { return c == '>' || is_blank(c); }
 
@@ -36,6 +35,14 @@ bool ends_attribute_name(char c) { return ATTRIBUTE_NAME_ENDS[static_cast<unsign
 
 void append_name(std::string& name, const char* begin, const char* end) {
   name.append(begin, std::min(static_cast<std::size_t>(end - begin), LONGEST_NAME - name.size()));
+}
+
+/** Whether an attribute of this name is a text that somebody wrote, or many people's addresses. */
+bool is_stored(const std::string& attribute) {
+  for (const char* name : {"body", "text", "subject", "sub", "address"}) {
+    if (attribute == name) return true;
+  }
+  return false;
 }
 
 const char* find_or_end(const char* at, const char* end, char wanted) {
@@ -74,16 +81,28 @@ void PayloadLifter::lift(const char* data, std::size_t size, std::string& out) {
     if (_attributeCount > MOST_ATTRIBUTES) {
       throw TooManyAttributes(_line + std::count(data, at, '\n'));
     }
-    if (_state == State::PAYLOAD) {
+    const State state = _state;
+    if (state == State::PAYLOAD) {
       at = _payload(at, end, out);
       passing = at;
-      continue;
+    } else {
+      const char* const begin = at;
+      at = _pass(at, end);
+      const bool isLimited = state == State::VALUE || state == State::SKIPPED;
+      if (isLimited && !_passage.passes(static_cast<std::size_t>(at - begin))) {
+        out.append(passing, begin);
+        _cut(state, begin, at, out);
+        passing = at;
+      }
+      if (_state == State::PAYLOAD) {
+        out.append(passing, at);
+        passing = at;
+        _beginPayload(out);
+      }
     }
-    at = _pass(at, end);
-    if (_state == State::PAYLOAD) {
-      out.append(passing, at);
-      passing = at;
-      _beginPayload(out);
+    if (const long lines = _passage.takeDroppedLines(); lines > 0) {
+      _linesCut += lines;
+      _linesCutBefore[_line + std::count(data, at, '\n') - _linesCut] = _linesCut;
     }
   }
   out.append(passing, end);
@@ -102,9 +121,10 @@ const char* PayloadLifter::_pass(const char* at, const char* end) {
     case State::TAG:
     case State::ATTRIBUTE_NAME:
       return _takeTag(at, end);
+    case State::SKIPPED:
+      return _passSkipped(at, end);
     case State::MARKUP:
     case State::EXCLAMATION:
-    case State::SKIPPED:
     case State::PAYLOAD:
       break;
   }
@@ -117,6 +137,43 @@ const char* PayloadLifter::_passUntil(char last, State next, const char* at, con
   if (found == end) return end;
   _state = next;
   return found + 1;
+}
+
+/** What is skipped ends with a terminator, the terminator with ">". */
+const char* PayloadLifter::_passSkipped(const char* at, const char* end) {
+  const char* const found = find_or_end(at, end, '>');
+  const char* const next = found == end ? end : found + 1;
+  const auto size = static_cast<std::ptrdiff_t>(_terminator.size());
+  _latest.append(next - at > size ? next - size : at, next);
+  if (_latest.size() > _terminator.size()) _latest.erase(0, _latest.size() - _terminator.size());
+  if (_latest == _terminator) _state = State::TEXT;
+  return next;
+}
+
+/** The text between `begin` and `end`, which may be its end, is too long to pass as it is. */
+void PayloadLifter::_cut(State state, const char* begin, const char* end, std::string& out) {
+  const bool isEnd = _state != state;
+  const bool isValue = state == State::VALUE;
+  if (isValue && _mayBeLonger && is_stored(_attribute)) {
+    _passage.extend(MOST_TEXT - MOST_OF_THE_REST);
+  }
+  _mayBeLonger = false;
+  _passage.pass(begin, isEnd && isValue ? end - 1 : end, out);
+  if (!isEnd) return;
+  if (isValue) {
+    out += _quote;
+    if (_passage.isCut() && !_isMarked && is_stored(_attribute)) {
+      _isMarked = true;
+      out += std::string(" ") + CUT_MARK + "=''";
+    }
+  } else if (_passage.isCut()) {
+    out += " " + _terminator;
+  }
+}
+
+long PayloadLifter::lineInFile(long line) const {
+  const auto next = _linesCutBefore.upper_bound(line);
+  return next == _linesCutBefore.begin() ? line : line + std::prev(next)->second;
 }
 
 void PayloadLifter::_takeMarkup(char character) {
@@ -133,24 +190,20 @@ void PayloadLifter::_takeMarkup(char character) {
     return;
   }
   _latest += character;
-  if (_state == State::EXCLAMATION) {
-    const std::string comment = "--";
-    const std::string characterData = "[CDATA[";
-    if (_latest == comment) {
-      _skipUntil("-->");
-    } else if (_latest == characterData) {
-      _skipUntil("]]>");
-    } else if (comment.rfind(_latest, 0) != 0 && characterData.rfind(_latest, 0) != 0) {
-      _state = State::TEXT;  // a document type, which the parser refuses
-    }
-    return;
+  const std::string comment = "--";
+  const std::string characterData = "[CDATA[";
+  if (_latest == comment) {
+    _skipUntil("-->");
+  } else if (_latest == characterData) {
+    _skipUntil("]]>");
+  } else if (comment.rfind(_latest, 0) != 0 && characterData.rfind(_latest, 0) != 0) {
+    _state = State::TEXT;  // a document type, which the parser refuses
   }
-  if (_latest.size() > _terminator.size()) _latest.erase(0, 1);
-  if (_latest == _terminator) _state = State::TEXT;
 }
 
 void PayloadLifter::_skipUntil(const char* terminator) {
   _state = State::SKIPPED;
+  _passage.begin(MOST_OF_THE_REST);
   _terminator = terminator;
   _latest.clear();
 }
@@ -197,6 +250,7 @@ const char* PayloadLifter::_takeAttributeName(const char* at, const char* end) {
 void PayloadLifter::_endTag() {
   _state = State::TEXT;
   _attributeCount = 0;
+  _isMarked = false;
 }
 
 void PayloadLifter::_beginValue(char quote) {
@@ -204,6 +258,8 @@ void PayloadLifter::_beginValue(char quote) {
   _quote = quote;
   const bool isPayload = _element == PART && _attribute == DATA;
   _state = isPayload ? State::PAYLOAD : State::VALUE;
+  _passage.begin(MOST_OF_THE_REST);
+  _mayBeLonger = !isPayload;
 }
 
 void PayloadLifter::_beginPayload(std::string& out) {
@@ -220,7 +276,7 @@ const char* PayloadLifter::_payload(const char* at, const char* end, std::string
   const char* const begin = at;
   at = skip_base64(at, end, _quote);
   while (at != end && *at != _quote && *at != '&') {
-    if (is_for_parser(*at)) out += *at;
+    if (is_for_parser(*at)) _passage.pass(at, at + 1, out);
     ++at;
   }
   _sink.payloadText(begin, static_cast<std::size_t>(at - begin));
@@ -242,7 +298,7 @@ void PayloadLifter::_payloadReference(char character, std::string& out) {
   if (!isEnd && character != _quote && _reference.size() < LONGEST_REFERENCE) return;
 
   if (!is_blank_reference(_reference)) {
-    out += _reference;
+    if (_passage.passes(_reference.size())) out += _reference;
     _sink.payloadText(_reference.data(), _reference.size());
   }
   _reference.clear();

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <stdexcept>
 #include <string>
+
+#include "backup/passage.h"
 
 namespace msg_tarvel::tool {
 
@@ -10,6 +13,13 @@ namespace msg_tarvel::tool {
 constexpr char PAYLOAD_NUMBER_END = '.';
 
 constexpr int MOST_ATTRIBUTES = 1000;
+
+/** About as much of a comment, an instruction or a value that nobody stores gets to the parser. */
+constexpr std::size_t MOST_OF_THE_REST = 65536;
+/** About as much of a value that is stored does. */
+constexpr std::size_t MOST_TEXT = std::size_t{4} << 20;
+/** The attribute that an element has got when one of its values that are stored was cut. */
+constexpr const char* CUT_MARK = "msg-tarvel.cut";
 
 /** Thrown for an element with more attributes than that. */
 class TooManyAttributes : public std::runtime_error {
@@ -46,7 +56,8 @@ class PayloadSink {
  *
  * This knows just enough of XML to tell tags, quotes, comments, CDATA and processing instructions
  * apart; whether the file is well formed stays the parser's business. It also refuses elements with
- * so many attributes that comparing their names, as every parser must, would take forever.
+ * so many attributes that comparing their names, as every parser must, would take forever, and cuts
+ * whatever would take the parser's memory by its length.
  */
 class PayloadLifter {
  public:
@@ -57,6 +68,9 @@ class PayloadLifter {
    * TooManyAttributes, and what the sink throws.
    */
   void lift(const char* data, std::size_t size, std::string& out);
+
+  /** The line of the file for a line of what the parser got, which lacks those that were cut. */
+  long lineInFile(long line) const;
 
  private:
   enum class State {
@@ -73,6 +87,8 @@ class PayloadLifter {
 
   const char* _pass(const char* at, const char* end);
   const char* _passUntil(char last, State next, const char* at, const char* end);
+  const char* _passSkipped(const char* at, const char* end);
+  void _cut(State state, const char* begin, const char* end, std::string& out);
   void _takeMarkup(char character);
   const char* _takeElementName(const char* at, const char* end);
   const char* _takeTag(const char* at, const char* end);
@@ -98,6 +114,14 @@ class PayloadLifter {
   /** What ends a comment, CDATA section or instruction, and the latest characters within it. */
   std::string _terminator;
   std::string _latest;
+  /** Of a value, a payload's strange characters, or what is skipped. */
+  Passage _passage;
+  /** Whether it is not yet seen to be the beginning of a long value, which may be one of a text. */
+  bool _mayBeLonger = false;
+  bool _isMarked = false;
+  long _linesCut = 0;
+  /** By the line that the parser had come to: how many lines were cut so far. */
+  std::map<long, long> _linesCutBefore;
 };
 
 }  // namespace msg_tarvel::tool

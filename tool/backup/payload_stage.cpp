@@ -43,7 +43,8 @@ PayloadStage::Checksum::Checksum() : handle(g_checksum_new(G_CHECKSUM_SHA256)) {
 
 PayloadStage::Checksum::~Checksum() { g_checksum_free(handle); }
 
-PayloadStage::PayloadStage(std::string directory) : _directory(std::move(directory)) {}
+PayloadStage::PayloadStage(std::string directory, bool isDryRun)
+    : _directory(std::move(directory)), _isDryRun(isDryRun) {}
 
 PayloadStage::~PayloadStage() {
   if (_open && _open->file != -1) close(_open->file);
@@ -96,11 +97,11 @@ Payload PayloadStage::_finish() {
 }
 
 void PayloadStage::_write() {
-  if (_open->file == -1) _createFile();
+  if (_open->file == -1 && !_isDryRun) _createFile();
   const std::string& bytes = _open->bytes;
   g_checksum_update(_open->checksum.handle, reinterpret_cast<const guchar*>(bytes.data()),
                     static_cast<gssize>(bytes.size()));
-  write_all(_open->file, bytes, _open->payload.path);
+  if (!_isDryRun) write_all(_open->file, bytes, _open->payload.path);
   _open->payload.size += static_cast<long long>(bytes.size());
   _open->bytes.clear();
 }
@@ -143,6 +144,16 @@ Payload PayloadStage::take(long number) {
   return {};
 }
 
+void PayloadStage::abandon() {
+  if (_open) {
+    if (_open->file != -1) close(_open->file);
+    drop(_open->payload);
+    _open.reset();
+  }
+  for (const Finished& finished : _finished) drop(finished.payload);
+  _finished.clear();
+}
+
 Payload PayloadStage::decode(const char* text, std::size_t size) {
   // A payload may be half read by the time the parser hands over one of its own.
   std::unique_ptr<Open> halfRead;
@@ -157,6 +168,7 @@ Payload PayloadStage::decode(const char* text, std::size_t size) {
 std::string PayloadStage::keep(const Payload& payload, const std::string& baseName,
                                const std::string& extension) {
   std::string path = _directory + "/" + baseName + "." + extension;
+  if (_isDryRun) return path;
   // A name is taken when an import was killed between two steps and left its files.
   for (int attempt = 2;
        renameat2(AT_FDCWD, payload.path.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == -1;

@@ -39,8 +39,8 @@ struct Payload {
  */
 class PayloadStage : public PayloadSink {
  public:
-  /** `directory` is absolute and without a slash at the end. */
-  explicit PayloadStage(std::string directory);
+  /** `directory` is absolute and without a slash at the end; no file is written for a dry run. */
+  explicit PayloadStage(std::string directory, bool isDryRun = false);
   ~PayloadStage() override;
 
   void beginPayload(long number) override;
@@ -50,6 +50,8 @@ class PayloadStage : public PayloadSink {
   /** The finished payload `number`, which the caller now answers for; those before it are dropped.
    */
   Payload take(long number);
+  /** Drops what is half read, and what is finished and not taken. */
+  void abandon();
   /** Decodes a payload that is in memory. */
   Payload decode(const char* text, std::size_t size);
 
@@ -95,6 +97,7 @@ class PayloadStage : public PayloadSink {
   Payload _finish();
 
   const std::string _directory;
+  const bool _isDryRun;
   bool _madeDirectory = false;
   bool _isThere = false;
   long _nextFile = 1;

@@ -1,22 +1,24 @@
-// The import of a phone's backup: one reading to check the file and to learn whose phone it is, a
-// second one to write, in one transaction.
+// The import of a phone's backup, in one transaction. In the middle of it the file is read once
+// more where a message needs to know whose phone it is.
 
 #include "import/import.h"
 
-#include <glib.h>
 #include <msg-tarvel-common/db/DBMgr.h>
 #include <msg-tarvel-common/db/db_common_funcs.h>
 #include <msg-tarvel-common/item/FolderType.h>
 #include <msg-tarvel-common/item/Message.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <optional>
+#include <set>
 #include <utility>
 #include <vector>
 
 #include "backup/backup_file.h"
 #include "backup/backup_reader.h"
+#include "backup/damaged_backup.h"
 #include "backup/payload_stage.h"
 #include "exit_status.h"
 #include "helpers/same_address.h"
@@ -24,6 +26,7 @@
 #include "helpers/store_indexes.h"
 #include "helpers/store_writer.h"
 #include "helpers/transaction.h"
+#include "import/import_mark.h"
 #include "import/interrupt.h"
 #include "import/media_type.h"
 #include "import/participants.h"
@@ -47,6 +50,9 @@ constexpr int STATUS_FAILED = 3;
 constexpr int STATUS_NONE = 16;
 
 constexpr int CONTENT_STATUS_DAMAGED = 1;
+
+/** What some programs write where there is no text. */
+constexpr const char* NO_TEXT = "null";
 
 /** What a backup's `type` or `msg_box` means in the store. */
 struct Box {
@@ -133,122 +139,121 @@ Message stored_message(const BackupMessage& message, const std::string& text) {
   return stored;
 }
 
-/** Adds fields to a digest so that no two lists of fields give the same one. */
-class Fingerprint {
- public:
-  Fingerprint() : _checksum(g_checksum_new(G_CHECKSUM_SHA256)) {}
-  Fingerprint(const Fingerprint&) = delete;
-  Fingerprint& operator=(const Fingerprint&) = delete;
-  ~Fingerprint() { g_checksum_free(_checksum); }
-
-  void add(const std::string& field) {
-    const std::string length = std::to_string(field.size()) + ":";
-    for (const std::string* piece : {&length, &field}) {
-      g_checksum_update(_checksum, reinterpret_cast<const guchar*>(piece->data()),
-                        static_cast<gssize>(piece->size()));
-    }
-  }
-  std::string text() { return g_checksum_get_string(_checksum); }
-
- private:
-  GChecksum* _checksum;
-};
-
-/** Says whether two messages are the same one, however often and in which file they come. */
-std::string import_mark_of(const BackupMessage& message, const NamedPeople& people,
-                           const std::string& text) {
-  Fingerprint fingerprint;
-  fingerprint.add(message.isMultimedia ? "mms" : "sms");
-  fingerprint.add(message.box);
-  fingerprint.add(message.date);
-  const std::vector<std::string> addresses = named_addresses(people);
-  fingerprint.add(std::to_string(addresses.size()));
-  for (const std::string& address : addresses) fingerprint.add(address);
-  fingerprint.add(text);
-  fingerprint.add(message.subject);
-  for (const BackupPart& part : message.parts) {
-    fingerprint.add(part.contentType);
-    fingerprint.add(part.payload.digest);
-  }
-  return "import:" + fingerprint.text();
-}
+/** How a file is read: as it should be, or what is good of it. */
+using Reading = void (*)(const BackupFile&, PayloadStage*, const BackupEvents&);
 
 class Import {
  public:
-  Import(const std::string& path, const ImportOptions& options);
+  Import(const BackupFile& file, Reading reading, const ImportOptions& options);
 
   ImportSummary run();
 
  private:
-  void check();
   void write();
+  const helpers::AddressSet& ownNumbers();
   void store(BackupMessage& message);
+  void complete(BackupMessage& message);
   std::string skipReason(const BackupMessage& message) const;
+  std::string skipReasonIfKnown(const BackupMessage& message, const NamedPeople& people,
+                                const std::string& text, const std::string& mark);
+  void skip(const BackupMessage& message, const std::string& reason);
+  std::vector<Participant> participantsOf(const NamedPeople& people);
   void storeParts(int msgId, const BackupMessage& message);
   void storePart(int msgId, int index, int line, const BackupPart& part);
   void report(int line, int index, const BackupPart& part, const std::string& problem);
-  std::function<void(long long)> progress(const std::string& label, long long before);
+  void summarise();
 
-  BackupFile _file;
-  const bool _makesIndexes;
+  const BackupFile& _file;
+  const Reading _reading;
+  const ImportOptions& _options;
   OwnNumbers _ownNumbers;
+  bool _areOwnNumbersKnown = false;
+  std::map<std::string, long> _messagesOfOwnNumbers;
+  std::set<std::string> _problems;
+  /** What is read of the file, and the size of all that is to be read. */
+  long long _done = 0;
+  long long _total = 0;
   ProgressBar _bar;
   ImportSummary _summary;
   std::unique_ptr<PayloadStage> _stage;
   std::unique_ptr<helpers::StoreWriter> _writer;
 };
 
-Import::Import(const std::string& path, const ImportOptions& options)
-    : _file(path), _makesIndexes(!options.withoutIndexes) {
-  for (const std::string& number : options.ownNumbers) _ownNumbers.add(number);
+Import::Import(const BackupFile& file, Reading reading, const ImportOptions& options)
+    : _file(file), _reading(reading), _options(options), _total(file.size()) {
+  _summary.file = file.name();
+  for (const std::string& number : options.ownNumbers) {
+    _ownNumbers.add(number, OwnNumberSource::OPTION);
+  }
+  if (!options.ownNumbers.empty()) _ownNumbers.endGuessing();
   forget_log_errors();
   std::vector<SimInfo> sims;
   is_found(db::db_get_sim_infos(sims), helpers::CANNOT_READ);
-  for (const SimInfo& sim : sims) _ownNumbers.add(sim.address);
+  for (const SimInfo& sim : sims) _ownNumbers.add(sim.address, OwnNumberSource::SIM_CARD);
 }
 
 ImportSummary Import::run() {
-  check();
   write();
   return _summary;
 }
 
-/** Reports progress over both readings, and ends the import when the user wants that. */
-std::function<void(long long)> Import::progress(const std::string& label, long long before) {
-  return [this, label, before](long long done) {
-    throw_if_interrupted();
-    _bar.update(label, before + done, 2 * _file.size());
-  };
-}
-
-void Import::check() {
+/**
+ * The owner's numbers. Who that is shows only in the whole file, which is read for it when the
+ * first message needs to know; a file of nothing but texts is read once.
+ */
+const helpers::AddressSet& Import::ownNumbers() {
+  if (_areOwnNumbersKnown) return _ownNumbers.numbers();
+  _areOwnNumbersKnown = true;
+  if (!_ownNumbers.isGuessing()) return _ownNumbers.numbers();
   BackupEvents events;
   events.onMessage = [this](BackupMessage& message) { _ownNumbers.observe(message); };
-  events.onProgress = progress("checking ", 0);
-  read_backup(_file, nullptr, events);
+  events.onProgress = [this](long long done) {
+    throw_if_interrupted();
+    _bar.update("checking ", _done + done, 2 * _total);
+  };
+  events.onDamage = [](const BackupDamage&) {};
+  _reading(_file, nullptr, events);
   _ownNumbers.conclude();
+  _total *= 2;
+  return _ownNumbers.numbers();
 }
 
 void Import::write() {
   forget_log_errors();
   helpers::Transaction transaction;
   // After the transaction begins, before it ends: an end without confirmation removes the files.
-  _stage = std::make_unique<PayloadStage>(db::get_data_dir_path() + "media");
+  _stage = std::make_unique<PayloadStage>(db::get_data_dir_path() + "media", _options.isDryRun);
   _writer = std::make_unique<helpers::StoreWriter>();
+  _writer->tellTwins();
   BackupEvents events;
+  events.onCount = [this](const std::string& count) {
+    if (const auto number = number_of(count)) _summary.count = *number;
+  };
   events.onMessage = [this](BackupMessage& message) { store(message); };
-  events.onProgress = progress("importing", _file.size());
+  events.onProgress = [this](long long done) {
+    throw_if_interrupted();
+    _done = _total - _file.size() + done;
+    _bar.update("importing", _done, _total);
+  };
+  events.onDamage = [this](const BackupDamage& damage) {
+    ++_summary.damages;
+    if (_summary.damage.size() < MOST_REPORTS) {
+      _summary.damage.push_back({damage.line, damage.problem});
+    }
+  };
   try {
     const std::vector<std::string> indexes = helpers::set_indexes_aside();
-    read_backup(_file, _stage.get(), events);
+    _reading(_file, _stage.get(), events);
     _writer->updateConversations();
     helpers::restore_indexes(indexes);
-    if (_makesIndexes) helpers::make_indexes();
+    if (!_options.withoutIndexes) helpers::make_indexes();
     throw_if_interrupted();
-    _stage->synchronise();
-    transaction.commit();
-    _stage->confirm();
-    _summary.conversationsCreated = _writer->conversationsMade();
+    summarise();
+    if (!_options.isDryRun) {
+      _stage->synchronise();
+      transaction.commit();
+      _stage->confirm();
+    }
   } catch (...) {
     _stage.reset();
     _writer.reset();
@@ -258,7 +263,19 @@ void Import::write() {
   _stage.reset();
 }
 
+void Import::summarise() {
+  _summary.conversationsCreated = _writer->conversationsMade();
+  _summary.twins = _writer->twins();
+  for (const auto& [number, source] : _ownNumbers.sources()) {
+    const auto messages = _messagesOfOwnNumbers.find(number);
+    const long count = messages == _messagesOfOwnNumbers.end() ? 0 : messages->second;
+    const bool isGuess = source == OwnNumberSource::BACKUP;
+    if (count > 0 || isGuess) _summary.ownNumbers.push_back({number, source, count});
+  }
+}
+
 std::string Import::skipReason(const BackupMessage& message) const {
+  if (message.isTooLarge) return "more text than a message has";
   if (message.date.empty()) return "no date";
   if (!number_of(message.date)) return "unusable date";
   if (!box_of(message)) {
@@ -267,21 +284,76 @@ std::string Import::skipReason(const BackupMessage& message) const {
   return {};
 }
 
+/** Empty for a message that neither this file nor the store has had. */
+std::string Import::skipReasonIfKnown(const BackupMessage& message, const NamedPeople& people,
+                                      const std::string& text, const std::string& mark) {
+  if (_writer->isStored(mark)) {
+    return _writer->isStoredHere(mark) ? "repeated in the file" : "already in the store";
+  }
+  // The other mark is worth its making only where the store has a message of that time.
+  const bool isStored = _writer->isImportedOf(*number_of(message.date)) &&
+                        _writer->isStored(former_import_mark_of(message, people, text));
+  return isStored ? "already in the store" : std::string();
+}
+
+void Import::skip(const BackupMessage& message, const std::string& reason) {
+  Skipped& skipped = _summary.skipped[reason];
+  if (++skipped.count == 1) skipped.firstLine = message.line;
+  for (const BackupPart& part : message.parts) _stage->drop(part.payload);
+}
+
+/** Supplies what the file leaves to be found out. */
+void Import::complete(BackupMessage& message) {
+  if (message.isMultimedia && message.box.empty()) {
+    const bool saysTransfer = !message.transfer.empty();
+    message.box = box_of_transfer(message, saysTransfer ? _ownNumbers.numbers() : ownNumbers());
+  }
+  for (BackupPart& part : message.parts) {
+    // The word for nothing is a text only where there is nothing else.
+    const bool isText = media_type_of(part.contentType).name.rfind("text/", 0) == 0 &&
+                        part.payload.state == Payload::State::NONE;
+    if (part.text == NO_TEXT && !isText) part.text.clear();
+  }
+}
+
+std::vector<Participant> Import::participantsOf(const NamedPeople& people) {
+  if (is_with_one_person(people)) return {{people.listed.front()}};
+  const helpers::AddressSet& own = ownNumbers();
+  std::set<std::string> named;
+  for (const std::string& address : named_addresses(people)) {
+    if (const std::string* const number = own.find(address)) named.insert(*number);
+  }
+  std::vector<Participant> participants = participants_of(people, own);
+  for (const std::string& number : named) {
+    const bool isAlone =
+        participants.size() == 1 && helpers::is_same_address(participants.front().address, number);
+    if (!isAlone) ++_messagesOfOwnNumbers[number];
+  }
+  return participants;
+}
+
 void Import::store(BackupMessage& message) {
   ++_summary.read;
-  const std::string text = text_of(message);
-  const NamedPeople people = named_people(message);
-  const std::string mark = import_mark_of(message, people, text);
+  complete(message);
   std::string reason = skipReason(message);
-  if (reason.empty() && _writer->isStored(mark)) reason = "already in the store";
   if (!reason.empty()) {
-    ++_summary.skipped[reason];
-    for (const BackupPart& part : message.parts) _stage->drop(part.payload);
+    skip(message, reason);
+    return;
+  }
+  const std::string text = text_of(message);
+  NamedPeople people = named_people(message);
+  const std::string mark = import_mark_of(message, people, text);
+  reason = skipReasonIfKnown(message, people, text, mark);
+  if (!reason.empty()) {
+    skip(message, reason);
     return;
   }
 
   Message stored = stored_message(message, text);
-  stored.addresses = addresses_of(participants_of(people, _ownNumbers.numbers()));
+  stored.addresses = addresses_of(participantsOf(people));
+  // Of a message to very many it would be much.
+  people = {};
+  message.address = {};
   const int convId = _writer->conversationOf(stored);
   const std::string sender = sender_of(message);
   if (stored.addresses.size() > 1 && !sender.empty()) {
@@ -331,7 +403,8 @@ void Import::storePart(int msgId, int index, int line, const BackupPart& part) {
 
 void Import::report(int line, int index, const BackupPart& part, const std::string& problem) {
   ++_summary.partsReported;
-  if (_summary.reports.size() < MOST_REPORTS) {
+  const bool isFirstOfItsKind = _problems.insert(problem).second;
+  if (isFirstOfItsKind || _summary.reports.size() < MOST_REPORTS) {
     _summary.reports.push_back({line, index, part.contentType, problem});
   }
 }
@@ -339,14 +412,28 @@ void Import::report(int line, int index, const BackupPart& part, const std::stri
 }  // namespace
 
 long ImportSummary::skippedInAll() const {
-  long count = 0;
-  for (const auto& [reason, number] : skipped) count += number;
-  return count;
+  long messages = 0;
+  for (const auto& [reason, those] : skipped) messages += those.count;
+  return messages;
+}
+
+bool ImportSummary::isCountFarOff() const {
+  constexpr long FEW = 5;
+  constexpr long SHARE = 20;
+  if (!count) return false;
+  const long difference = std::abs(*count - read);
+  return difference >= FEW && difference >= std::max(*count, read) / SHARE;
 }
 
 ImportSummary import_backup(const std::string& path, const ImportOptions& options) {
   const InterruptGuard guard;
-  return Import(path, options).run();
+  const BackupFile file(path, &throw_if_interrupted);
+  try {
+    return Import(file, &read_backup, options).run();
+  } catch (const BackupDamage&) {
+    if (!options.keepsGoing) throw;
+  }
+  return Import(file, &read_damaged_backup, options).run();
 }
 
 }  // namespace msg_tarvel::tool

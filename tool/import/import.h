@@ -1,8 +1,13 @@
 #pragma once
 
+#include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "helpers/store_writer.h"
+#include "import/participants.h"
 
 namespace msg_tarvel::tool {
 
@@ -16,29 +21,65 @@ struct PartReport {
   std::string problem;
 };
 
-/** What an import did. */
-struct ImportSummary {
-  long read = 0;
-  long stored = 0;
-  /** Counts by reason. */
-  std::map<std::string, long> skipped;
-  long partsStored = 0;
-  long partsReported = 0;
-  /** The first of them. */
-  std::vector<PartReport> reports;
-  int conversationsCreated = 0;
-
-  long skippedInAll() const;
+/** Messages that were not stored for one reason. */
+struct Skipped {
+  long count = 0;
+  /** Of the first of them. */
+  int firstLine = 0;
 };
 
-/** As many reports as a summary keeps. */
+/** A place from which on something of the file was left out. */
+struct DamageReport {
+  long line = 0;
+  std::string problem;
+};
+
+/** A number that was taken for the owner's. */
+struct OwnNumberReport {
+  std::string number;
+  OwnNumberSource source = OwnNumberSource::BACKUP;
+  /** How many messages name it beside other people. */
+  long messages = 0;
+};
+
+/** What an import did. */
+struct ImportSummary {
+  /** For a user. */
+  std::string file;
+  long read = 0;
+  long stored = 0;
+  /** By reason. */
+  std::map<std::string, Skipped> skipped;
+  /** How many messages the file says it has. */
+  std::optional<long> count;
+  long partsStored = 0;
+  long partsReported = 0;
+  /** The first of them, and the first with each problem. */
+  std::vector<PartReport> reports;
+  int conversationsCreated = 0;
+  std::vector<OwnNumberReport> ownNumbers;
+  long damages = 0;
+  /** The first of them. */
+  std::vector<DamageReport> damage;
+  std::vector<helpers::Twins> twins;
+
+  long skippedInAll() const;
+  /** Whether the file's own count is another than that of its messages. */
+  bool isCountFarOff() const;
+};
+
+/** As many reports, and places of damage, as a summary keeps. */
 constexpr std::size_t MOST_REPORTS = 100;
 
 struct ImportOptions {
-  /** The phone owner's, as far as the user gives them. */
+  /** The phone owner's, as far as the user gives them; these are all then. */
   std::vector<std::string> ownNumbers;
   /** Otherwise a store that lacks indexes of the library gets them. */
   bool withoutIndexes = false;
+  /** Whether what is good of a damaged file is taken. */
+  bool keepsGoing = false;
+  /** Whether nothing of it all is to stay. */
+  bool isDryRun = false;
 };
 
 /**

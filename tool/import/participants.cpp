@@ -1,6 +1,7 @@
 #include "import/participants.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <utility>
 
 namespace msg_tarvel::tool {
@@ -14,7 +15,13 @@ namespace {
 
 /** What phones write as the sender of a message that they send. */
 constexpr const char* NO_SENDER_YET = "insert-address-token";
+
+// Boxes, and kinds of transfer.
 constexpr const char* RECEIVED = "1";
+constexpr const char* SENT = "2";
+constexpr const char* SEND_REQUEST = "128";
+constexpr const char* NOTIFICATION = "130";
+constexpr const char* RETRIEVED = "132";
 
 std::vector<std::string> listed_addresses(const BackupMessage& message) {
   std::vector<std::string> addresses;
@@ -34,6 +41,14 @@ int recipient_type_of(int addressType) {
   return 1;
 }
 
+std::string sender_named_by(const BackupMessage& message) {
+  for (const BackupAddress& entry : message.addresses) {
+    std::string address = normalised_address(entry.address);
+    if (entry.type == ADDRESS_FROM && !address.empty() && address != NO_SENDER_YET) return address;
+  }
+  return {};
+}
+
 std::vector<Participant> addressed(const BackupMessage& message) {
   std::vector<Participant> participants;
   for (const BackupAddress& entry : message.addresses) {
@@ -50,14 +65,12 @@ class Union {
  public:
   void add(const Participant& participant) {
     if (_addresses.add(participant.address)) {
+      _places.emplace(participant.address, _participants.size());
       _participants.push_back(participant);
       return;
     }
-    for (Participant& known : _participants) {
-      if (is_same_address(known.address, participant.address)) {
-        known.recipientType = std::min(known.recipientType, participant.recipientType);
-      }
-    }
+    Participant& known = _participants[_places.at(*_addresses.find(participant.address))];
+    known.recipientType = std::min(known.recipientType, participant.recipientType);
   }
   const AddressSet& addresses() const { return _addresses; }
   const std::vector<Participant>& participants() const { return _participants; }
@@ -65,6 +78,7 @@ class Union {
  private:
   AddressSet _addresses;
   std::vector<Participant> _participants;
+  std::unordered_map<std::string, std::size_t> _places;
 };
 
 std::vector<Participant> without(const AddressSet& own, std::vector<Participant> participants) {
@@ -76,24 +90,35 @@ std::vector<Participant> without(const AddressSet& own, std::vector<Participant>
 
 }  // namespace
 
-void OwnNumbers::add(const std::string& number) {
+void OwnNumbers::add(const std::string& number, OwnNumberSource source) {
   const std::string normalised = normalised_address(number);
-  if (is_phone_number(normalised)) _numbers.add(normalised);
+  if (is_phone_number(normalised) && _numbers.add(normalised)) _sources[normalised] = source;
 }
 
 void OwnNumbers::observe(const BackupMessage& message) {
-  if (!message.isMultimedia) return;
-  if (message.box == RECEIVED) {
+  const std::string box = message.box.empty() ? box_of_transfer(message, _numbers) : message.box;
+  // Of one that says too little only its sender shows, later, which it is.
+  if (message.box.empty() && message.transfer.empty() && box != SENT) return;
+  if (!message.isMultimedia) {
+    if (box != RECEIVED) return;
+    for (const std::string& address : listed_addresses(message)) _senders.add(address);
+  } else if (box == RECEIVED) {
     _observeReceived(message);
-    return;
-  }
-  for (const BackupAddress& entry : message.addresses) {
-    if (entry.type == ADDRESS_FROM) add(entry.address);
+  } else if (!box.empty()) {
+    for (const BackupAddress& entry : message.addresses) {
+      if (entry.type == ADDRESS_FROM) add(entry.address, OwnNumberSource::BACKUP);
+    }
   }
 }
 
+OwnNumbers::Recipient& OwnNumbers::_recipient(const std::string& address) {
+  _recipientNumbers.add(address);
+  return _recipients[*_recipientNumbers.find(address)];
+}
+
 void OwnNumbers::_observeReceived(const BackupMessage& message) {
-  const std::string sender = sender_of(message);
+  if (message.transfer == NOTIFICATION) return;
+  const std::string sender = sender_named_by(message);
   if (!sender.empty()) _senders.add(sender);
 
   AddressSet listed;
@@ -106,25 +131,51 @@ void OwnNumbers::_observeReceived(const BackupMessage& message) {
       recipients.add({address});
     }
   }
-  if (recipients.participants().size() == 1) {
-    _onlyRecipients.insert(recipients.participants().front().address);
-  } else if (recipients.participants().size() > 1) {
-    ++_groupMessages;
-    for (const Participant& recipient : recipients.participants()) {
-      if (!listed.contains(recipient.address)) ++_unlistedRecipients[recipient.address];
-    }
+  const bool isAlone = recipients.participants().size() == 1;
+  ++_received;
+  if (!recipients.participants().empty()) ++_withRecipients;
+  if (recipients.participants().size() > 1) ++_groupMessages;
+  for (const Participant& participant : recipients.participants()) {
+    const bool isListed = listed.contains(participant.address);
+    Recipient& recipient = _recipient(participant.address);
+    ++recipient.named;
+    if (!isAlone && !isListed) ++recipient.unlistedInGroups;
+    if (!isAlone) continue;
+    ++recipient.alone;
+    if (!isListed) ++recipient.aloneUnlisted;
+    if (recipient.aloneFrom.empty()) recipient.aloneFrom = sender;
+    if (!is_same_address(recipient.aloneFrom, sender)) recipient.isAloneFromOthers = true;
   }
 }
 
+/** A list of two with the sender is that of a group of three; of several, that of a phone. */
+bool OwnNumbers::_isOnlyRecipient(const std::string& number, const Recipient& recipient) const {
+  return recipient.alone > 0 && (recipient.aloneUnlisted > 0 || recipient.isAloneFromOthers) &&
+         !_senders.contains(number);
+}
+
 void OwnNumbers::conclude() {
-  for (const std::string& number : _onlyRecipients) {
-    if (!_senders.contains(number)) _numbers.add(number);
+  if (!_isGuessing) return;
+  std::vector<std::string> alone;
+  std::vector<std::string> unlisted;
+  long named = 0;
+  for (const auto& [number, recipient] : _recipients) {
+    if (_isOnlyRecipient(number, recipient)) {
+      alone.push_back(number);
+      named += recipient.named;
+    }
+    const bool isInEveryGroup = _groupMessages > 0 && recipient.unlistedInGroups == _groupMessages;
+    if (isInEveryGroup && !_senders.contains(number)) unlisted.push_back(number);
   }
-  if (!_numbers.empty()) return;
+  // A phone that writes its number writes it nearly always; where it is missing, the one recipient
+  // of a message is the third in a group.
+  if (_isOfNearlyAll(named)) {
+    for (const std::string& number : alone) add(number, OwnNumberSource::BACKUP);
+  }
   // The weakest sign counts only when there is no other: a member of a group who never writes
   // looks nearly the same, but is not in every group.
-  for (const auto& [number, messages] : _unlistedRecipients) {
-    if (messages == _groupMessages && !_senders.contains(number)) _numbers.add(number);
+  if (_numbers.empty() && unlisted.size() == 1 && _isOfNearlyAll(_withRecipients)) {
+    add(unlisted.front(), OwnNumberSource::BACKUP);
   }
 }
 
@@ -133,8 +184,7 @@ NamedPeople named_people(const BackupMessage& message) {
 }
 
 std::vector<Participant> participants_of(const NamedPeople& people, const AddressSet& own) {
-  // Nearly every message is a text with one person, who takes part, even if it is the owner.
-  if (people.addressed.empty() && people.listed.size() == 1) return {{people.listed.front()}};
+  if (is_with_one_person(people)) return {{people.listed.front()}};
 
   Union named;
   for (const Participant& participant : people.addressed) named.add(participant);
@@ -156,19 +206,27 @@ std::vector<Participant> participants_of(const NamedPeople& people, const Addres
 
 std::vector<std::string> named_addresses(const NamedPeople& people) {
   std::vector<std::string> addresses = people.listed;
+  addresses.reserve(people.listed.size() + people.addressed.size());
   for (const Participant& participant : people.addressed) addresses.push_back(participant.address);
   std::sort(addresses.begin(), addresses.end());
   addresses.erase(std::unique(addresses.begin(), addresses.end()), addresses.end());
   return addresses;
 }
 
-std::string sender_of(const BackupMessage& message) {
-  if (message.box != RECEIVED) return {};
+std::string box_of_transfer(const BackupMessage& message, const AddressSet& own) {
+  if (!message.isMultimedia) return {};
+  if (message.transfer == SEND_REQUEST) return SENT;
+  if (message.transfer == NOTIFICATION || message.transfer == RETRIEVED) return RECEIVED;
   for (const BackupAddress& entry : message.addresses) {
-    std::string address = normalised_address(entry.address);
-    if (entry.type == ADDRESS_FROM && !address.empty() && address != NO_SENDER_YET) return address;
+    const std::string address = normalised_address(entry.address);
+    if (entry.type != ADDRESS_FROM || address.empty()) continue;
+    return address == NO_SENDER_YET || own.contains(address) ? SENT : RECEIVED;
   }
   return {};
+}
+
+std::string sender_of(const BackupMessage& message) {
+  return message.box == RECEIVED ? sender_named_by(message) : std::string();
 }
 
 }  // namespace msg_tarvel::tool

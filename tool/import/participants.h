@@ -1,7 +1,6 @@
 #pragma once
 
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -17,30 +16,59 @@ struct Participant {
   int recipientType = 1;
 };
 
+/** How a number is known to be the phone owner's. */
+enum class OwnNumberSource { OPTION, SIM_CARD, BACKUP };
+
 /**
  * Finds out which numbers are the phone owner's own, for these stand among a group's addresses.
  *
  * Beside the numbers that are known, a backup shows them: as the sender of a sent message; as the
- * one recipient of a received message; or else as the number that every received group message is
- * addressed to although it is not in the message's own list.
+ * one recipient of received messages, when nearly all of those name it; or else as the number that
+ * every received group message is addressed to although it is not in the message's own list. Who
+ * sends to the owner, a text or a message, is not the owner.
  */
 class OwnNumbers {
  public:
   /** `number` is known to be the owner's. */
-  void add(const std::string& number);
+  void add(const std::string& number, OwnNumberSource source);
+  /** The numbers that are known are all. */
+  void endGuessing() { _isGuessing = false; }
+  bool isGuessing() const { return _isGuessing; }
+
   void observe(const BackupMessage& message);
   /** To be called after the last observe: draws the conclusions. */
   void conclude();
+
   const helpers::AddressSet& numbers() const { return _numbers; }
+  const std::map<std::string, OwnNumberSource>& sources() const { return _sources; }
 
  private:
-  void _observeReceived(const BackupMessage& message);
+  /** What received messages say of one of their recipients. */
+  struct Recipient {
+    /** In how many it is named; and in how many as the only one, though nobody's list has it. */
+    long named = 0;
+    long aloneUnlisted = 0;
+    long alone = 0;
+    /** In how many group messages it is not listed. */
+    long unlistedInGroups = 0;
+    /** One who sent to it alone, and whether there is another. */
+    std::string aloneFrom;
+    bool isAloneFromOthers = false;
+  };
 
+  void _observeReceived(const BackupMessage& message);
+  Recipient& _recipient(const std::string& address);
+  bool _isOnlyRecipient(const std::string& number, const Recipient& recipient) const;
+  bool _isOfNearlyAll(long messages) const { return 10 * messages >= 9 * _received; }
+
+  bool _isGuessing = true;
   helpers::AddressSet _numbers;
+  std::map<std::string, OwnNumberSource> _sources;
   helpers::AddressSet _senders;
-  std::set<std::string> _onlyRecipients;
-  /** How many group messages an unlisted number was addressed in. */
-  std::map<std::string, long> _unlistedRecipients;
+  helpers::AddressSet _recipientNumbers;
+  std::map<std::string, Recipient> _recipients;
+  long _received = 0;
+  long _withRecipients = 0;
   long _groupMessages = 0;
 };
 
@@ -54,12 +82,23 @@ struct NamedPeople {
 
 NamedPeople named_people(const BackupMessage& message);
 
+/** Whether it is a text with one person, who takes part even if it is the owner. */
+inline bool is_with_one_person(const NamedPeople& people) {
+  return people.addressed.empty() && people.listed.size() == 1;
+}
+
 /** The participants of a message, without duplicates and, unless nobody else is there, the owner.
  */
 std::vector<Participant> participants_of(const NamedPeople& people, const helpers::AddressSet& own);
 
 /** Every address that the message names, once and in order, for telling messages apart. */
 std::vector<std::string> named_addresses(const NamedPeople& people);
+
+/**
+ * The box of a multimedia message that names none: received or sent, by the kind of its transfer or
+ * else by its sender. Empty when neither says.
+ */
+std::string box_of_transfer(const BackupMessage& message, const helpers::AddressSet& own);
 
 /** Who sent a received multimedia message; empty when it does not say. */
 std::string sender_of(const BackupMessage& message);

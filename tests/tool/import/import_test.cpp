@@ -23,10 +23,13 @@ class ImportTest : public ToolTest {
 };
 
 TEST_F(ImportTest, FillsEveryColumnOfAText) {
-  const auto summary = import(sms({{"read", "0"}, {"body", "Hi"}}));
-  EXPECT_EQ(summary, nlohmann::json::parse(R"({"read": 1, "stored": 1, "skipped": 0,
-      "skippedBecause": {}, "partsStored": 0, "partsReported": 0, "reports": [],
-      "conversationsCreated": 1})"));
+  auto summary = import(sms({{"read", "0"}, {"body", "Hi"}}));
+  EXPECT_EQ(summary["file"], folder() + "/backup.xml");
+  summary.erase("file");
+  EXPECT_EQ(summary, nlohmann::json::parse(R"({"dryRun": false, "count": 1, "read": 1, "stored": 1,
+      "skipped": 0, "skippedBecause": {}, "skippedFirst": {}, "partsStored": 0,
+      "partsReported": 0, "reports": [], "conversationsCreated": 1, "ownNumbers": [],
+      "damages": 0, "damage": [], "twoConversations": []})"));
   EXPECT_EQ(messageColumn("msgType || '|' || subType || '|' || itemId || '|' || convId || '|' || "
                           "storageId || '|' || storageFolder || '|' || networkStatus || '|' || "
                           "mainText || '|' || textMessage || '|' || displayTime || '|' || "
@@ -64,7 +67,7 @@ TEST_F(ImportTest, TextsArriveAsTheyWereMeant) {
       {"one&#10;two&#13;&#10;three", "one\ntwo\r\nthree"},
       {"&lt;a&gt; &amp;amp; &quot;b&quot; &apos;c&apos;", "<a> &amp; \"b\" 'c'"},
       {"it's 'null' null", "it's 'null' null"},
-      {"null", ""},
+      {"null", "null"},
       {"%s%n ' OR 1=1; --", "%s%n ' OR 1=1; --"},
   };
   std::string elements;
@@ -171,9 +174,60 @@ TEST_F(ImportTest, TheSummaryReadsWellForAPerson) {
                                           mms({}, data_part("a&#8238;/b", "Q"), "")))});
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(result.out,
-            "read:    3\nstored:  1\nskipped: 2\n  1: no date\n  1: unknown message type 9\n"
+            "read:    3\nstored:  1\nskipped: 2\n  1: no date (first in line 4)\n"
+            "  1: unknown message type 9 (first in line 3)\n"
             "conversations created: 1\nparts:   1 stored, 1 of them reported\n"
             "  line 5, part 1 (a/b): damaged base64, stored without its data\n");
+}
+
+// Some programs write the word where there is nothing.
+TEST_F(ImportTest, AWordForNothingIsATextWhereItCanBeOne) {
+  const auto part = [](const std::string& type, const std::string& text, const std::string& data) {
+    return element("part", {{"ct", type}, {"text", text}, {"data", data}});
+  };
+  import(mms({},
+             text_part("null") + part("text/plain", "null", "null") +
+                 part("text/plain", "null", "QUJD") + part("image/png", "null", "null"),
+             ""));
+  EXPECT_EQ(rows("SELECT textData || '|' || hasFile FROM msg_mms_content_table;"),
+            "null|0\nnull|0\n|1\n|0\n");
+  EXPECT_EQ(messageColumn("textMessage"), "null\nnull\n");
+  import(sms({{"subject", "null"}, { "body", "no" }}));
+  EXPECT_EQ(messageColumn("mainText"), "null\nnull\nno\n");
+}
+
+TEST_F(ImportTest, ACountThatIsFarOffIsRemarkedOn) {
+  const auto output = [this](int count, int messages) {
+    std::string elements;
+    for (int i = 1; i <= messages; ++i) elements += sms({{"date", std::to_string(i)}});
+    const std::string path =
+        file("b.xml", "<smses count='" + std::to_string(count) + "'>\n" + elements + "</smses>\n");
+    return run({"import", path, "--dry-run"}).out;
+  };
+  const std::string remark = "the file says that it has ";
+  EXPECT_NE(output(15, 10).find(remark + "15 messages\n"), std::string::npos);
+  EXPECT_NE(output(0, 5).find(remark + "0 messages\n"), std::string::npos);
+  EXPECT_EQ(output(14, 10).find(remark), std::string::npos) << "few";
+  EXPECT_EQ(output(206, 200).find(remark), std::string::npos) << "a small share";
+  EXPECT_NE(output(211, 200).find(remark), std::string::npos);
+}
+
+TEST_F(ImportTest, TheFirstOfEachKindOfReportIsNamed) {
+  std::string parts;
+  for (int i = 0; i < 120; ++i) parts += data_part("image/png", "Q");
+  const std::string path =
+      file("b.xml", backup(mms({},
+                               parts + data_part("image/png", "") + data_part("image/png", "") +
+                                   data_part("a/b", "QUJD"),
+                               "")));
+  const std::string out = run({"import", path, "--dry-run"}).out;
+  EXPECT_NE(out.find("  line 3, part 20 (image/png): damaged base64, stored without its data\n"
+                     "  line 3, part 121 (image/png): no data\n"
+                     "  line 3, part 123 (a/b): unknown content type, stored as a file\n"
+                     "  and 101 more\n"),
+            std::string::npos)
+      << out;
+  EXPECT_EQ(json({"import", path})["reports"].size(), 102U);
 }
 
 TEST_F(ImportTest, NamesInTheFileAreOnlyData) {

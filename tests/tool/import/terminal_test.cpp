@@ -28,7 +28,8 @@ class Terminal : public ToolTest {
     std::ofstream out(path);
     out << "<smses>";
     for (int i = 1; i <= texts; ++i) out << sms({{"date", std::to_string(i)}});
-    out << mms({}, data_part("image/png", picture), "") << "</smses>";
+    // Only a message with several addresses needs to know whose phone it is.
+    out << mms({}, data_part("image/png", picture), addrs({{137, "+14155550111"}})) << "</smses>";
     return path;
   }
 
