@@ -32,7 +32,7 @@ class UsageError : public std::runtime_error {
 
 /** Ends a command because the user or the system asked the program to end with `signal`. */
 struct Interrupted {
-  int signal;
+  int signal = 0;
   /** What came of the command, for its line on standard error. */
   const char* outcome = "nothing was changed";
 };

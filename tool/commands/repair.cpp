@@ -65,8 +65,8 @@ void require_soundness(const std::string& path) {
 Findings left_for_guessing(const Findings& before) {
   Findings left(before.wanted());
   for (const Finding& finding : before.all()) {
-    if (!description_of(finding.kind).repair)
-      left.add(finding.kind, finding.object, finding.problem);
+    if (description_of(finding.kind).repair) continue;
+    left.add(finding.kind, finding.object, finding.problem);
   }
   return left;
 }

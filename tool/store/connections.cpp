@@ -33,7 +33,7 @@ constexpr const char* LIFETIME_FUNCTION = "msg_tarvel_connection_lifetime";
 
 /** A connection while it is open. */
 struct Connection {
-  sqlite3* handle;
+  sqlite3* handle = nullptr;
   /** Of the statement that runs, or of the outermost of several. */
   long long slices = 0;
   /** What it may take, by the size of the database when it began: it may make that grow. */

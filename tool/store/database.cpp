@@ -50,9 +50,8 @@ Database::Database(const std::string& path, int flags) {
     limit_waits(_handle);
     return;
   }
-  const DatabaseFailure failure(_handle);
-  sqlite3_close(_handle);
-  throw failure;
+  const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> closed(_handle, &sqlite3_close);
+  throw DatabaseFailure(_handle);
 }
 
 Database::~Database() {

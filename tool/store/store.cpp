@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <string_view>
 
@@ -49,6 +50,22 @@ void require_own(const std::string& path, mode_t type) {
   }
 }
 
+/**
+ * Throws a Failure when the journal of an unfinished commit names another file: whoever undoes the
+ * commit deletes that file. No writer of a single database leaves such a journal.
+ */
+void require_lone_journal(const std::string& path) {
+  constexpr std::string_view ENDING = "\xD9\xD5\x05\xF9\x20\xA1\x63\xD7";
+  std::ifstream journal(path, std::ios::binary);
+  const int first = journal.get();
+  std::string end(ENDING.size(), '\0');
+  journal.seekg(-static_cast<std::streamoff>(ENDING.size()), std::ios::end);
+  if (first > 0 && journal.read(end.data(), static_cast<std::streamsize>(end.size())) &&
+      end == ENDING) {
+    throw Failure("cannot use the message store: " + path + " is a journal that names other files");
+  }
+}
+
 }  // namespace
 
 const std::string& data_directory() {
@@ -70,6 +87,7 @@ std::string require_place() {
   require_own(path, S_IFREG);
   require_own(path + JOURNAL_ENDING, S_IFREG);
   require_own(media_directory(), S_IFDIR);
+  require_lone_journal(path + JOURNAL_ENDING);
   return path;
 }
 

@@ -3,11 +3,12 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <memory>
 #include <thread>
 
@@ -110,6 +111,31 @@ TEST_F(Interruption, OnlyWhatItsOwnNameTellsIsRemoved) {
       "INSERT INTO msg_mms_content_table (hasFile, filepath) VALUES (1, '/before/8-1.png');");
   import(sms({}));
   EXPECT_EQ(mediaFiles(), (std::vector<std::string>{"12-3.png", "8-1.png", "note.txt"}));
+}
+
+TEST_F(Interruption, AFullDiskUndoesAnImport) {
+  AS_ROOT();
+  std::filesystem::remove_all(dataDir());
+  std::filesystem::create_directory(dataDir());
+  if (mount("none", dataDir().c_str(), "tmpfs", 0, "size=600k,mode=755") != 0) {
+    GTEST_SKIP() << "nothing can be mounted here";
+  }
+  create();
+  import(sms({}) + mms({}, data_part("image/png", "QUJD"), ""));
+  const std::string before = everything();
+  std::string elements;
+  for (int i = 1; i <= 4000; ++i) elements += sms({{"date", std::to_string(i)}});
+  const std::string texts = file("texts.xml", backup(elements));
+  const std::string picture = std::string(1 << 20, 'Q');
+  const std::string large =
+      file("large.xml", backup(mms({{"date", "5"}}, data_part("image/png", picture), "")));
+  for (const std::string& path : {texts, large}) {
+    const ProcessResult result = run({"import", path});
+    EXPECT_EQ(result.status, 3) << path;
+    EXPECT_EQ(everything(), before) << path;
+  }
+  EXPECT_EQ(run({"check"}).status, 0);
+  umount(dataDir().c_str());
 }
 
 TEST_F(Interruption, MembersOfTheStoresGroupImportPictures) {

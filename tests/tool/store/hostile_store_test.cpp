@@ -68,6 +68,19 @@ TEST_F(HostileStore, AFileWithAnotherNameIsNotWritten) {
   expectEveryCommandToRefuse(dbFile(), "a file elsewhere too (hard link)");
 }
 
+TEST_F(HostileStore, AJournalDeletesNoOtherFile) {
+  create();
+  const std::string elsewhere = file("elsewhere", "mine");
+  const std::string ending = "\xD9\xD5\x05\xF9\x20\xA1\x63\xD7";
+  // The page number of the lock, the name, its length and checksum, all before the ending.
+  const std::string other = std::string("\0\0\0\0", 4) + elsewhere + std::string(8, '\0') + ending;
+  file("data/dbspace/.msg-tarvel-server.db-journal", ending + std::string(504, '\0') + other);
+  expectEveryCommandToRefuse(dbFile() + "-journal", "a journal that names other files");
+  EXPECT_EQ(content_of(elsewhere), "mine");
+  file("data/dbspace/.msg-tarvel-server.db-journal", std::string(512, '\0') + other);
+  EXPECT_EQ(run({"create"}).status, 0);
+}
+
 constexpr const char* TOO_MUCH_WORK =
     ": a query takes more work than a store of this size can need";
 

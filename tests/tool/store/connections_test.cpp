@@ -1,0 +1,113 @@
+// What holds for every connection of the tool: a statement ends with the work that it may take and
+// with the program, and an error is SQLite's own.
+
+#include "store/connections.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+
+#include "import/interrupt.h"
+#include "store/database.h"
+
+namespace msg_tarvel::tool {
+namespace {
+
+/** A query that makes so many steps; without end for no limit. */
+std::string counting(const std::string& limit) {
+  return "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n" + limit +
+         ") SELECT count(*) FROM n;";
+}
+
+class Connections : public ::testing::Test {
+ protected:
+  Connections() {
+    limit_connections();
+    char name[] = "/tmp/msg-tarvel-test-XXXXXX";
+    const int file = mkstemp(name);
+    close(file);
+    _path = name;
+  }
+  ~Connections() override { unlink(_path.c_str()); }
+
+  static int codeOf(const Database& database, const std::string& sql) {
+    try {
+      database.number(sql);
+      return SQLITE_OK;
+    } catch (const DatabaseFailure& failure) {
+      return failure.code();
+    }
+  }
+
+  const std::string& path() const { return _path; }
+
+ private:
+  std::string _path;
+};
+
+TEST_F(Connections, EndAStatementThatTakesTooMuch) {
+  const Database database(path());
+  EXPECT_EQ(codeOf(database, counting(" LIMIT 400000")), SQLITE_OK);
+  EXPECT_EQ(codeOf(database, counting("")), SQLITE_INTERRUPT);
+  // Each statement has a share of its own.
+  EXPECT_EQ(codeOf(database, counting(" LIMIT 400000")), SQLITE_OK);
+}
+
+/** Steps through rows without end, and runs another statement now and then. */
+void read_endlessly(const Database& database) {
+  Rows endless = database.query(
+      "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT i FROM n;");
+  while (endless.next()) {
+    if (endless.number(0) % 100000 == 0) database.number("SELECT 1;");
+  }
+}
+
+TEST_F(Connections, CountTheWorkOfAStatementWhileOthersRunBesideIt) {
+  const Database database(path());
+  EXPECT_THROW(read_endlessly(database), DatabaseFailure);
+}
+
+TEST_F(Connections, EndAStatementWhenTheProgramIsInterrupted) {
+  const Database database(path());
+  const InterruptGuard guard;
+  EXPECT_EQ(codeOf(database, counting(" LIMIT 100000")), SQLITE_OK);
+  raise(SIGHUP);
+  EXPECT_EQ(codeOf(database, counting(" LIMIT 100000")), SQLITE_INTERRUPT);
+  EXPECT_THROW(throw_if_interrupted(), Interrupted);
+}
+
+TEST_F(Connections, RefuseTextsBeyondTheLimit) {
+  const Database database(path());
+  EXPECT_EQ(codeOf(database, "SELECT length(zeroblob(100000000));"), SQLITE_OK);
+  EXPECT_EQ(codeOf(database, "SELECT length(zeroblob(100000001));"), SQLITE_TOOBIG);
+}
+
+TEST_F(Connections, AreKnownWhileTheyAreOpen) {
+  EXPECT_EQ(last_connection(), nullptr);
+  {
+    const Database first(path());
+    {
+      const Database second(path());
+      EXPECT_EQ(last_connection(), second.handle());
+    }
+    EXPECT_EQ(last_connection(), first.handle());
+    EXPECT_EQ(codeOf(first, "SELECT absent;"), SQLITE_ERROR);
+    EXPECT_EQ(current_database_error().code, SQLITE_ERROR);
+    EXPECT_EQ(current_database_error().text, "no such column: absent");
+  }
+  EXPECT_EQ(last_connection(), nullptr);
+}
+
+TEST_F(Connections, TellWhyOneCannotBeOpened) {
+  forget_database_error();
+  EXPECT_EQ(current_database_error().code, SQLITE_OK);
+  sqlite3* handle = nullptr;
+  EXPECT_NE(sqlite3_open_v2("/nowhere/a.db", &handle, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
+  sqlite3_close(handle);
+  EXPECT_EQ(current_database_error().code, SQLITE_CANTOPEN);
+}
+
+}  // namespace
+}  // namespace msg_tarvel::tool
