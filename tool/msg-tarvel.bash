@@ -25,16 +25,18 @@ _msg_tarvel() {
       _msg_tarvel_files -d
       return
       ;;
-    --media)
-      _msg_tarvel_files -d
+    --folder)
+      _msg_tarvel_words inbox outbox sent draft all
       return
       ;;
     --media)
       _msg_tarvel_files -d
       return
       ;;
-    --folder-type)
-      _msg_tarvel_words NO_FOLDER MAIN_FOLDER_1 MAIN_FOLDER_2 MAIN_FOLDER_3 MAIN_FOLDER_4 MAIN_FOLDER_5 STANDALONE_FOLDER_1 STANDALONE_FOLDER_2 STANDALONE_FOLDER_3 STANDALONE_FOLDER_4 STANDALONE_FOLDER_5 ALL_FOLDERS FOLDER_PAIR_1 FOLDER_PAIR_2 FOLDER_PAIR_3 FOLDER_PAIR_4 FOLDER_PAIR_5
+    --media)
+      _msg_tarvel_files -d
+      return
+      ;;
     --folder)
       _msg_tarvel_words inbox outbox sent draft all
       return
@@ -43,24 +45,21 @@ _msg_tarvel() {
       _msg_tarvel_files -f
       return
       ;;
-    --seed | --messages | --conversations | --own-number | --read-filter | --limit | --storage-id | --msg-type | --conv-ids)
-    --own-number | --conv | --with | --since | --until | --text | --type | --limit)
+    --seed | --messages | --conversations | --conv | --with | --since | --until | --text | --type | --limit | --format | --own-number | --conv | --with | --since | --until | --text | --type | --limit)
       return
       ;;
   esac
 
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
-      --data-dir | --seed | --messages | --conversations | --media | --own-number | --media | --read-filter | --limit | --folder-type | --storage-id | --msg-type | --conv-ids | -o | --output)
-      --data-dir | --own-number | --conv | --with | --since | --until | --text | --folder | --type | --limit | -o | --output)
+      --data-dir | --seed | --messages | --conversations | --conv | --with | --since | --until | --text | --folder | --type | --limit | --format | --media | --own-number | --media | --conv | --with | --since | --until | --text | --folder | --type | --limit | -o | --output)
         [ "${COMP_WORDS[i + 1]}" != = ] || ((i++))
         ((i++))
         ;;
       -*) ;;
       *)
         case ${command:+$command }${COMP_WORDS[i]} in
-          'create' | 'generate' | 'check' | 'repair' | 'backup' | 'export' | 'import' | 'threads' | 'conversation' | 'messages' | 'find-thread' | 'commands' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
-          'create' | 'check' | 'repair' | 'backup' | 'import' | 'info' | 'threads' | 'messages' | 'conversation' | 'message' | 'find' | 'query' | 'ipc' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
+          'create' | 'generate' | 'check' | 'repair' | 'backup' | 'export' | 'import' | 'info' | 'threads' | 'messages' | 'conversation' | 'message' | 'find' | 'query' | 'ipc' | 'buffer' | 'buffer encode' | 'buffer show' | 'buffer check')
             command=${command:+$command }${COMP_WORDS[i]}
             ;;
         esac
@@ -70,16 +69,14 @@ _msg_tarvel() {
 
   case $command in
     '')
-      options='-h --help --help-all --version --data-dir --verbose'
-      argument='_msg_tarvel_words create generate check repair backup export import threads conversation messages find-thread commands buffer'
       options='-h --help --help-all --version --data-dir --json --verbose'
-      argument='_msg_tarvel_words create check repair backup import info threads messages conversation message find query ipc buffer'
+      argument='_msg_tarvel_words create generate check repair backup export import info threads messages conversation message find query ipc buffer'
       ;;
     'create')
       options='-h --help --help-all --version --data-dir --json --verbose --no-indexes'
       ;;
     'generate')
-      options='-h --help --help-all --version --data-dir --verbose --json --seed --messages --conversations --no-indexes'
+      options='-h --help --help-all --version --data-dir --json --verbose --seed --messages --conversations --no-indexes'
       ;;
     'check')
       options='-h --help --help-all --version --data-dir --json --verbose'
@@ -88,16 +85,14 @@ _msg_tarvel() {
       options='-h --help --help-all --version --data-dir --json --verbose --dry-run'
       ;;
     'backup')
-      options='-h --help --help-all --version --data-dir --verbose --json --redact'
-      options='-h --help --help-all --version --data-dir --json --verbose'
+      options='-h --help --help-all --version --data-dir --json --verbose --redact'
       argument='_msg_tarvel_files -f'
       ;;
     'export')
-      options='-h --help --help-all --version --data-dir --verbose --json --media'
+      options='-h --help --help-all --version --data-dir --json --verbose --conv --with --since --until --text --folder --unread --failed --type --limit --format --media'
       ;;
     'import')
-      options='-h --help --help-all --version --data-dir --verbose --json --own-number --keep-going --dry-run --media --no-indexes'
-      options='-h --help --help-all --version --data-dir --json --verbose --own-number --keep-going --dry-run --no-indexes'
+      options='-h --help --help-all --version --data-dir --json --verbose --own-number --keep-going --dry-run --media --no-indexes'
       argument='_msg_tarvel_files -f'
       ;;
     'info')

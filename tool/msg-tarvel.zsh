@@ -19,7 +19,7 @@ _msg-tarvel() {
     'check:Looks for what is wrong with the store'
     'repair:Mends what is wrong with the store and needs no guessing'
     'backup:Writes the store'\''s database to a file, while others use it'
-    'export:Prints the whole store as lines of JSON'
+    'export:Prints messages for another store, or for a phone'
     'import:Imports the XML that Android phones'\'' SMS/MMS backup programs write'
     'info:Says where the store is, what it holds and which settings count'
     'threads:Lists the conversations, newest first'
@@ -48,7 +48,6 @@ _msg-tarvel-create() {
 
 _msg-tarvel-generate() {
   local -a own=(
-    '--json[Print JSON, every field as it is stored]'
     '--seed=[Another number, another store]:N\:NONNEGATIVE: '
     '--messages=[How many messages]:N\:INT in [1 - 10000000]: '
     '--conversations=[How many conversations (default: 60 for 1,000 messages, 600 for 100,000)]:N\:INT in [1 - 20000]: '
@@ -74,7 +73,6 @@ _msg-tarvel-repair() {
 
 _msg-tarvel-backup() {
   local -a own=(
-    '--json[Print JSON, every field as it is stored]'
     '--redact[Without what people wrote, and their numbers]'
     ':FILE:_files'
   )
@@ -83,7 +81,17 @@ _msg-tarvel-backup() {
 
 _msg-tarvel-export() {
   local -a own=(
-    '--json[Print JSON, every field as it is stored]'
+    '*--conv=[Only of these conversations]:ID[,ID...]\:INT in [0 - 2147483647]: '
+    '*--with=[Only of conversations with this person, the number in any form; given again, with that one too]:NUMBER: '
+    '--since=[Only from this day or moment on: 2026-03-01, 2026-03-01T14:30, yesterday, 12h, 7d]:TIME: '
+    '--until=[Only up to this day or moment, the whole of that day too]:TIME: '
+    '--text=[Only with this in the text, the subject or a part, in upper or lower case]:TEXT: '
+    '--folder=[Only in this folder: inbox, outbox, sent, draft, a number, or all, hidden ones too]:FOLDER:(inbox outbox sent draft all)'
+    '--unread[Only received and not read]'
+    '--failed[Only what could not be sent]'
+    '--type=[Only of this type, such as sms or mms]:TYPE: '
+    '--limit=[At most so many; 0: all (the default)]:N\:INT in [0 - 2147483647]: '
+    '--format=[jsonl (default) or xml]:FORMAT\:{jsonl,xml}: '
     '--media=[Write the files into this directory instead of the lines]:DIR:_files -/'
   )
   _arguments $everywhere $own
@@ -91,16 +99,10 @@ _msg-tarvel-export() {
 
 _msg-tarvel-import() {
   local -a own=(
-    '--json[Print JSON, every field as it is stored]'
     '*--own-number=[A number of the phone'\''s owner, who is no participant of a conversation; may be repeated, and ends all guessing (default: what the store'\''s SIM cards and the file itself show)]:NUMBER: '
     '--keep-going[Take what is good of a damaged file, and say where it is damaged; exit status 1]'
     '--dry-run[Say what an import would do, and change nothing]'
     '--media=[Where the files of an export lie that was written with --media]:DIR:_files -/'
-    '--no-indexes[Add no indexes to a store that lacks them]'
-    '*:FILE:_files'
-    '*--own-number=[A number of the phone'\''s owner, who is no participant of a conversation; may be repeated, and ends all guessing (default: what the store'\''s SIM cards and the file itself show)]:NUMBER: '
-    '--keep-going[Take what is good of a damaged file, and say where it is damaged; exit status 1]'
-    '--dry-run[Say what an import would do, and change nothing]'
     '--no-indexes[Add no indexes to a store that lacks them]'
     '*:FILE:_files'
   )
