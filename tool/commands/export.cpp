@@ -4,14 +4,16 @@
 
 #include <cerrno>
 #include <cstring>
-#include <iostream>
 #include <memory>
+#include <ostream>
 #include <string>
 
 #include "commands/command_set.h"
 #include "commands/commands.h"
 #include "exit_status.h"
 #include "export/json_lines.h"
+#include "export/phone_xml.h"
+#include "print/remark.h"
 #include "store/connections.h"
 #include "store/media.h"
 #include "store/store_view.h"
@@ -22,7 +24,12 @@ namespace {
 
 constexpr mode_t ONLY_THIS_USER = 0700;
 
+constexpr const char* JSON_LINES = "jsonl";
+constexpr const char* PHONE_XML = "xml";
+
 struct ExportArguments {
+  MessageFilter filter;
+  std::string format = JSON_LINES;
   std::string media;
 };
 
@@ -32,16 +39,26 @@ void make_media_target(const std::string& path) {
   }
 }
 
-int export_store(const Output& output, const ExportArguments& arguments) {
-  if (output.json) throw UsageError("export prints lines of JSON in any case");
+LeftOut write(const ExportArguments& arguments, const std::string& media, std::ostream& out) {
+  const Database database(last_connection());
+  if (arguments.format == PHONE_XML) {
+    return write_phone_xml(database, media, arguments.filter, out);
+  }
+  return write_json_lines(database, {media, arguments.media}, arguments.filter, out);
+}
+
+int export_store(const Output& output, ExportArguments arguments) {
+  if (output.json) throw UsageError("export has formats of its own, and no --json");
+  if (arguments.format == PHONE_XML && !arguments.media.empty()) {
+    throw UsageError("XML has its files within it: no --media");
+  }
+  // In the order in which they came, but of a few the newest.
+  arguments.filter.ascending = arguments.filter.limit == 0;
   const std::string media = media_directory();
   const StoreView view;
   if (!arguments.media.empty()) make_media_target(arguments.media);
-  const LeftOut leftOut =
-      write_json_lines(Database(last_connection()), media, arguments.media, output.out);
-  if (leftOut.files > 0) {
-    std::cerr << "msg-tarvel: left out: " << leftOut.files
-              << " files that are missing or not in the store's media\n";
+  for (const auto& [what, count] : write(arguments, media, output.out)) {
+    remark("left out: " + std::to_string(count) + " " + what);
   }
   return FOUND;
 }
@@ -51,14 +68,21 @@ int export_store(const Output& output, const ExportArguments& arguments) {
 void declare_export(CommandSet& commands) {
   const auto arguments = std::make_shared<ExportArguments>();
   CLI::App& app = commands.add(
-      "export", "Prints the whole store as lines of JSON",
+      "export", "Prints messages for another store, or for a phone",
       "msg-tarvel export >messages.jsonl\n\n"
-      "A line has a conversation with its addresses, or a message with its contents, metadata and\n"
-      "files, every column as it is stored. 'msg-tarvel import' reads them back into an empty "
-      "store,\n"
-      "which then has the same rows, ids and files. Of files that rows name those in the store's\n"
-      "media are exported; how many others were left out is told on standard error.",
+      "The format jsonl is lines of JSON: a conversation with its addresses, or a message with "
+      "its\n"
+      "contents, metadata and files, every column as it is stored. 'msg-tarvel import' reads them\n"
+      "back into an empty store, which then has the same rows, ids and files. Without a word that\n"
+      "chooses messages everything is exported, other tables too. The format xml is that of "
+      "phones'\n"
+      "SMS/MMS backup programs. What had to be left out is told on standard error; files are those "
+      "in\nthe store's media.",
       [arguments](const Output& output) { return export_store(output, *arguments); });
+  declare_filter(app, arguments->filter);
+  app.add_option("--format", arguments->format, "jsonl (default) or xml")
+      ->check(CLI::IsMember({JSON_LINES, PHONE_XML}))
+      ->type_name("FORMAT");
   app.add_option("--media", arguments->media,
                  "Write the files into this directory instead of the lines")
       ->type_name("DIR");

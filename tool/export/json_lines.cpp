@@ -5,6 +5,7 @@
 #include <ostream>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "export/media_files.h"
@@ -47,49 +48,76 @@ constexpr const char* OTHER_TABLES[] = {
     "sqlite_sequence",
 };
 
-class Writer {
+class LineWriter {
  public:
-  Writer(const Database& database, const std::string& media, const std::string& target,
-         std::ostream& out)
-      : _database(database), _media(media), _target(target), _out(out) {}
+  LineWriter(const Database& database, ExportedMedia media, std::ostream& out)
+      : _database(database),
+        _media(std::move(media)),
+        _out(out),
+        _conversation(_database.query("SELECT * FROM msg_conversation_table WHERE convId = ?;")),
+        _message(_database.query("SELECT * FROM msg_message_table WHERE msgId = ?;")),
+        _addresses(_ofOwner(ADDRESSES)) {
+    for (const Part& part : PARTS_OF_A_MESSAGE) _parts.push_back(_ofOwner(part));
+  }
 
-  LeftOut write() {
-    _line({{"export", "msg-tarvel"}, {"version", EXPORT_VERSION}});
-    _writeConversations();
-    _writeMessages();
+  LeftOut writeAll() {
+    _writeHead();
+    Rows conversations = _database.query("SELECT * FROM msg_conversation_table ORDER BY convId;");
+    while (conversations.next()) _writeConversation(row_of(conversations));
+    Rows messages = _database.query("SELECT * FROM msg_message_table ORDER BY msgId;");
+    while (messages.next()) _writeMessage(row_of(messages));
     _writeUnowned(ADDRESSES);
     for (const Part& part : PARTS_OF_A_MESSAGE) _writeUnowned(part);
     for (const char* const table : OTHER_TABLES) _writeTable(table, "");
     return _leftOut;
   }
 
+  /** Each message's conversation comes before the first one of it. */
+  LeftOut writeMatching(const MessageFilter& filter) {
+    _writeHead();
+    std::set<Json> conversations;
+    MatchingMessages messages(filter);
+    while (const auto id = messages.next()) {
+      const Json message = _row(_message, *id);
+      const Json& convId = message["convId"];
+      if (conversations.insert(convId).second) {
+        const Json conversation = _row(_conversation, convId);
+        if (!conversation.is_null()) _writeConversation(conversation);
+      }
+      _writeMessage(message);
+    }
+    return _leftOut;
+  }
+
  private:
   void _line(const Json& line) {
     throw_if_interrupted();
-    _out << line.dump() << "\n";
+    _out << json_line(line) << "\n";
   }
 
-  void _writeConversations() {
-    Rows conversations = _database.query("SELECT * FROM msg_conversation_table ORDER BY convId;");
-    Rows addresses = _ofOwner(ADDRESSES);
-    while (conversations.next()) {
-      Json line = {{"conversation", row_of(conversations)}};
-      _addPart(line, ADDRESSES, addresses, line["conversation"]["convId"]);
-      _line(line);
-    }
+  void _writeHead() { _line({{"export", "msg-tarvel"}, {"version", EXPORT_VERSION}}); }
+
+  /** The row with this key; null for none. */
+  static Json _row(Rows& rows, const Json& key) {
+    rows.reset();
+    bind_json(rows, 1, key);
+    Json row = rows.next() ? row_of(rows) : Json();
+    rows.reset();
+    return row;
   }
 
-  void _writeMessages() {
-    std::vector<Rows> parts;
-    for (const Part& part : PARTS_OF_A_MESSAGE) parts.push_back(_ofOwner(part));
-    Rows messages = _database.query("SELECT * FROM msg_message_table ORDER BY msgId;");
-    while (messages.next()) {
-      Json line = {{"message", row_of(messages)}};
-      for (std::size_t i = 0; i < parts.size(); ++i) {
-        _addPart(line, PARTS_OF_A_MESSAGE[i], parts[i], line["message"]["msgId"]);
-      }
-      _line(line);
+  void _writeConversation(const Json& conversation) {
+    Json line = {{"conversation", conversation}};
+    _addPart(line, ADDRESSES, _addresses, conversation["convId"]);
+    _line(line);
+  }
+
+  void _writeMessage(const Json& message) {
+    Json line = {{"message", message}};
+    for (std::size_t i = 0; i < _parts.size(); ++i) {
+      _addPart(line, PARTS_OF_A_MESSAGE[i], _parts[i], message["msgId"]);
     }
+    _line(line);
   }
 
   Rows _ofOwner(const Part& part) const {
@@ -126,32 +154,36 @@ class Writer {
   }
 
   void _addFile(Json& files, const char* column, const std::string& path) {
-    const auto name = name_in_media(path, _media);
-    const auto bytes = name ? read_media(_media, *name) : std::nullopt;
+    const auto bytes = read_named_media(path, _media.source);
     if (!bytes) {
-      ++_leftOut.files;
-    } else if (_target.empty()) {
+      ++_leftOut[FILES_ELSEWHERE];
+    } else if (_media.target.empty()) {
       files[column] = base64_of(*bytes);
     } else {
-      if (_written.insert(*name).second) write_new_file(_target + "/" + *name, *bytes);
-      files[column] = {{"name", *name}};
+      const std::string name = *name_in_media(path, _media.source);
+      if (_written.insert(name).second) write_new_file(_media.target + "/" + name, *bytes);
+      files[column] = {{"name", name}};
     }
   }
 
   const Database& _database;
-  const std::string _media;
-  const std::string _target;
+  const ExportedMedia _media;
   std::ostream& _out;
+  Rows _conversation;
+  Rows _message;
+  Rows _addresses;
+  std::vector<Rows> _parts;
   std::set<std::string> _written;
   LeftOut _leftOut;
 };
 
 }  // namespace
 
-LeftOut write_json_lines(const Database& database, const std::string& media,
-                         const std::string& target, std::ostream& out) {
+LeftOut write_json_lines(const Database& database, const ExportedMedia& media,
+                         const MessageFilter& filter, std::ostream& out) {
   try {
-    return Writer(database, media, target, out).write();
+    LineWriter writer(database, media, out);
+    return is_unsaid(filter) ? writer.writeAll() : writer.writeMatching(filter);
   } catch (const DatabaseFailure& failure) {
     throw Failure(std::string("cannot export the message store: ") + failure.what());
   }

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <iosfwd>
+#include <map>
 #include <string>
 
+#include "filter/message_filter.h"
 #include "store/database.h"
 
 namespace msg_tarvel::tool {
@@ -20,18 +22,25 @@ namespace msg_tarvel::tool {
 
 constexpr int EXPORT_VERSION = 1;
 
-/** What an export had to leave out. */
-struct LeftOut {
-  /** Files that a row names and that are not in the store's media directory. */
-  long files = 0;
+/** What an export had to leave out: how often, by what. */
+using LeftOut = std::map<std::string, long>;
+
+constexpr const char* FILES_ELSEWHERE = "files that are missing or not in the store's media";
+
+/** Where the files of contents are, and where they go. */
+struct ExportedMedia {
+  /** The store's own directory of them: a row can name any file of the system. */
+  std::string source;
+  /** A directory that they are copied to; without one they are part of what is written. */
+  std::string target;
 };
 
 /**
- * Writes what `database` holds. The files are those in `media`, the store's own directory of them:
- * a row can name any file of the system. With `target` they are copied there, else they are part of
- * the lines. Memory does not grow with the store. Throws Failure.
+ * Writes the messages that `filter` lets pass with their conversations or, when it has no word,
+ * the whole store, whose library's connection `database` is. Memory does not grow with the store.
+ * Throws Failure.
  */
-LeftOut write_json_lines(const Database& database, const std::string& media,
-                         const std::string& target, std::ostream& out);
+LeftOut write_json_lines(const Database& database, const ExportedMedia& media,
+                         const MessageFilter& filter, std::ostream& out);
 
 }  // namespace msg_tarvel::tool

@@ -104,6 +104,12 @@ std::string conditions_of(const MessageFilter& filter) {
 
 }  // namespace
 
+bool is_unsaid(const MessageFilter& filter) {
+  return filter.conversations.empty() && filter.people.empty() && filter.since.empty() &&
+         filter.until.empty() && filter.text.empty() && filter.folder.empty() && !filter.unread &&
+         !filter.failed && filter.type.empty() && filter.limit == 0;
+}
+
 void declare_filter(CLI::App& app, MessageFilter& filter) {
   app.add_option("--conv", filter.conversations, "Only of these conversations")
       ->type_name("ID[,ID...]")

@@ -33,6 +33,9 @@ struct MessageFilter {
   bool ascending = false;
 };
 
+/** Whether it has not one of the words. */
+bool is_unsaid(const MessageFilter& filter);
+
 /** Declares the words on a command; `filter` outlives it. */
 void declare_filter(CLI::App& app, MessageFilter& filter);
 

@@ -56,6 +56,10 @@ std::string json_text(const Json& json) {
   return without_controls(json.dump(INDENT, ' ', false, Json::error_handler_t::replace));
 }
 
+std::string json_line(const Json& json) {
+  return without_controls(json.dump(-1, ' ', false, Json::error_handler_t::replace));
+}
+
 void print_json(const Output& output, const Json& json) { output.out << json_text(json) << "\n"; }
 
 JsonList::JsonList(std::ostream& out, int depth)

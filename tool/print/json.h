@@ -15,6 +15,8 @@ using Json = nlohmann::ordered_json;
  * characters and those that turn the direction of a text are escaped.
  */
 std::string json_text(const Json& json);
+/** The same on one line. */
+std::string json_line(const Json& json);
 
 void print_json(const Output& output, const Json& json);
 

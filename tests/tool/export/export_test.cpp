@@ -274,10 +274,93 @@ TEST_F(Export, TakesNoMemoryForMessages) {
   EXPECT_LT(usage.ru_maxrss, 64 * 1024);
 }
 
+TEST_F(Export, AFilterChoosesMessagesWithTheirConversations) {
+  import(sms(
+             {{ "body",
+                "one" }}) +
+         sms({{"body", "two"},
+              { "address",
+                "+14155550122" }}) +
+         sms({{"body", "three"},
+              { "date",
+                "1740000000001" }}) +
+         mms({{ "date",
+                "1740000000002" }},
+             data_part("image/png", "QUJD"), ""));
+  const auto kinds = [this](const std::vector<std::string>& options) {
+    std::istringstream lines(content_of(exported(options)));
+    std::string all;
+    for (std::string line; std::getline(lines, line);) {
+      const auto parsed = nlohmann::json::parse(line);
+      if (parsed.contains("conversation")) all += "c" + parsed["conversation"]["convId"].dump();
+      if (parsed.contains("message")) all += " m" + parsed["message"]["msgId"].dump() + " ";
+      if (parsed.contains("row")) all += "r";
+    }
+    return all;
+  };
+  EXPECT_EQ(kinds({"--conv", "2"}), "c2 m2 ");
+  EXPECT_EQ(kinds({"--text", "three"}), "c1 m3 ");
+  EXPECT_EQ(kinds({"--conv", "1"}), "c1 m1  m3  m4 ");
+  EXPECT_EQ(kinds({"--limit", "3"}), "c1 m4  m3  m1 ");
+  EXPECT_EQ(kinds({"--folder", "sent"}), "");
+
+  const std::string path = exported({"--type", "mms"});
+  beginAnew();
+  EXPECT_EQ(json({"import", path})["stored"], 1);
+  EXPECT_EQ(rows("SELECT msgId FROM msg_message_table;"), "4\n");
+  EXPECT_EQ(mediaFiles().size(), 1U);
+}
+
+TEST_F(Export, XmlComesBackAsTheSameMessages) {
+  const auto messages = [this] {
+    return rows(
+               "SELECT msgId || quote(msgType) || storageFolder || ' ' || networkStatus || "
+               "quote(mainText) || quote(textMessage) || displayTime || ' ' || attachedNum || "
+               "read || quote(peerGroupChatSender) FROM msg_message_table ORDER BY msgId;") +
+           rows("SELECT convId || quote(address) FROM msg_address_table ORDER BY addressId;") +
+           rows(
+               "SELECT msgId || quote(textData) || contentType || quote(filename) || slideIdx || "
+               "quote(size) FROM msg_mms_content_table ORDER BY contentId;") +
+           rows("SELECT msgCnt || ' ' || unreadCnt FROM msg_conversation_table ORDER BY convId;");
+  };
+  run({"import", std::string(SAMPLES_DIR) + "/backup.xml", "--own-number", "+14155550100"});
+  const std::string before = messages();
+  ASSERT_GT(before.size(), 20000U);
+  const ProcessResult xml = run({"export", "--format", "xml"});
+  EXPECT_EQ(xml.status, 0);
+  EXPECT_EQ(xml.err, "");
+  EXPECT_NE(xml.out.find("<smses count=\"306\">"), std::string::npos);
+  beginAnew();
+  EXPECT_EQ(json({"import", file("phone.xml", xml.out)})["stored"], 306);
+  EXPECT_EQ(messages(), before);
+}
+
+TEST_F(Export, XmlTellsWhatItLeavesOut) {
+  generate({"--messages", "400"});
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_message_table SET textMessage = 'a' || char(1) || '<&\"' || char(10) || 'b', "
+      "mainText = textMessage WHERE msgId = 7;");
+  const ProcessResult xml = run({"export", "--format", "xml"});
+  EXPECT_EQ(xml.status, 0);
+  EXPECT_NE(xml.out.find("a\xEF\xBF\xBD&#60;&#38;&#34;&#10;b"), std::string::npos);
+  for (const std::string what :
+       {"1 characters that XML does not have", " messages' network store metadata",
+        " standalone folders", " stickers", " thumbnails", "2 rows of msg_sim_table",
+        "4 rows of deleted_msg_table", " rows of msg_message_table WHERE storageFolder IN (5, 105)",
+        " texts to groups, which became multimedia messages"}) {
+    EXPECT_NE(xml.err.find("msg-tarvel: left out: "), std::string::npos);
+    EXPECT_NE(xml.err.find(what), std::string::npos) << what << "\n" << xml.err;
+  }
+  EXPECT_EQ(run({"export", "--format", "xml", "--media", folder() + "/m"}).status, 2);
+  EXPECT_EQ(run({"export", "--format", "html"}).status, 2);
+  beginAnew();
+  EXPECT_GT(json({"import", file("phone.xml", xml.out)})["stored"], 370);
+}
+
 TEST_F(Export, HasNoOtherJson) {
   const ProcessResult result = run({"export", "--json"});
   EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.err, "msg-tarvel: export prints lines of JSON in any case\n");
+  EXPECT_EQ(result.err, "msg-tarvel: export has formats of its own, and no --json\n");
 }
 
 }  // namespace

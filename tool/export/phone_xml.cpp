@@ -1,0 +1,314 @@
+#include "export/phone_xml.h"
+
+#include <glib.h>
+#include <msg-tarvel-common/item/FolderType.h>
+
+#include <algorithm>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "backup/backup_reader.h"
+#include "export/media_files.h"
+#include "export/row_json.h"
+#include "import/interrupt.h"
+
+namespace msg_tarvel::tool {
+
+namespace {
+
+constexpr const char* SELECT_MESSAGE =
+    "SELECT m.*, EXISTS (SELECT 1 FROM msg_nms_meta_table AS n WHERE n.msgId = m.msgId) AS "
+    "hasMetadata FROM msg_message_table AS m WHERE msgId = ?;";
+constexpr const char* SELECT_ADDRESSES =
+    "SELECT address FROM msg_address_table WHERE convId = ? AND address <> '' ORDER BY addressId;";
+constexpr const char* SELECT_CONTENTS =
+    "SELECT * FROM msg_mms_content_table WHERE msgId = ? ORDER BY contentId;";
+
+/** What phones write where the owner's number would stand. */
+constexpr const char* THE_OWNER = "insert-address-token";
+
+constexpr const char* CHARACTERS = "characters that XML does not have";
+
+constexpr int NETWORK_SENDING = 1;
+constexpr int NETWORK_FAILED = 3;
+
+/** A phone's box; none for folders that phones do not have. */
+const char* box_of(long long folder, long long networkStatus) {
+  switch (folder) {
+    case MAIN_FOLDER_1:
+    case STANDALONE_FOLDER_1:
+      return "1";
+    case MAIN_FOLDER_2:
+    case STANDALONE_FOLDER_2:
+      return networkStatus == NETWORK_FAILED ? "5" : networkStatus == NETWORK_SENDING ? "4" : "6";
+    case MAIN_FOLDER_3:
+    case STANDALONE_FOLDER_3:
+      return "2";
+    case MAIN_FOLDER_4:
+    case STANDALONE_FOLDER_4:
+      return "3";
+    default:
+      return nullptr;
+  }
+}
+
+/** Of a row. What is no text or number is none. */
+std::string text_in(const Json& row, const char* column) {
+  const Json value = row.value(column, Json());
+  if (value.is_string()) return value.get<std::string>();
+  return value.is_number_integer() ? value.dump() : "";
+}
+
+long long number_in(const Json& row, const char* column) {
+  const Json value = row.value(column, Json());
+  return value.is_number_integer() ? value.get<long long>() : 0;
+}
+
+using Attributes = std::vector<std::pair<const char*, std::string>>;
+
+class XmlWriter {
+ public:
+  XmlWriter(const Database& database, std::string media, std::ostream& out)
+      : _media(std::move(media)),
+        _out(out),
+        _message(database.query(SELECT_MESSAGE)),
+        _addresses(database.query(SELECT_ADDRESSES)),
+        _contents(database.query(SELECT_CONTENTS)) {}
+
+  LeftOut write(const MessageFilter& filter) {
+    _out << "<?xml version='1.0' encoding='UTF-8' standalone='yes' ?>\n<smses count=\""
+         << _count(filter) << "\">\n";
+    MatchingMessages messages(filter);
+    while (const auto id = messages.next()) {
+      throw_if_interrupted();
+      _writeMessage(_row(*id));
+    }
+    _out << "</smses>\n";
+    return _leftOut;
+  }
+
+ private:
+  /** The number stands before the messages. */
+  long _count(const MessageFilter& filter) {
+    long count = 0;
+    MatchingMessages messages(filter);
+    while (const auto id = messages.next()) {
+      throw_if_interrupted();
+      if (_boxOf(_row(*id))) ++count;
+    }
+    return count;
+  }
+
+  static const char* _boxOf(const Json& message) {
+    return box_of(number_in(message, "storageFolder"), number_in(message, "networkStatus"));
+  }
+
+  Json _row(int msgId) {
+    _message.reset();
+    _message.bind(1, msgId);
+    Json row = _message.next() ? row_of(_message) : Json::object();
+    _message.reset();
+    return row;
+  }
+
+  void _writeMessage(const Json& message) {
+    if (!_boxOf(message)) {
+      ++_leftOut["messages in folders that phones do not have"];
+      return;
+    }
+    _noteWhatHasNoPlace(message);
+    const std::vector<std::string> people = _peopleOf(message);
+    const bool isMultimedia = text_in(message, "msgType") == "mms";
+    if (isMultimedia || people.size() > 1) {
+      if (!isMultimedia)
+        ++_leftOut["texts to groups, which became multimedia messages: their kind"];
+      _writeMms(message, people);
+    } else {
+      _writeSms(message, people);
+    }
+  }
+
+  void _noteWhatHasNoPlace(const Json& message) {
+    if (number_in(message, "hasMetadata") != 0) ++_leftOut["messages' network store metadata"];
+    if (number_in(message, "storageFolder") > MAIN_FOLDER_5) ++_leftOut["standalone folders"];
+    if (number_in(message, "stickerId") != 0) ++_leftOut["stickers"];
+    if (number_in(message, "isSafeMessage") != 0) ++_leftOut["safe-message flags"];
+    if (number_in(message, "isShareDialMessage") != 0) ++_leftOut["share-dial flags"];
+  }
+
+  std::vector<std::string> _peopleOf(const Json& message) {
+    std::vector<std::string> people;
+    _addresses.reset();
+    _addresses.bind(1, number_in(message, "convId"));
+    while (_addresses.next()) people.push_back(text_in(row_of(_addresses), "address"));
+    return people;
+  }
+
+  /** Of a message whose subject is its text, phones have none. */
+  static std::string _subjectOf(const Json& message) {
+    const std::string subject = text_in(message, "mainText");
+    return subject.empty() || subject == text_in(message, "textMessage") ? "null" : subject;
+  }
+
+  void _writeSms(const Json& message, const std::vector<std::string>& people) {
+    _open("sms", {{"protocol", "0"},
+                  {"address", people.empty() ? "" : people.front()},
+                  {"date", text_in(message, "displayTime")},
+                  {"type", _boxOf(message)},
+                  {"subject", _subjectOf(message)},
+                  {"body", text_in(message, "textMessage")},
+                  {"toa", "null"},
+                  {"sc_toa", "null"},
+                  {"service_center", "null"},
+                  {"read", number_in(message, "read") != 0 ? "1" : "0"},
+                  {"status", "-1"},
+                  {"locked", "0"},
+                  {"date_sent", "0"},
+                  {"sub_id", text_in(message, "simIndex")},
+                  {"contact_name", "(Unknown)"}});
+    _out << " />\n";
+  }
+
+  void _writeMms(const Json& message, const std::vector<std::string>& people) {
+    const bool isReceived = _boxOf(message) == std::string("1");
+    std::string list;
+    for (const std::string& person : people) list += (list.empty() ? "" : "~") + person;
+    _open("mms", {{"date", text_in(message, "displayTime")},
+                  {"sub", _subjectOf(message)},
+                  {"ct_t", "application/vnd.wap.multipart.related"},
+                  {"msg_box", _boxOf(message)},
+                  {"address", list},
+                  {"read", number_in(message, "read") != 0 ? "1" : "0"},
+                  {"m_type", isReceived ? "132" : "128"},
+                  {"sub_id", text_in(message, "simIndex")},
+                  {"contact_name", "(Unknown)"}});
+    _out << ">\n<parts>\n";
+    _writeParts(message);
+    _out << "</parts>\n<addrs>\n";
+    _writeAddresses(message, people, isReceived);
+    _out << "</addrs>\n</mms>\n";
+  }
+
+  void _writeParts(const Json& message) {
+    bool hasText = false;
+    _contents.reset();
+    _contents.bind(1, number_in(message, "msgId"));
+    while (_contents.next()) {
+      const Json content = row_of(_contents);
+      hasText = hasText || !text_in(content, "textData").empty();
+      _writePart(content);
+    }
+    const std::string text = text_in(message, "textMessage");
+    if (hasText || text.empty()) return;
+    _open("part", {{"seq", "0"}, {"ct", "text/plain"}, {"cl", "text.txt"}, {"text", text}});
+    _out << " />\n";
+  }
+
+  void _writePart(const Json& content) {
+    const std::string name = text_in(content, "filename");
+    const std::string text = text_in(content, "textData");
+    const std::string path = text_in(content, "filepath");
+    _open("part", {{"seq", text_in(content, "slideIdx")},
+                   {"ct", text_in(content, "contentType")},
+                   {"name", name},
+                   {"cl", name},
+                   {"text", text.empty() ? "null" : text}});
+    if (!text_in(content, "thumbpath").empty()) ++_leftOut["thumbnails"];
+    if (!path.empty()) {
+      const auto bytes = read_named_media(path, _media);
+      if (bytes) {
+        _out << " data=\"" << base64_of(*bytes) << "\"";
+      } else {
+        ++_leftOut[FILES_ELSEWHERE];
+      }
+    }
+    _out << " />\n";
+  }
+
+  void _writeAddresses(const Json& message, const std::vector<std::string>& people,
+                       bool isReceived) {
+    std::string sender = text_in(message, "peerGroupChatSender");
+    if (sender.empty() && !people.empty()) sender = people.front();
+    if (!isReceived) sender = THE_OWNER;
+    _writeAddress(sender, ADDRESS_FROM);
+    for (const std::string& person : people) {
+      if (person != sender) _writeAddress(person, ADDRESS_TO);
+    }
+  }
+
+  void _writeAddress(const std::string& address, int type) {
+    _open("addr", {{"address", address}, {"type", std::to_string(type)}, {"charset", "106"}});
+    _out << " />\n";
+  }
+
+  void _open(const char* element, const Attributes& attributes) {
+    _out << "<" << element;
+    for (const auto& [name, value] : attributes)
+      _out << " " << name << "=\"" << _escaped(value) << "\"";
+  }
+
+  std::string _escaped(const std::string& text) {
+    std::string escaped;
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    while (at < end) {
+      const gunichar character = *at == '\0' ? 0 : g_utf8_get_char_validated(at, end - at);
+      const char* const next =
+          character == 0 || character >= 0x110000 ? at + 1 : g_utf8_next_char(at);
+      _escape(character, std::string(at, next), escaped);
+      at = next;
+    }
+    return escaped;
+  }
+
+  void _escape(gunichar character, const std::string& bytes, std::string& escaped) {
+    const bool isMarkup = character == '&' || character == '<' || character == '>' ||
+                          character == '"' || character == '\t' || character == '\n' ||
+                          character == '\r';
+    if (isMarkup) {
+      escaped += "&#" + std::to_string(character) + ";";
+    } else if (character < 0x20 || character == 0xFFFE || character == 0xFFFF ||
+               character >= 0x110000) {
+      escaped += "\xEF\xBF\xBD";
+      ++_leftOut[CHARACTERS];
+    } else {
+      escaped += bytes;
+    }
+  }
+
+  const std::string _media;
+  std::ostream& _out;
+  Rows _message;
+  Rows _addresses;
+  Rows _contents;
+  LeftOut _leftOut;
+};
+
+/** Of a whole store, what is no message that lists show. */
+void count_the_rest(const Database& database, LeftOut& leftOut) {
+  for (const std::string rest :
+       {"msg_message_table WHERE storageFolder IN (5, 105)", "msg_sim_table", "deleted_msg_table",
+        "msg_ft_content_table", "ft_queue_table", "temp_log", "message_transaction_table",
+        "respond_msg_table", "msg_sharedial_meta_table"}) {
+    const long long rows = database.number("SELECT count(*) FROM " + rest + ";");
+    if (rows > 0) leftOut["rows of " + rest] = static_cast<long>(rows);
+  }
+}
+
+}  // namespace
+
+LeftOut write_phone_xml(const Database& database, const std::string& media,
+                        const MessageFilter& filter, std::ostream& out) {
+  try {
+    LeftOut leftOut = XmlWriter(database, media, out).write(filter);
+    if (is_unsaid(filter)) count_the_rest(database, leftOut);
+    return leftOut;
+  } catch (const DatabaseFailure& failure) {
+    throw Failure(std::string("cannot export the message store: ") + failure.what());
+  }
+}
+
+}  // namespace msg_tarvel::tool
