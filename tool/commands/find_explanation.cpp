@@ -15,7 +15,7 @@
 #include "helpers/store_error.h"
 #include "print/json.h"
 #include "print/printable.h"
-#include "store/settings.h"
+#include "store/device_settings.h"
 
 namespace msg_tarvel::tool {
 

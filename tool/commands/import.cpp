@@ -15,7 +15,7 @@
 #include "helpers/transaction.h"
 #include "print/json.h"
 #include "print/printable.h"
-#include "store/settings.h"
+#include "store/device_settings.h"
 #include "store/store.h"
 
 namespace msg_tarvel::tool {

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <memory>
 
+#include "store/log_sink.h"
+
 namespace msg_tarvel::tool {
 
 namespace {
@@ -45,6 +47,15 @@ std::vector<Setting> read_settings() {
   std::vector<Setting> settings;
   for (const char* const key : KEYS) settings.push_back(read_setting(key));
   return settings;
+}
+
+void require_settings() {
+  forget_log_errors();
+  int digits = 0;
+  const bool areDigitsThere = vconf_get_int(DIGITS_SETTING, &digits) >= 0;
+  if (!areDigitsThere || !read_setting(COUNTRY_SETTING).isReadable) {
+    fail_with_log("cannot read the device's settings");
+  }
 }
 
 }  // namespace msg_tarvel::tool

@@ -18,6 +18,12 @@ struct Setting {
 constexpr const char* COUNTRY_SETTING = "db/csc/country_iso";
 constexpr const char* DIGITS_SETTING = "db/contacts-svc/phonenumber_min_match_digit";
 
+/**
+ * Throws a Failure when the settings that decide which numbers are the same cannot be read: the
+ * library would compare in another way then.
+ */
+void require_settings();
+
 Setting read_setting(const std::string& key);
 std::vector<Setting> read_settings();
 
