@@ -25,6 +25,10 @@ _msg_tarvel() {
       _msg_tarvel_files -d
       return
       ;;
+    --folder)
+      _msg_tarvel_words inbox outbox sent draft all
+      return
+      ;;
     --media)
       _msg_tarvel_files -d
       return
@@ -41,14 +45,14 @@ _msg_tarvel() {
       _msg_tarvel_files -f
       return
       ;;
-    --seed | --messages | --conversations | --own-number | --conv | --with | --since | --until | --text | --type | --limit)
+    --seed | --messages | --conversations | --conv | --with | --since | --until | --text | --type | --limit | --format | --own-number | --conv | --with | --since | --until | --text | --type | --limit)
       return
       ;;
   esac
 
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
-      --data-dir | --seed | --messages | --conversations | --media | --own-number | --media | --conv | --with | --since | --until | --text | --folder | --type | --limit | -o | --output)
+      --data-dir | --seed | --messages | --conversations | --conv | --with | --since | --until | --text | --folder | --type | --limit | --format | --media | --own-number | --media | --conv | --with | --since | --until | --text | --folder | --type | --limit | -o | --output)
         [ "${COMP_WORDS[i + 1]}" != = ] || ((i++))
         ((i++))
         ;;
@@ -85,7 +89,7 @@ _msg_tarvel() {
       argument='_msg_tarvel_files -f'
       ;;
     'export')
-      options='-h --help --help-all --version --data-dir --json --verbose --media'
+      options='-h --help --help-all --version --data-dir --json --verbose --conv --with --since --until --text --folder --unread --failed --type --limit --format --media'
       ;;
     'import')
       options='-h --help --help-all --version --data-dir --json --verbose --own-number --keep-going --dry-run --media --no-indexes'

@@ -14,7 +14,7 @@ function __msg_tarvel_at
             continue
         end
         switch $word
-            case --data-dir --seed --messages --conversations --media --own-number --media --conv --with --since --until --text --folder --type --limit -o --output
+            case --data-dir --seed --messages --conversations --conv --with --since --until --text --folder --type --limit --format --media --own-number --media --conv --with --since --until --text --folder --type --limit -o --output
                 set value yes
             case '-*'
             case '*'
@@ -40,7 +40,7 @@ complete -c msg-tarvel -n '__msg_tarvel_at' -a generate -d 'Fills an empty store
 complete -c msg-tarvel -n '__msg_tarvel_at' -a check -d 'Looks for what is wrong with the store'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a repair -d 'Mends what is wrong with the store and needs no guessing'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a backup -d 'Writes the store\'s database to a file, while others use it'
-complete -c msg-tarvel -n '__msg_tarvel_at' -a export -d 'Prints the whole store as lines of JSON'
+complete -c msg-tarvel -n '__msg_tarvel_at' -a export -d 'Prints messages for another store, or for a phone'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a import -d 'Imports the XML that Android phones\' SMS/MMS backup programs write'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a info -d 'Says where the store is, what it holds and which settings count'
 complete -c msg-tarvel -n '__msg_tarvel_at' -a threads -d 'Lists the conversations, newest first'
@@ -59,6 +59,17 @@ complete -c msg-tarvel -n '__msg_tarvel_at generate' -l no-indexes -d 'Add no in
 complete -c msg-tarvel -n '__msg_tarvel_at repair' -l dry-run -d 'Say what would be done, and change nothing'
 complete -c msg-tarvel -n '__msg_tarvel_at backup' -F
 complete -c msg-tarvel -n '__msg_tarvel_at backup' -l redact -d 'Without what people wrote, and their numbers'
+complete -c msg-tarvel -n '__msg_tarvel_at export' -l conv -d 'Only of these conversations' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at export' -l with -d 'Only of conversations with this person, the number in any form; given again, with that one too' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at export' -l since -d 'Only from this day or moment on: 2026-03-01, 2026-03-01T14:30, yesterday, 12h, 7d' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at export' -l until -d 'Only up to this day or moment, the whole of that day too' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at export' -l text -d 'Only with this in the text, the subject or a part, in upper or lower case' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at export' -l folder -d 'Only in this folder: inbox, outbox, sent, draft, a number, or all, hidden ones too' -r -f -a 'inbox outbox sent draft all'
+complete -c msg-tarvel -n '__msg_tarvel_at export' -l unread -d 'Only received and not read'
+complete -c msg-tarvel -n '__msg_tarvel_at export' -l failed -d 'Only what could not be sent'
+complete -c msg-tarvel -n '__msg_tarvel_at export' -l type -d 'Only of this type, such as sms or mms' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at export' -l limit -d 'At most so many; 0: all (the default)' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at export' -l format -d 'jsonl (default) or xml' -r -f
 complete -c msg-tarvel -n '__msg_tarvel_at export' -l media -d 'Write the files into this directory instead of the lines' -r -f -a '(__fish_complete_directories)'
 complete -c msg-tarvel -n '__msg_tarvel_at import' -F
 complete -c msg-tarvel -n '__msg_tarvel_at import' -l own-number -d 'A number of the phone\'s owner, who is no participant of a conversation; may be repeated, and ends all guessing (default: what the store\'s SIM cards and the file itself show)' -r -f

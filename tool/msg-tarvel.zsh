@@ -19,7 +19,7 @@ _msg-tarvel() {
     'check:Looks for what is wrong with the store'
     'repair:Mends what is wrong with the store and needs no guessing'
     'backup:Writes the store'\''s database to a file, while others use it'
-    'export:Prints the whole store as lines of JSON'
+    'export:Prints messages for another store, or for a phone'
     'import:Imports the XML that Android phones'\'' SMS/MMS backup programs write'
     'info:Says where the store is, what it holds and which settings count'
     'threads:Lists the conversations, newest first'
@@ -82,6 +82,17 @@ _msg-tarvel-backup() {
 
 _msg-tarvel-export() {
   local -a own=(
+    '*--conv=[Only of these conversations]:ID[,ID...]\:INT in [0 - 2147483647]: '
+    '*--with=[Only of conversations with this person, the number in any form; given again, with that one too]:NUMBER: '
+    '--since=[Only from this day or moment on: 2026-03-01, 2026-03-01T14:30, yesterday, 12h, 7d]:TIME: '
+    '--until=[Only up to this day or moment, the whole of that day too]:TIME: '
+    '--text=[Only with this in the text, the subject or a part, in upper or lower case]:TEXT: '
+    '--folder=[Only in this folder: inbox, outbox, sent, draft, a number, or all, hidden ones too]:FOLDER:(inbox outbox sent draft all)'
+    '--unread[Only received and not read]'
+    '--failed[Only what could not be sent]'
+    '--type=[Only of this type, such as sms or mms]:TYPE: '
+    '--limit=[At most so many; 0: all (the default)]:N\:INT in [0 - 2147483647]: '
+    '--format=[jsonl (default) or xml]:FORMAT\:{jsonl,xml}: '
     '--media=[Write the files into this directory instead of the lines]:DIR:_files -/'
   )
   _arguments $everywhere $own
