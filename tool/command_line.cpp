@@ -65,7 +65,8 @@ int CommandLine::_exit(const CLI::ParseError& error) const {
   if (!suggestion.empty()) throw UsageError(suggestion);
   std::ostringstream complaint;
   if (_app.exit(error, std::cout, complaint) == 0) return FOUND;
-  std::cerr << printable_lines(complaint.str());
+  std::istringstream lines(complaint.str());
+  for (std::string line; std::getline(lines, line);) std::cerr << printable(line) << "\n";
   return USAGE_ERROR;
 }
 

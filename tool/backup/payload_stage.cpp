@@ -171,16 +171,25 @@ std::string PayloadStage::keep(const Payload& payload, const std::string& baseNa
                                const std::string& extension) {
   std::string name = baseName + "." + extension;
   if (_isDryRun) return _path(name);
-  const int directory = _opened->descriptor();
-  for (int attempt = 2;
-       renameat2(directory, payload.name.c_str(), directory, name.c_str(), RENAME_NOREPLACE) == -1;
-       ++attempt) {
-    if (errno != EEXIST) fail_on("create", _path(name));
+  for (int attempt = 2; !_reserve(payload.name, name); ++attempt) {
     name = baseName + "-" + std::to_string(attempt) + "." + extension;
   }
-  _staged.erase(payload.name);
-  _kept.push_back(name);
   return _path(name);
+}
+
+/** Renames a staged file to what it is called until it gets `name`; false when that is taken. */
+bool PayloadStage::_reserve(const std::string& stagedName, const std::string& name) {
+  const int directory = _opened->descriptor();
+  if (faccessat(directory, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0) return false;
+  const std::string reserved = STAGED_PREFIX + name;
+  if (renameat2(directory, stagedName.c_str(), directory, reserved.c_str(), RENAME_NOREPLACE) ==
+      -1) {
+    if (errno == EEXIST) return false;
+    fail_on("create", _path(name));
+  }
+  _staged.erase(stagedName);
+  _kept.push_back(reserved);
+  return true;
 }
 
 void PayloadStage::drop(const Payload& payload) {
@@ -201,9 +210,16 @@ void PayloadStage::synchronise() {
   if (fsync(_opened->descriptor()) == -1) fail_on("write", _directory);
 }
 
+void PayloadStage::confirm() {
+  for (const std::string& name : _kept) settle_file(_opened->descriptor(), name);
+  _kept.clear();
+}
+
 void PayloadStage::confirmNamed(const NamedFiles& named) {
-  const auto isNamed = [&named](const std::string& name) { return named.contains(name); };
-  _kept.erase(std::remove_if(_kept.begin(), _kept.end(), isNamed), _kept.end());
+  const auto settle = [&](const std::string& name) {
+    return named.contains(settled_name(name)) && settle_file(_opened->descriptor(), name);
+  };
+  _kept.erase(std::remove_if(_kept.begin(), _kept.end(), settle), _kept.end());
 }
 
 }  // namespace msg_tarvel::tool

@@ -66,8 +66,11 @@ class PayloadStage : public PayloadSink {
 
   /** Brings the kept files to the disk: a row that names one is not to outlive it. */
   void synchronise();
-  /** Lets the kept files stay. */
-  void confirm() { _kept.clear(); }
+  /** Lets the kept files stay and gives them their names: the rows that name them are committed.
+   */
+  void confirm();
+  /** Leaves the kept files to the next import. */
+  void leave() { _kept.clear(); }
   /** Lets those of the kept files stay that are named. */
   void confirmNamed(const NamedFiles& named);
 
@@ -96,6 +99,7 @@ class PayloadStage : public PayloadSink {
 
   std::string _path(const std::string& name) const { return _directory + "/" + name; }
   void _createFile();
+  bool _reserve(const std::string& stagedName, const std::string& name);
   void _remove(const std::string& name);
   void _write();
   Payload _finish();

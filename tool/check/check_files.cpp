@@ -77,13 +77,18 @@ void check_files(const CheckedStore& store, Findings& findings) {
 }
 
 void check_media(const CheckedStore& store, Findings& findings) {
+  const auto isThere = [&store](const std::string& name) {
+    return std::binary_search(store.mediaFiles.begin(), store.mediaFiles.end(), name);
+  };
   look_for(Kind::MISSING_FILES, findings, [&] {
     Rows files = store.database.query(SELECT_CONTENT_FILES);
     while (files.next()) {
       struct stat status = {};
       const std::string path = files.text(1);
       if (stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) continue;
-      findings.add(Kind::MISSING_FILES, files.text(0), path + " is not there");
+      const std::string staged = STAGED_PREFIX + path.substr(path.rfind('/') + 1);
+      findings.add(Kind::MISSING_FILES, files.text(0),
+                   path + (isThere(staged) ? " is there as " + staged : " is not there"));
     }
   });
   look_for(Kind::UNNAMED_FILES, findings, [&] {
@@ -91,10 +96,11 @@ void check_media(const CheckedStore& store, Findings& findings) {
     Rows paths = store.database.query(SELECT_NAMED_FILES);
     while (paths.next()) named.add(paths.text(0));
     for (const std::string& name : store.mediaFiles) {
-      if (named.contains(name) || (store.isBeingWritten && is_import_file(name))) continue;
-      findings.add(
-          Kind::UNNAMED_FILES, store.dataDirectory + "media/" + name,
-          is_staged_file(name) ? "was left by an import that was killed" : "is named by no row");
+      const bool isStaged = is_staged_file(name);
+      if (named.contains(isStaged ? settled_name(name) : name)) continue;
+      if (isStaged && store.isBeingWritten) continue;
+      findings.add(Kind::UNNAMED_FILES, store.dataDirectory + "media/" + name,
+                   isStaged ? "was left by an import that was killed" : "is named by no row");
     }
   });
 }

@@ -91,7 +91,8 @@ constexpr KindDescription KINDS[] = {
     {Kind::SAME_PEOPLE, "same-people", "conversations of the same people", nullptr},
     {Kind::SAME_ENDING, "same-ending",
      "different numbers that are one to the library, which compares their last digits", nullptr},
-    {Kind::MISSING_FILES, "missing-files", "files that rows name and that are not there", nullptr},
+    {Kind::MISSING_FILES, "missing-files", "files that rows name and that are not there",
+     "gives those their names that a killed import left"},
     {Kind::UNNAMED_FILES, "unnamed-files", "files in media that no row names",
      "removes those that a killed import left"},
 };

@@ -197,7 +197,9 @@ void mend(const Findings& found) {
     mend_schema(found);
     mend_rows(found);
     throw_if_interrupted();
-    if (has(found, Kind::UNNAMED_FILES)) remove_left_files(media_directory());
+    if (has(found, Kind::UNNAMED_FILES) || has(found, Kind::MISSING_FILES)) {
+      settle_left_files(media_directory());
+    }
     transaction.commit();
   }
   mend_files(found);

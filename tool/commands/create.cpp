@@ -43,7 +43,7 @@ const char* words_for(MadeStore::State state) {
 }
 
 /** What is not there every time is there only when it happened. */
-Json to_json(const MadeStore& made, const std::string& path) {
+Json json_of(const MadeStore& made, const std::string& path) {
   Json json = {{"path", path}, {"created", made.state == MadeStore::State::NEW}};
   if (made.state == MadeStore::State::COMPLETED) json["completed"] = true;
   for (const MadeStore::MendedMode& mended : made.mended) {
@@ -86,7 +86,7 @@ int create_store(const Output& output, const CreateArguments& arguments) {
   }
   make_media_directory(media_directory());
   if (output.json) {
-    print_json(output, to_json(made, path));
+    print_json(output, json_of(made, path));
   } else {
     print_text(output.out, made, path);
   }

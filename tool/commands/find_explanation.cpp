@@ -15,7 +15,7 @@
 #include "helpers/store_error.h"
 #include "print/json.h"
 #include "print/printable.h"
-#include "store/device_settings.h"
+#include "store/settings.h"
 
 namespace msg_tarvel::tool {
 
@@ -201,7 +201,7 @@ void Explanation::print(std::ostream& out) const {
   if (_groups.empty()) out << "  none is like it\n";
 }
 
-Json setting_json(const Setting& setting) {
+Json json_of(const Setting& setting) {
   Json value = setting.isReadable ? Json(setting.value) : Json(nullptr);
   return {{"key", setting.key}, {"value", std::move(value)}, {"source", setting.source}};
 }
@@ -228,7 +228,7 @@ Json Explanation::json() const {
                              {"matching", group.matching},
                              {"verdict", _verdict(convId, group)}});
   }
-  return {{"settings", {setting_json(_digitsSetting), setting_json(_country)}},
+  return {{"settings", {json_of(_digitsSetting), json_of(_country)}},
           {"digits", _digits},
           {"people", std::move(people)},
           {"conversations", std::move(conversations)},

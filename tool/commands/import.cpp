@@ -66,7 +66,7 @@ Json lists_of(const ImportSummary& summary) {
   return lists;
 }
 
-Json to_json(const ImportSummary& summary, bool isDryRun) {
+Json json_of(const ImportSummary& summary, bool isDryRun) {
   Json skipped = Json::object();
   Json firstSkipped = Json::object();
   for (const auto& [reason, messages] : summary.skipped) {
@@ -167,7 +167,7 @@ class Summaries {
 
   void add(const ImportSummary& summary) {
     if (_output.json) {
-      _json.push_back(to_json(summary, _isDryRun));
+      _json.push_back(json_of(summary, _isDryRun));
       return;
     }
     if (_isDryRun) _output.out << "nothing is changed; an import would do this\n";

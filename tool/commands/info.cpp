@@ -18,7 +18,7 @@
 #include "print/json.h"
 #include "print/local_time.h"
 #include "print/printable.h"
-#include "store/device_settings.h"
+#include "store/settings.h"
 #include "store/store_paths.h"
 #include "store/store_view.h"
 

@@ -86,7 +86,7 @@ Repair mend_store(const std::string& path, const RepairArguments& arguments) {
   return repair;
 }
 
-Json to_json(const Repair& repair) {
+Json json_of(const Repair& repair) {
   Json json = {{"path", repair.path}};
   if (!repair.backup.empty()) json["backup"] = repair.backup;
   json["mended"] = Json::object();
@@ -104,7 +104,7 @@ void print_text(std::ostream& out, const Repair& repair, bool isDryRun) {
   if (!repair.backup.empty()) out << "backup: " << printable(repair.backup) << "\n";
   for (const Kind kind : repair.before.wanted()) {
     if (repair.mended(kind) <= 0) continue;
-    out << (isDryRun ? "would mend: " : "mended: ") << description_of(kind).name << ", "
+    out << (isDryRun ? "would try: " : "mended: ") << description_of(kind).name << ", "
         << repair.mended(kind) << "\n";
   }
   for (const Kind kind : repair.before.wanted()) {
@@ -121,7 +121,7 @@ int repair_store(const Output& output, const RepairArguments& arguments) {
   const Repair repair =
       interruptible("nothing was changed", [&] { return mend_store(path, arguments); });
   if (output.json) {
-    print_json(output, to_json(repair));
+    print_json(output, json_of(repair));
   } else {
     print_text(output.out, repair, arguments.isDryRun);
   }

@@ -149,7 +149,7 @@ void keep_named_files(PayloadStage& stage) {
   try {
     stage.confirmNamed(read_named_files());
   } catch (const helpers::StoreError&) {
-    stage.confirm();  // the next import removes what no row names
+    stage.leave();
   }
 }
 
@@ -232,7 +232,7 @@ const helpers::AddressSet& Import::ownNumbers() {
 void Import::write() {
   forget_log_errors();
   std::optional<helpers::Transaction> transaction(std::in_place);
-  if (!_options.isDryRun) remove_left_files(media_directory());
+  if (!_options.isDryRun) settle_left_files(media_directory());
   // After the transaction begins, before it ends: an end without confirmation removes the files.
   _stage = std::make_unique<PayloadStage>(media_directory(), _options.isDryRun);
   _writer = std::make_unique<helpers::StoreWriter>();

@@ -1,8 +1,8 @@
 #include "print/json.h"
 
+#include <cstdio>
 #include <ostream>
-
-#include "print/printable.h"
+#include <string_view>
 
 namespace msg_tarvel::tool {
 
@@ -10,10 +10,50 @@ namespace {
 
 constexpr int INDENT = 2;
 
+/** What a terminal would obey: first and last character of each range, in UTF-8 of one length. */
+struct Range {
+  std::string_view first;
+  std::string_view last;
+  unsigned int code;
+};
+constexpr Range ESCAPED[] = {
+    {"\x7F", "\x7F", 0x7F},
+    {"\xC2\x80", "\xC2\x9F", 0x80},
+    {"\xD8\x9C", "\xD8\x9C", 0x61C},
+    {"\xE2\x80\x8E", "\xE2\x80\x8F", 0x200E},
+    {"\xE2\x80\xA8", "\xE2\x80\xAE", 0x2028},
+    {"\xE2\x81\xA6", "\xE2\x81\xA9", 0x2066},
+};
+
+std::string escape(unsigned int code) {
+  char text[8];
+  std::snprintf(text, sizeof text, "\\u%04x", code);
+  return text;
+}
+
+/** Such characters are within a text only, where an escape may stand for any of them. */
+std::string without_controls(const std::string& json) {
+  std::string result;
+  result.reserve(json.size());
+  for (std::size_t at = 0; at < json.size();) {
+    const std::size_t begin = at;
+    for (const Range& range : ESCAPED) {
+      const std::string_view character = std::string_view(json).substr(at, range.first.size());
+      if (character < range.first || character > range.last) continue;
+      result += escape(range.code + static_cast<unsigned char>(character.back()) -
+                       static_cast<unsigned char>(range.first.back()));
+      at += character.size();
+      break;
+    }
+    if (at == begin) result += json[at++];
+  }
+  return result;
+}
+
 }  // namespace
 
 std::string json_text(const Json& json) {
-  return with_escaped_controls(json.dump(INDENT, ' ', false, Json::error_handler_t::replace));
+  return without_controls(json.dump(INDENT, ' ', false, Json::error_handler_t::replace));
 }
 
 void print_json(const Output& output, const Json& json) { output.out << json_text(json) << "\n"; }

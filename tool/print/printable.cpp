@@ -55,30 +55,6 @@ std::string printable(const std::string& text) {
   return result;
 }
 
-std::string printable_lines(const std::string& text) {
-  std::string lines;
-  std::size_t begin = 0;
-  for (std::size_t end = 0; (end = text.find('\n', begin)) != std::string::npos; begin = end + 1) {
-    lines += printable(text.substr(begin, end - begin)) + "\n";
-  }
-  return lines + printable(text.substr(begin));
-}
-
-std::string with_escaped_controls(const std::string& json) {
-  std::string escaped;
-  const char* copied = json.c_str();
-  const char* const end = copied + json.size();
-  for (const char* at = copied; at != end; at = g_utf8_next_char(at)) {
-    const gunichar c = g_utf8_get_char(at);
-    if (c < 0x7F || !(is_control(c) || is_line_end(c) || turns_direction(c))) continue;
-    char text[8];
-    g_snprintf(text, sizeof text, "\\u%04x", c);
-    escaped.append(copied, at).append(text);
-    copied = g_utf8_next_char(at);
-  }
-  return escaped.append(copied, end);
-}
-
 int display_width(const std::string& printableText) {
   int width = 0;
   for (const char* at = printableText.c_str(); *at != '\0'; at = g_utf8_next_char(at)) {

@@ -10,15 +10,6 @@ namespace msg_tarvel::tool {
  */
 std::string printable(const std::string& text);
 
-/** The same, line by line. */
-std::string printable_lines(const std::string& text);
-
-/**
- * The text of a JSON value with what `printable` takes out written as \uXXXX, where that is not
- * done already: DEL, the controls above it and what turns the direction.
- */
-std::string with_escaped_controls(const std::string& json);
-
 /** The columns that a printable text takes on a terminal. */
 int display_width(const std::string& printableText);
 

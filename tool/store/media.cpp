@@ -5,11 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <memory>
-#include <string_view>
 
 #include "exit_status.h"
 #include "helpers/statements.h"
@@ -25,29 +24,20 @@ constexpr mode_t GROUP_MAY_ADD_FILES = 0070;
 
 constexpr int OPEN_DIRECTORY = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
-/** Removes the digits at the beginning of a text; false for none. */
-bool skip_digits(std::string_view& text) {
-  const std::size_t count = std::min(text.find_first_not_of("0123456789"), text.size());
-  text.remove_prefix(count);
-  return count > 0;
-}
-
-bool skip(std::string_view& text, char character) {
-  if (text.empty() || text.front() != character) return false;
-  text.remove_prefix(1);
-  return true;
-}
-
-/** <message>-<part>.<extension>, or with another "-<number>" before the point. */
-bool is_kept_file(std::string_view name) {
-  if (!skip_digits(name) || !skip(name, '-') || !skip_digits(name)) return false;
-  if (skip(name, '-') && !skip_digits(name)) return false;
-  return skip(name, '.') && !name.empty();
-}
-
 struct DirectoryCloser {
   void operator()(DIR* directory) const { closedir(directory); }
 };
+
+std::vector<std::string> staged_files(const std::string& directory) {
+  std::vector<std::string> names;
+  const int descriptor = open(directory.c_str(), OPEN_DIRECTORY);
+  if (descriptor == -1) return names;
+  const std::unique_ptr<DIR, DirectoryCloser> stream(fdopendir(descriptor));
+  while (const dirent* const entry = readdir(stream.get())) {
+    if (is_staged_file(entry->d_name)) names.emplace_back(entry->d_name);
+  }
+  return names;
+}
 
 }  // namespace
 
@@ -86,31 +76,27 @@ NamedFiles read_named_files() {
 
 bool is_staged_file(const std::string& name) { return name.rfind(STAGED_PREFIX, 0) == 0; }
 
-bool is_import_file(const std::string& name) { return is_staged_file(name) || is_kept_file(name); }
-
-std::vector<std::string> files_of_imports(const std::string& directory) {
-  std::vector<std::string> names;
-  const int descriptor = open(directory.c_str(), OPEN_DIRECTORY);
-  if (descriptor == -1) return names;
-  const std::unique_ptr<DIR, DirectoryCloser> stream(fdopendir(descriptor));
-  while (const dirent* const entry = readdir(stream.get())) {
-    std::string name = entry->d_name;
-    if (is_import_file(name)) names.push_back(std::move(name));
-  }
-  std::sort(names.begin(), names.end());
-  return names;
+std::string settled_name(const std::string& stagedName) {
+  return stagedName.substr(std::strlen(STAGED_PREFIX));
 }
 
-std::vector<std::string> remove_left_files(const std::string& directory) {
-  std::vector<std::string> names = files_of_imports(directory);
-  if (names.empty()) return names;
+bool settle_file(int directory, const std::string& stagedName) {
+  return renameat2(directory, stagedName.c_str(), directory, settled_name(stagedName).c_str(),
+                   RENAME_NOREPLACE) == 0;
+}
+
+void settle_left_files(const std::string& directory) {
+  const std::vector<std::string> names = staged_files(directory);
+  if (names.empty()) return;
   const NamedFiles named = read_named_files();
   const OpenDirectory opened(directory);
-  const auto stays = [&](const std::string& name) {
-    return named.contains(name) || unlinkat(opened.descriptor(), name.c_str(), 0) != 0;
-  };
-  names.erase(std::remove_if(names.begin(), names.end(), stays), names.end());
-  return names;
+  for (const std::string& name : names) {
+    if (named.contains(settled_name(name))) {
+      settle_file(opened.descriptor(), name);
+    } else {
+      unlinkat(opened.descriptor(), name.c_str(), 0);
+    }
+  }
 }
 
 }  // namespace msg_tarvel::tool

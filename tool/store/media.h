@@ -61,23 +61,25 @@ class NamedFiles {
 /** What the rows of the store name now. Throws StoreError. */
 NamedFiles read_named_files();
 
-/** How the names of files begin that an import has not decided on yet. */
+/**
+ * What stands before a file's name until the rows that name it are committed. So a file that an
+ * import left when it was killed is known for one, whatever has become of the rows.
+ */
 constexpr const char* STAGED_PREFIX = "incoming-";
 
-/** Whether the file has a name as imports give them. */
-bool is_import_file(const std::string& name);
-
-/** Whether an import has not decided on the file yet. */
 bool is_staged_file(const std::string& name);
 
-/** The names of the files in `directory` that have names as imports give them, in order. */
-std::vector<std::string> files_of_imports(const std::string& directory);
+/** The name that a staged file gets. */
+std::string settled_name(const std::string& stagedName);
+
+/** Gives the file its name, in the directory of that descriptor; false when that is not possible.
+ */
+bool settle_file(int directory, const std::string& stagedName);
 
 /**
- * Removes the files that an import left when it was killed: those of imports that no row of the
- * store names; returns their names. Within a transaction of the caller's, so that no other import
- * is under way.
+ * Settles the files that an import left when it was killed: those that a row names get that name,
+ * the others are removed. Within a transaction of the caller's, so that no import is under way.
  */
-std::vector<std::string> remove_left_files(const std::string& directory);
+void settle_left_files(const std::string& directory);
 
 }  // namespace msg_tarvel::tool

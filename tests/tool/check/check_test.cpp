@@ -135,6 +135,15 @@ TEST_F(CheckTest, FindsNothingInAWholeStore) {
   EXPECT_EQ(check().wanted().size(), std::size(KINDS));
 }
 
+TEST(Kinds, AreExplainedInTheDocuments) {
+  const std::string page = read_file(DATABASE_PAGE);
+  for (const KindDescription& kind : KINDS) {
+    const std::string row = std::string("| `") + kind.name + "` | " + kind.description + " | " +
+                            (kind.repair ? kind.repair : "left") + " |\n";
+    EXPECT_NE(page.find(row), std::string::npos) << row;
+  }
+}
+
 TEST_F(CheckTest, Conversations) {
   expectMended("UPDATE msg_conversation_table SET msgCnt = 4 WHERE convId = 1;", {"counters"});
   EXPECT_EQ(ask("SELECT msgCnt FROM msg_conversation_table WHERE convId = 1;"), "3");
@@ -230,7 +239,9 @@ TEST_F(CheckTest, Files) {
     static_cast<void>(chown(path.c_str(), getuid(), STORE_GROUP) == 0);
   };
   expectFound([&] { leave("incoming-1-2"); }, {"unnamed-files"}, {});
-  expectFound([&] { leave("9-1.png"); }, {"unnamed-files"}, {});
+  expectFound([&] { leave("9-1.png"); }, {"unnamed-files"}, {"unnamed-files"});
+  expectFound([] { fs::rename(picture(), media_directory() + "/incoming-5-1.png"); },
+              {"missing-files"}, {});
   expectFound([&] { leave("note.txt"); }, {"unnamed-files"}, {"unnamed-files"});
   expectFound([] { fs::remove(journal()); }, {"journal"}, {});
   expectFound([] { Database(file()).execute("PRAGMA journal_mode = WAL;"); }, {"journal"}, {});

@@ -79,7 +79,7 @@ TEST_F(Repair, MendsWhatItCanAndTellsTheRest) {
   const ProcessResult dry = run({"repair", "--dry-run"});
   EXPECT_EQ(dry.status, 1);
   EXPECT_EQ(dry.out,
-            "would mend: counters, 1\nwould leave: no-messages, 1\n"
+            "would try: counters, 1\nwould leave: no-messages, 1\n"
             "no-messages: conversation 9: has no messages\n");
   EXPECT_TRUE(read_file(dbFile()) == before);
   EXPECT_EQ(backups().size(), 0U);
