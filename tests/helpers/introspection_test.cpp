@@ -38,15 +38,18 @@ TEST(Introspection, HasEveryCommandWithItsSignature) {
 
 TEST(Introspection, NamesParameters) {
   const std::string xml = introspection_xml(MsgIPC());
-  for (const char* part :
-       {"<!DOCTYPE node PUBLIC \"-//freedesktop//DTD D-BUS Object Introspection 1.0//EN\"\n",
-        "    <method name=\"read_message\">\n"
-        "      <arg direction=\"in\" name=\"msgId\" type=\"i\"/>\n"
-        "      <arg direction=\"in\" name=\"convId\" type=\"i\"/>\n"
-        "    </method>\n",
-        "      <arg direction=\"in\" name=\"parameter2\" type=\"s\"/>\n",
-        "      <arg direction=\"out\" name=\"newMsgId\" type=\"i\"/>\n",
-        "    <method name=\"nms_handle_resetbox\"/>\n"}) {
+  const std::string twoParameters =
+      "    <method name=\"read_message\">\n"
+      "      <arg direction=\"in\" name=\"msgId\" type=\"i\"/>\n"
+      "      <arg direction=\"in\" name=\"convId\" type=\"i\"/>\n"
+      "    </method>\n";
+  for (const std::string& part :
+       {std::string("<!DOCTYPE node PUBLIC \"-//freedesktop//DTD D-BUS Object Introspection "
+                    "1.0//EN\"\n"),
+        twoParameters,
+        std::string("      <arg direction=\"in\" name=\"parameter2\" type=\"s\"/>\n"),
+        std::string("      <arg direction=\"out\" name=\"newMsgId\" type=\"i\"/>\n"),
+        std::string("    <method name=\"nms_handle_resetbox\"/>\n")}) {
     EXPECT_NE(xml.find(part), std::string::npos) << part;
   }
 }

@@ -31,23 +31,25 @@ std::string escape(unsigned int code) {
   return text;
 }
 
+/** With which bytes the ranges begin. */
+constexpr const char* FIRST_BYTES = "\x7F\xC2\xD8\xE2";
+
 /** Such characters are within a text only, where an escape may stand for any of them. */
 std::string without_controls(const std::string& json) {
   std::string result;
-  result.reserve(json.size());
-  for (std::size_t at = 0; at < json.size();) {
-    const std::size_t begin = at;
+  std::size_t copied = 0;
+  for (std::size_t at = 0; (at = json.find_first_of(FIRST_BYTES, at)) != std::string::npos; ++at) {
     for (const Range& range : ESCAPED) {
       const std::string_view character = std::string_view(json).substr(at, range.first.size());
       if (character < range.first || character > range.last) continue;
+      result.append(json, copied, at - copied);
       result += escape(range.code + static_cast<unsigned char>(character.back()) -
                        static_cast<unsigned char>(range.first.back()));
-      at += character.size();
+      copied = at + character.size();
       break;
     }
-    if (at == begin) result += json[at++];
   }
-  return result;
+  return result.append(json, copied, std::string::npos);
 }
 
 }  // namespace

@@ -31,8 +31,8 @@ class Table {
    * no sense, at once; to 0: it goes.
    */
   struct Step {
-    std::size_t column;
-    int width;
+    std::size_t column = 0;
+    int width = 0;
     bool isAtOnce = false;
   };
 

@@ -24,7 +24,7 @@ class Find : public ToolTest {
     numbers.insert(numbers.begin(), {"find", "--explain", "--json"});
     const ProcessResult result = run(numbers);
     EXPECT_EQ(result.err, "");
-    const auto json = nlohmann::json::parse(result.out, nullptr, false);
+    auto json = nlohmann::json::parse(result.out, nullptr, false);
     EXPECT_EQ(result.status, json["found"].is_null() ? 1 : 0);
     return json;
   }

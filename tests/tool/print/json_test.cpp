@@ -16,14 +16,15 @@ std::string printed(const std::vector<Json>& items, int depth = 0) {
 }
 
 TEST(JsonText, EscapesWhatATerminalObeys) {
-  EXPECT_EQ(json_text("a\x1B[31m\x7F\xC2\x85\xC2\x9F\u061C\u200E\u200F\u2028\u202E\u2066\u2069z"),
-            "\"a\\u001b[31m\\u007f\\u0085\\u009f\\u061c\\u200e\\u200f\\u2028\\u202e\\u2066\\u2069z"
-            "\"");
+  const std::string turning =
+      "\xD8\x9C\xE2\x80\x8E\xE2\x80\x8F\xE2\x80\xAE\xE2\x81\xA6\xE2\x81\xA9";
+  EXPECT_EQ(json_text(turning), "\"\\u061c\\u200e\\u200f\\u202e\\u2066\\u2069\"");
+  EXPECT_EQ(json_text("a\x1B[m\x7F\xC2\x85\xC2\x9F"), "\"a\\u001b[m\\u007f\\u0085\\u009f\"");
   const std::string harmless =
       "\u00A0 ü 지금 👨‍👩‍👧 \u200B \u200D \u202F \u2065 \u206A";
   EXPECT_EQ(json_text(harmless), "\"" + harmless + "\"");
   EXPECT_EQ(json_text("\xFF<"), "\"\uFFFD<\"");
-  EXPECT_EQ(Json::parse(json_text("\u202E\x7F")), Json("\u202E\x7F"));
+  EXPECT_EQ(Json::parse(json_text("\xE2\x80\xAE\x7F")), Json("\xE2\x80\xAE\x7F"));
 }
 
 TEST(JsonList, IsWhatTheWholeWouldBe) {
