@@ -48,7 +48,8 @@ int fcntl_that_fails(int file, int command, ...) {
 
 }  // namespace
 
-// In front of the C library's: only SQLite calls it here.
+// In front of the C library's, whose parameter has a reserved name: only SQLite calls it here.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" int fdatasync(int file) {
   static const auto real = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "fdatasync"));
   if (!is_due(failingSync)) return real(file);

@@ -118,12 +118,17 @@ TEST_F(HostileStore, ATextBeyondTheLimitEndsACommand) {
   expectFailure(run({"messages"}), "cannot ", ": a text of it is longer than 100 MB");
 }
 
+/** What overrides the direction and what isolates; in pieces, for the sake of who reads this. */
+const std::string OVERRIDE = std::string("\xE2\x80") + "\xAE";
+const std::string ISOLATE = std::string("\xE2\x81") + "\xA7";
+const std::string TURNING = OVERRIDE + ISOLATE;
+
 /** Everything that a terminal would obey: C0, DEL, C1 and what turns the direction. */
-const std::string CONTROLS = "\033[2J\x7F\xC2\x9B\xD8\x9C\xE2\x80\xAE\xE2\x81\xA7";
+const std::string CONTROLS = "\033[2J\x7F\xC2\x9B\xD8\x9C" + TURNING;
 
 bool has_controls(const std::string& text) {
-  for (const std::string one :
-       {"\033", "\x7F", "\xC2\x9B", "\xD8\x9C", "\xE2\x80\xAE", "\xE2\x81\xA7", "\r"}) {
+  for (const std::string& one : {std::string("\033"), std::string("\x7F"), std::string("\xC2\x9B"),
+                                 std::string("\xD8\x9C"), OVERRIDE, ISOLATE, std::string("\r")}) {
     if (text.find(one) != std::string::npos) return true;
   }
   return false;
@@ -151,13 +156,13 @@ TEST_F(HostileStore, ErrorsStayOneHarmlessLine) {
 
 TEST_F(HostileStore, JsonEscapesControls) {
   create();
-  import(sms({{ "body", "\x7F\xC2\x9B\xD8\x9C\xE2\x80\xAE\xE2\x81\xA7 \xC3\xA9" }}));
+  import(sms({{ "body", "\x7F\xC2\x9B\xD8\x9C" + TURNING + " \xC3\xA9" }}));
   const ProcessResult result = run({"messages", "--json"});
   EXPECT_FALSE(has_controls(result.out)) << result.out;
   EXPECT_NE(result.out.find("\\u007f\\u009b\\u061c\\u202e\\u2067 \xC3\xA9"), std::string::npos)
       << result.out;
   EXPECT_EQ(nlohmann::json::parse(result.out)[0]["mainText"],
-            "\x7F\xC2\x9B\xD8\x9C\xE2\x80\xAE\xE2\x81\xA7 \xC3\xA9");
+            "\x7F\xC2\x9B\xD8\x9C" + TURNING + " \xC3\xA9");
 }
 
 }  // namespace
