@@ -9,7 +9,7 @@ export MSG_TARVEL_DATA_DIR
 trap 'rm -rf "$MSG_TARVEL_DATA_DIR"' EXIT
 
 "$prefix/bin/msg-tarvel" create
-"$prefix/bin/msg-tarvel" commands read_message | grep -q read_message
+"$prefix/bin/msg-tarvel" ipc read_message | grep -q read_message
 MANPATH=$prefix/share/man man --where msg-tarvel
 # shellcheck source=/dev/null
 source "$prefix/share/bash-completion/completions/msg-tarvel"

@@ -57,7 +57,7 @@ expect() {
   fi
 }
 
-expect "backup,buffer,check,conversation,create,find,import,info,ipc,message,messages,query,repair,threads" ""
+expect "backup,buffer,check,conversation,create,export,find,generate,import,info,ipc,message,messages,query,repair,threads" ""
 expect "check,conversation,create" "c"
 expect "threads" "--verbose --data-dir /tmp th"
 expect "--data-dir,--help,--help-all,--json,--verbose,--version" "--"
