@@ -33,26 +33,18 @@ _msg_tarvel() {
       _msg_tarvel_files -d
       return
       ;;
-    --media)
-      _msg_tarvel_files -d
-      return
-      ;;
-    --folder)
-      _msg_tarvel_words inbox outbox sent draft all
-      return
-      ;;
     -o | --output)
       _msg_tarvel_files -f
       return
       ;;
-    --seed | --messages | --conversations | --conv | --with | --since | --until | --text | --type | --limit | --format | --own-number | --conv | --with | --since | --until | --text | --type | --limit)
+    --seed | --messages | --conversations | --conv | --with | --since | --until | --text | --type | --limit | --format | --own-number)
       return
       ;;
   esac
 
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
-      --data-dir | --seed | --messages | --conversations | --conv | --with | --since | --until | --text | --folder | --type | --limit | --format | --media | --own-number | --media | --conv | --with | --since | --until | --text | --folder | --type | --limit | -o | --output)
+      --data-dir | --seed | --messages | --conversations | --conv | --with | --since | --until | --text | --folder | --type | --limit | --format | --media | --own-number | -o | --output)
         [ "${COMP_WORDS[i + 1]}" != = ] || ((i++))
         ((i++))
         ;;

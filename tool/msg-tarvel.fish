@@ -14,7 +14,7 @@ function __msg_tarvel_at
             continue
         end
         switch $word
-            case --data-dir --seed --messages --conversations --conv --with --since --until --text --folder --type --limit --format --media --own-number --media --conv --with --since --until --text --folder --type --limit -o --output
+            case --data-dir --seed --messages --conversations --conv --with --since --until --text --folder --type --limit --format --media --own-number -o --output
                 set value yes
             case '-*'
             case '*'

@@ -3,6 +3,7 @@
 #include <msg-tarvel-common/ipc/MsgIPC.h>
 
 #include <algorithm>
+#include <set>
 
 #include "commands/query_names.h"
 #include "filter/folder_words.h"
@@ -65,9 +66,11 @@ std::vector<const CLI::Option*> own_options(const CLI::App& app) {
 
 std::vector<const CLI::Option*> value_options(const CLI::App& program) {
   std::vector<const CLI::Option*> options;
+  std::set<std::string> names;
   for (const auto& [path, app] : paths_of(program)) {
     for (const CLI::Option* const option : options_of(*app)) {
-      if (takes_value(*option)) options.push_back(option);
+      if (takes_value(*option) && names.insert(option->get_name()).second)
+        options.push_back(option);
     }
   }
   return options;

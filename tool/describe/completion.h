@@ -33,7 +33,7 @@ std::vector<const CLI::Option*> options_everywhere(const CLI::App& program);
 /** The options of `app` that do not stand everywhere. */
 std::vector<const CLI::Option*> own_options(const CLI::App& app);
 
-/** Every option that takes a value, of all commands. */
+/** The options that take a value, of all commands; what several have stands here once. */
 std::vector<const CLI::Option*> value_options(const CLI::App& program);
 
 std::string joined(const Words& words, const char* separator);
