@@ -85,8 +85,8 @@ struct ImportOptions {
 };
 
 /**
- * Imports the backup, or the export, `path` into the store, all of it or, when anything throws (Failure,
- * Interrupted), nothing.
+ * Imports the backup, or the export, `path` into the store, all of it or, when anything throws
+ * (Failure, Interrupted), nothing.
  */
 ImportSummary import_backup(const std::string& path, const ImportOptions& options);
 
