@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
-#include <sstream>
 
 #include "commands/commands.h"
 #include "commands/suggestion.h"
@@ -61,14 +60,12 @@ void CommandLine::useDataDir() const {
   setenv(DATA_DIR_VARIABLE, std::filesystem::absolute(dataDir).c_str(), 1);
 }
 
-/** Prints help, or what is wrong in lines that no argument can add to or turn. */
+/** Prints help, or what is wrong in a line that no argument can end or turn. */
 int CommandLine::_exit(const CLI::ParseError& error) const {
   const std::string suggestion = suggestion_for(_app);
   if (!suggestion.empty()) throw UsageError(suggestion);
-  std::ostringstream complaint;
-  if (_app.exit(error, std::cout, complaint) == 0) return FOUND;
-  std::istringstream lines(complaint.str());
-  for (std::string line; std::getline(lines, line);) std::cerr << printable(line) << "\n";
+  if (error.get_exit_code() == 0) return _app.exit(error);
+  std::cerr << printable(error.what()) << "\nRun with --help or --help-all for more information.\n";
   return USAGE_ERROR;
 }
 

@@ -45,8 +45,8 @@ int __dlog_print(log_id_t /*unused*/, int /*unused*/, const char* /*unused*/,
                  const char* /*unused*/, ...) {
   return 0;
 }
-int vconf_get_int(const char* /*unused*/, int* value) {
-  *value = digits;
+int vconf_get_int(const char* /*in_key*/, int* intval) {
+  *intval = digits;
   return 0;
 }
 char* vconf_get_str(const char* /*unused*/) { return copy_of(country); }

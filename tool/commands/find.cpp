@@ -13,6 +13,7 @@
 #include "helpers/same_address.h"
 #include "print/items.h"
 #include "print/remark.h"
+#include "store/device_settings.h"
 #include "store/log_sink.h"
 #include "store/read_items.h"
 #include "store/store_view.h"
@@ -28,6 +29,8 @@ struct FindArguments {
 
 /** Finds the conversation with exactly these people, their numbers written in any way. */
 int find(const Output& output, const FindArguments& arguments) {
+  // An explanation shows what cannot be read.
+  if (!arguments.isExplained) require_settings();
   const StoreView view;
   const std::vector<std::string> people = helpers::people_among(arguments.numbers);
   forget_log_errors();

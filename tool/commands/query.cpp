@@ -320,8 +320,9 @@ int run_query(const Output& output, const std::vector<std::string>& words) {
   const Answer answer = query->run(QueryArguments(rest));
   print_answer(output, *query, answer);
   const int status = status_of(answer.result);
-  if (status != FOUND)
+  if (status != FOUND) {
     remark(with_log_failure(std::string(query->name) + ": " + db::db_error_text(answer.result)));
+  }
   return status;
 }
 

@@ -16,6 +16,7 @@
 #include "import/interrupt.h"
 #include "print/findings.h"
 #include "print/printable.h"
+#include "store/database.h"
 #include "store/online_backup.h"
 #include "store/store.h"
 #include "store/store_paths.h"
@@ -80,10 +81,24 @@ Repair mend_store(const std::string& path, const RepairArguments& arguments) {
   if (arguments.isDryRun || repair.left.all().size() == repair.before.all().size()) return repair;
   repair.backup = backup_path();
   back_up(path, repair.backup);
-  mend(repair.before);
+  try {
+    mend(repair.before);
+  } catch (...) {
+    std::filesystem::remove(repair.backup);
+    throw;
+  }
   repair.left = Findings(kinds);
   check_copy(path, repair.left);
   return repair;
+}
+
+/** The same, with the store's name in what goes wrong in its database. */
+Repair mend_named_store(const std::string& path, const RepairArguments& arguments) {
+  try {
+    return mend_store(path, arguments);
+  } catch (const DatabaseFailure& failure) {
+    throw Failure("cannot mend " + path + ": " + failure.what());
+  }
 }
 
 Json json_of(const Repair& repair) {
@@ -119,7 +134,7 @@ void print_text(std::ostream& out, const Repair& repair, bool isDryRun) {
 int repair_store(const Output& output, const RepairArguments& arguments) {
   const std::string path = require_store();
   const Repair repair =
-      interruptible("nothing was changed", [&] { return mend_store(path, arguments); });
+      interruptible("nothing was changed", [&] { return mend_named_store(path, arguments); });
   if (output.json) {
     print_json(output, json_of(repair));
   } else {

@@ -69,8 +69,8 @@ std::vector<const CLI::Option*> value_options(const CLI::App& program) {
   std::set<std::string> names;
   for (const auto& [path, app] : paths_of(program)) {
     for (const CLI::Option* const option : options_of(*app)) {
-      if (takes_value(*option) && names.insert(option->get_name()).second)
-        options.push_back(option);
+      if (!takes_value(*option)) continue;
+      if (names.insert(option->get_name()).second) options.push_back(option);
     }
   }
   return options;

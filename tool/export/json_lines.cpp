@@ -147,7 +147,9 @@ class LineWriter {
     Json files = Json::object();
     for (const char* const column : FILE_COLUMNS) {
       const Json path = row.value(column, Json());
-      if (path.is_string() && path != "") _addFile(files, column, path.get<std::string>());
+      if (!path.is_string()) continue;
+      const auto name = path.get<std::string>();
+      if (!name.empty()) _addFile(files, column, name);
     }
     if (!files.empty()) row["files"] = std::move(files);
     return row;

@@ -123,8 +123,9 @@ class XmlWriter {
     const std::vector<std::string> people = _peopleOf(message);
     const bool isMultimedia = text_in(message, "msgType") == "mms";
     if (isMultimedia || people.size() > 1) {
-      if (!isMultimedia)
+      if (!isMultimedia) {
         ++_leftOut["texts to groups, which became multimedia messages: their kind"];
+      }
       _writeMms(message, people);
     } else {
       _writeSms(message, people);
@@ -246,8 +247,9 @@ class XmlWriter {
 
   void _open(const char* element, const Attributes& attributes) {
     _out << "<" << element;
-    for (const auto& [name, value] : attributes)
+    for (const auto& [name, value] : attributes) {
       _out << " " << name << "=\"" << _escaped(value) << "\"";
+    }
   }
 
   std::string _escaped(const std::string& text) {

@@ -14,6 +14,7 @@
 #include "helpers/same_address.h"
 #include "helpers/store_error.h"
 #include "print/printable.h"
+#include "store/device_settings.h"
 
 namespace msg_tarvel::tool {
 
@@ -84,6 +85,7 @@ std::vector<int> conversations_with(const std::vector<std::string>& numbers) {
 }
 
 std::string conditions_of(const MessageFilter& filter) {
+  if (!filter.people.empty()) require_settings();
   std::string conditions = folder_condition(filter.folder);
   const auto add = [&conditions](const std::string& one) { conditions += " AND " + one; };
   if (!filter.conversations.empty()) add("convId IN (" + listed(filter.conversations) + ")");

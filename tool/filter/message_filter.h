@@ -45,7 +45,7 @@ void declare_filter(CLI::App& app, MessageFilter& filter);
  */
 class MatchingMessages {
  public:
-  /** Throws StoreError. */
+  /** Throws StoreError; Failure when people are wanted and the settings cannot be read. */
   explicit MatchingMessages(const MessageFilter& filter);
 
   /** None at the end. Throws StoreError. */

@@ -46,7 +46,8 @@ class Fields {
   int rows() const { return _rows; }
   /** 0 to 255 */
   int value(int column, int row, int colour) const {
-    return _values[static_cast<std::size_t>((row * _columns + column) * COLOURS + colour)];
+    const int index = (row * _columns + column) * COLOURS + colour;
+    return _values[static_cast<std::size_t>(index)];
   }
   int pixel(int x, int y, int colour) const { return value(x / SIDE, y / SIDE, colour); }
 

@@ -101,14 +101,26 @@ void OwnNumbers::observe(const BackupMessage& message) {
   if (message.box.empty() && message.transfer.empty() && box != SENT) return;
   if (!message.isMultimedia) {
     if (box != RECEIVED) return;
-    for (const std::string& address : listed_addresses(message)) _senders.add(address);
+    for (const std::string& address : listed_addresses(message)) _others.add(address);
   } else if (box == RECEIVED) {
     _observeReceived(message);
   } else if (!box.empty()) {
-    for (const BackupAddress& entry : message.addresses) {
-      if (entry.type == ADDRESS_FROM) add(entry.address, OwnNumberSource::BACKUP);
+    _observeSent(message);
+  }
+}
+
+/** Of several who are written to, none is the owner; but a note may be to oneself. */
+void OwnNumbers::_observeSent(const BackupMessage& message) {
+  Union recipients;
+  for (const BackupAddress& entry : message.addresses) {
+    if (entry.type == ADDRESS_FROM) {
+      add(entry.address, OwnNumberSource::BACKUP);
+    } else {
+      recipients.add({normalised_address(entry.address)});
     }
   }
+  if (recipients.participants().size() < 2) return;
+  for (const Participant& one : recipients.participants()) _others.add(one.address);
 }
 
 OwnNumbers::Recipient& OwnNumbers::_recipient(const std::string& address) {
@@ -119,7 +131,7 @@ OwnNumbers::Recipient& OwnNumbers::_recipient(const std::string& address) {
 void OwnNumbers::_observeReceived(const BackupMessage& message) {
   if (message.transfer == NOTIFICATION) return;
   const std::string sender = sender_named_by(message);
-  if (!sender.empty()) _senders.add(sender);
+  if (!sender.empty()) _others.add(sender);
 
   AddressSet listed;
   for (const std::string& address : listed_addresses(message)) listed.add(address);
@@ -151,7 +163,7 @@ void OwnNumbers::_observeReceived(const BackupMessage& message) {
 /** A list of two with the sender is that of a group of three; of several, that of a phone. */
 bool OwnNumbers::_isOnlyRecipient(const std::string& number, const Recipient& recipient) const {
   return recipient.alone > 0 && (recipient.aloneUnlisted > 0 || recipient.isAloneFromOthers) &&
-         !_senders.contains(number);
+         !_others.contains(number);
 }
 
 void OwnNumbers::conclude() {
@@ -165,7 +177,7 @@ void OwnNumbers::conclude() {
       named += recipient.named;
     }
     const bool isInEveryGroup = _groupMessages > 0 && recipient.unlistedInGroups == _groupMessages;
-    if (isInEveryGroup && !_senders.contains(number)) unlisted.push_back(number);
+    if (isInEveryGroup && !_others.contains(number)) unlisted.push_back(number);
   }
   // A phone that writes its number writes it nearly always; where it is missing, the one recipient
   // of a message is the third in a group.

@@ -25,7 +25,8 @@ enum class OwnNumberSource { OPTION, SIM_CARD, BACKUP };
  * Beside the numbers that are known, a backup shows them: as the sender of a sent message; as the
  * one recipient of received messages, when nearly all of those name it; or else as the number that
  * every received group message is addressed to although it is not in the message's own list. Who
- * sends to the owner, a text or a message, is not the owner.
+ * sends to the owner, a text or a message, is not the owner, nor who gets one of the owner's beside
+ * others.
  */
 class OwnNumbers {
  public:
@@ -57,6 +58,7 @@ class OwnNumbers {
   };
 
   void _observeReceived(const BackupMessage& message);
+  void _observeSent(const BackupMessage& message);
   Recipient& _recipient(const std::string& address);
   bool _isOnlyRecipient(const std::string& number, const Recipient& recipient) const;
   bool _isOfNearlyAll(long messages) const { return 10 * messages >= 9 * _received; }
@@ -64,7 +66,8 @@ class OwnNumbers {
   bool _isGuessing = true;
   helpers::AddressSet _numbers;
   std::map<std::string, OwnNumberSource> _sources;
-  helpers::AddressSet _senders;
+  /** Who sends to the owner, or is written to together with another. */
+  helpers::AddressSet _others;
   helpers::AddressSet _recipientNumbers;
   std::map<std::string, Recipient> _recipients;
   long _received = 0;

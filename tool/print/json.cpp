@@ -16,6 +16,7 @@ struct Range {
   std::string_view last;
   unsigned int code;
 };
+// NOLINTBEGIN(misc-misleading-bidirectional): what is to be escaped
 constexpr Range ESCAPED[] = {
     {"\x7F", "\x7F", 0x7F},
     {"\xC2\x80", "\xC2\x9F", 0x80},
@@ -24,6 +25,7 @@ constexpr Range ESCAPED[] = {
     {"\xE2\x80\xA8", "\xE2\x80\xAE", 0x2028},
     {"\xE2\x81\xA6", "\xE2\x81\xA9", 0x2066},
 };
+// NOLINTEND(misc-misleading-bidirectional)
 
 std::string escape(unsigned int code) {
   char text[8];
@@ -42,14 +44,14 @@ std::string without_controls(const std::string& json) {
     for (const Range& range : ESCAPED) {
       const std::string_view character = std::string_view(json).substr(at, range.first.size());
       if (character < range.first || character > range.last) continue;
-      result.append(json, copied, at - copied);
+      result += json.substr(copied, at - copied);
       result += escape(range.code + static_cast<unsigned char>(character.back()) -
                        static_cast<unsigned char>(range.first.back()));
       copied = at + character.size();
       break;
     }
   }
-  return result.append(json, copied, std::string::npos);
+  return result + json.substr(copied);
 }
 
 }  // namespace

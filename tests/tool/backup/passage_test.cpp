@@ -34,7 +34,7 @@ TEST(Passage, LetsTheBeginningPass) {
 
 TEST(Passage, CutsNeitherAReferenceNorACharacter) {
   const std::string rest(200, 'x');
-  for (std::size_t size : {1, 7, 1000}) {
+  for (const std::size_t size : {1U, 7U, 1000U}) {
     EXPECT_EQ(passed("ab&#128514; more" + rest, 4, size), "ab&#128514;");
     std::string korean;
     for (int i = 0; i < 100; ++i) korean += "가";

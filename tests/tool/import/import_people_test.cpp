@@ -33,6 +33,20 @@ TEST_F(ImportPeople, AGroupDoesNotLandInAPrivateThread) {
   EXPECT_EQ(peopleOf("mms"), three + three);
 }
 
+TEST_F(ImportPeople, WhoIsWrittenToBesideAnotherIsNotTheOwner) {
+  // Silent, and in every group of two senders.
+  std::string elements;
+  for (int i = 1; i <= 10; ++i) {
+    elements += from(FRIEND, THIRD, i) + from(OWN, THIRD, 100 + i);
+  }
+  const std::string sent =
+      mms({{"address", std::string(FRIEND) + "~" + THIRD}, {"msg_box", "2"}, {"date", "900"}},
+          text_part("mine"), addrs({{137, "insert-address-token"}, {151, FRIEND}, {151, THIRD}}));
+  const nlohmann::json summary = import(elements + sent);
+  EXPECT_EQ(summary["ownNumbers"], nlohmann::json::array());
+  EXPECT_EQ(summary["conversationsCreated"], 2);
+}
+
 TEST_F(ImportPeople, WhoSendsTextsIsNotTheOwner) {
   // Alone, unlisted and in all messages, but a sender of texts.
   const std::string message = mms({{"address", FRIEND}, {"date", "1"}}, text_part("a"),
@@ -156,6 +170,8 @@ TEST_F(ImportPeople, SettingsThatCannotBeReadAreAnError) {
                 "cannot read the device's settings: The setting "
                 "db/contacts-svc/phonenumber_min_match_digit");
   EXPECT_EQ(rows("SELECT count(*) FROM msg_message_table;"), "0\n");
+  expectFailure(run({"find", FRIEND}), "cannot read the device's settings: ");
+  expectFailure(run({"messages", "--with", FRIEND}), "cannot read the device's settings: ");
 }
 
 }  // namespace

@@ -145,6 +145,10 @@ TEST_F(HostileStore, ErrorsStayOneHarmlessLine) {
            {"import", folder() + "/" + CONTROLS + "\nmsg-tarvel: forged"},
            {"threads", "--data-dir", folder() + "/" + CONTROLS + "\nmsg-tarvel: forged"},
            {"threads", "--" + CONTROLS + "\r"},
+           {"messages", "--folder", CONTROLS + "\nmsg-tarvel: forged"},
+           {"messages", "--since", CONTROLS + "\nmsg-tarvel: forged"},
+           {"message", CONTROLS + "\nmsg-tarvel: forged"},
+           {"info", CONTROLS + "\nmsg-tarvel: forged"},
            {CONTROLS}}) {
     const ProcessResult result = run(command);
     EXPECT_NE(result.status, 0);
