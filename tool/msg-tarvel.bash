@@ -97,7 +97,7 @@ _msg_tarvel() {
       options='-h --help --help-all --version --data-dir --json --verbose --conv --with --since --until --text --folder --unread --failed --type --limit --ascending'
       ;;
     'conversation')
-      options='-h --help --help-all --version --data-dir --json --verbose'
+      options='-h --help --help-all --version --data-dir --json --verbose --with --since --until --text --folder --unread --failed --type --limit'
       ;;
     'message')
       options='-h --help --help-all --version --data-dir --json --verbose'

@@ -88,6 +88,15 @@ complete -c msg-tarvel -n '__msg_tarvel_at messages' -l failed -d 'Only what cou
 complete -c msg-tarvel -n '__msg_tarvel_at messages' -l type -d 'Only of this type, such as sms or mms' -r -f
 complete -c msg-tarvel -n '__msg_tarvel_at messages' -l limit -d 'At most so many; 0: all (the default)' -r -f
 complete -c msg-tarvel -n '__msg_tarvel_at messages' -l ascending -d 'Oldest first'
+complete -c msg-tarvel -n '__msg_tarvel_at conversation' -l with -d 'Only of conversations with this person, the number in any form; given again, with that one too' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at conversation' -l since -d 'Only from this day or moment on: 2026-03-01, 2026-03-01T14:30, yesterday, 12h, 7d' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at conversation' -l until -d 'Only up to this day or moment, the whole of that day too' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at conversation' -l text -d 'Only with this in the text, the subject or a part, in upper or lower case' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at conversation' -l folder -d 'Only in this folder: inbox, outbox, sent, draft, a number, or all, hidden ones too' -r -f -a 'inbox outbox sent draft all'
+complete -c msg-tarvel -n '__msg_tarvel_at conversation' -l unread -d 'Only received and not read'
+complete -c msg-tarvel -n '__msg_tarvel_at conversation' -l failed -d 'Only what could not be sent'
+complete -c msg-tarvel -n '__msg_tarvel_at conversation' -l type -d 'Only of this type, such as sms or mms' -r -f
+complete -c msg-tarvel -n '__msg_tarvel_at conversation' -l limit -d 'At most so many; 0: all (the default)' -r -f
 complete -c msg-tarvel -n '__msg_tarvel_at find' -l explain -d 'Say how the numbers are compared, and with which of the store\'s'
 complete -c msg-tarvel -n '__msg_tarvel_at query' -f -a 'db_get_message db_get_message_list db_get_standalone_messages db_get_messages_by_time db_get_unsynced_messages db_get_deleted_messages db_check_thread_address_exist db_get_thread db_get_threads db_get_conversation db_get_conversations db_get_addresses db_get_sim_infos db_get_contents db_get_sending_msg_content_info db_get_sending_file_content_info db_get_nms_msg_meta db_has_download_required_message db_get_uncorrelated_nms_msg_metas db_get_sync_required_nms_msg_metas db_get_download_required_nms_msg_metas db_get_subscription_info'
 complete -c msg-tarvel -n '__msg_tarvel_at ipc' -f -a 'read_message read_thread delete_message delete_thread delete_threads set_active_thread_id send_change_sms_application_request add_message send_message resend_message show_on_device get_content_file send_content_file restore_block_message update_group_chat_address export_to_phone update_retrieve_mms_message nms_add_message nms_delete_message_by_time nms_send_message nms_resend_message nms_add_msg_meta nms_update_msg_meta nms_delete_msg_meta nms_delete_invalid_msg_meta nms_handle_resetbox nms_download_mms nms_update_message_network_status nms_update_subscription_info'

@@ -141,6 +141,15 @@ _msg-tarvel-messages() {
 
 _msg-tarvel-conversation() {
   local -a own=(
+    '*--with=[Only of conversations with this person, the number in any form; given again, with that one too]:NUMBER: '
+    '--since=[Only from this day or moment on: 2026-03-01, 2026-03-01T14:30, yesterday, 12h, 7d]:TIME: '
+    '--until=[Only up to this day or moment, the whole of that day too]:TIME: '
+    '--text=[Only with this in the text, the subject or a part, in upper or lower case]:TEXT: '
+    '--folder=[Only in this folder: inbox, outbox, sent, draft, a number, or all, hidden ones too]:FOLDER:(inbox outbox sent draft all)'
+    '--unread[Only received and not read]'
+    '--failed[Only what could not be sent]'
+    '--type=[Only of this type, such as sms or mms]:TYPE: '
+    '--limit=[At most so many; 0: all (the default)]:N\:INT in [0 - 2147483647]: '
     ':ID: '
   )
   _arguments $everywhere $own

@@ -29,11 +29,9 @@ void check_copy(const std::string& path, Findings& findings) {
   const bool isBeingWritten = wasBeingWritten || is_being_written(path);
 
   const StoreCopy copy(path);
-  const bool isWriteAhead = is_write_ahead(copy.database());
-  if (isWriteAhead) end_write_ahead(copy.database());
   const Database database(copy.database());
   check_store({database, data_directory(), mediaFiles, isBeingWritten, copy.isRollbackPending(),
-               isWriteAhead},
+               copy.isWriteAhead()},
               findings);
 }
 

@@ -62,19 +62,17 @@ void declare_messages(CommandSet& commands) {
 }
 
 void declare_conversation(CommandSet& commands) {
-  const auto convId = std::make_shared<int>(0);
-  commands
-      .add("conversation", "Lists the messages of a conversation, oldest first",
-           "msg-tarvel conversation 3\n\nThe same as messages --conv 3 --ascending.",
-           [convId](const Output& output) {
-             MessageFilter filter;
-             filter.conversations = {*convId};
-             filter.ascending = true;
-             return list_messages(output, filter);
-           })
-      .add_option("ID", *convId, "The conversation, as 'threads' lists it")
+  const auto filter = std::make_shared<MessageFilter>();
+  filter->ascending = true;
+  filter->conversations.resize(1);
+  CLI::App& app = commands.add(
+      "conversation", "Lists the messages of a conversation, oldest first",
+      "msg-tarvel conversation 3 --unread\n\nThe same as messages --conv 3 --ascending --unread.",
+      [filter](const Output& output) { return list_messages(output, *filter); });
+  app.add_option("ID", filter->conversations.front(), "The conversation, as 'threads' lists it")
       ->required()
       ->check(CLI::Range(0, INT_MAX));
+  declare_filter_within_conversation(app, *filter);
 }
 
 void declare_message(CommandSet& commands) {

@@ -118,6 +118,10 @@ void declare_filter(CLI::App& app, MessageFilter& filter) {
       ->delimiter(',')
       ->allow_extra_args(false)
       ->check(CLI::Range(0, INT_MAX));
+  declare_filter_within_conversation(app, filter);
+}
+
+void declare_filter_within_conversation(CLI::App& app, MessageFilter& filter) {
   app.add_option("--with", filter.people,
                  "Only of conversations with this person, the number in any form; given again, "
                  "with that one too")

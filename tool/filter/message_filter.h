@@ -38,6 +38,8 @@ bool is_unsaid(const MessageFilter& filter);
 
 /** Declares the words on a command; `filter` outlives it. */
 void declare_filter(CLI::App& app, MessageFilter& filter);
+/** The same but for the conversations, which the command knows. */
+void declare_filter_within_conversation(CLI::App& app, MessageFilter& filter);
 
 /**
  * The ids of the messages that a filter lets pass, one by one, in the order of their times; those

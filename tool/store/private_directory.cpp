@@ -25,14 +25,17 @@ struct {
   std::string dbspace;
   std::string database;
   std::string journal;
+  std::string log;
   const char* directoryPath = nullptr;
   const char* dbspacePath = nullptr;
   const char* databasePath = nullptr;
   const char* journalPath = nullptr;
+  const char* logPath = nullptr;
 } leftOver;
 
 void remove_all() {
   if (!leftOver.directoryPath) return;
+  unlink(leftOver.logPath);
   unlink(leftOver.journalPath);
   unlink(leftOver.databasePath);
   rmdir(leftOver.dbspacePath);
@@ -68,9 +71,11 @@ void expect_left_over(const std::string& directory) {
   leftOver.dbspace = directory + DATABASE_DIRECTORY;
   leftOver.database = directory + DATABASE_FILE;
   leftOver.journal = leftOver.database + JOURNAL_ENDING;
+  leftOver.log = leftOver.database + LOG_ENDING;
   leftOver.dbspacePath = leftOver.dbspace.c_str();
   leftOver.databasePath = leftOver.database.c_str();
   leftOver.journalPath = leftOver.journal.c_str();
+  leftOver.logPath = leftOver.log.c_str();
   leftOver.directoryPath = leftOver.directory.c_str();
   for (const int signal : ENDING_SIGNALS) handle(signal, &remove_and_end, SIG_DFL);
 }
@@ -94,6 +99,8 @@ PrivateDirectory::PrivateDirectory() {
 std::string PrivateDirectory::database() const { return _path + DATABASE_FILE; }
 
 std::string PrivateDirectory::journal() const { return database() + JOURNAL_ENDING; }
+
+std::string PrivateDirectory::log() const { return database() + LOG_ENDING; }
 
 void PrivateDirectory::remove() {
   remove_all();

@@ -6,8 +6,8 @@ namespace msg_tarvel::tool {
 
 /**
  * A new directory below $TMPDIR or /tmp that only this user may enter, laid out like a data
- * directory: what lies in `dbspace` under the two names of a store's files is removed with it, also
- * when a signal ends the program. One at a time.
+ * directory: what lies in `dbspace` under the names of a store's database, its journal and its
+ * write-ahead log is removed with it, also when a signal ends the program. One at a time.
  */
 class PrivateDirectory {
  public:
@@ -21,6 +21,7 @@ class PrivateDirectory {
   const std::string& path() const { return _path; }
   std::string database() const;
   std::string journal() const;
+  std::string log() const;
 
   /** Takes the names away now; whoever has a file open keeps it. */
   void remove();

@@ -18,6 +18,11 @@ constexpr long RESERVED = PENDING + 1;
 constexpr long SHARED = PENDING + 2;
 constexpr long SHARED_SIZE = 510;
 
+// Of a write-ahead log's index: who moves the log into the database locks the one, who begins it
+// anew the other, which is one of the marks that its readers set.
+constexpr long CHECKPOINT = 121;
+constexpr long FIRST_MARK = 124;
+
 struct flock lock_on(short type, long start, long length) {
   struct flock lock = {};
   lock.l_type = type;
@@ -27,13 +32,17 @@ struct flock lock_on(short type, long start, long length) {
   return lock;
 }
 
+bool set_lock(int file, short type, long start, long length) {
+  struct flock lock = lock_on(type, start, length);
+  if (fcntl(file, F_OFD_SETLK, &lock) == 0) return true;
+  if (errno == EAGAIN || errno == EACCES) return false;
+  throw std::system_error(errno, std::generic_category());
+}
+
 }  // namespace
 
 bool ReaderLock::_lock(short type, long start, long length) const {
-  struct flock lock = lock_on(type, start, length);
-  if (fcntl(_database, F_OFD_SETLK, &lock) == 0) return true;
-  if (errno == EAGAIN || errno == EACCES) return false;
-  throw std::system_error(errno, std::generic_category());
+  return set_lock(_database, type, start, length);
 }
 
 /** Locks of readers, who pass the pending byte too, do not count. */
@@ -59,5 +68,9 @@ void ReaderLock::release() {
 bool ReaderLock::isWriterThere() const { return _isWriteLocked(PENDING, 2); }
 
 bool ReaderLock::isWriterWaiting() const { return _isWriteLocked(PENDING, 1); }
+
+bool keep_log(int index) {
+  return set_lock(index, F_RDLCK, CHECKPOINT, 1) && set_lock(index, F_RDLCK, FIRST_MARK, 1);
+}
 
 }  // namespace msg_tarvel::tool

@@ -34,4 +34,11 @@ class ReaderLock {
   bool _isTaken = false;
 };
 
+/**
+ * Keeps a write-ahead log as it is, but for what writers add to its end: nobody moves it into the
+ * database or begins it anew. Nobody waits for it either. Goes with the descriptor, that of the
+ * log's index, which needs to be open for reading only. False while somebody does one of the two.
+ */
+bool keep_log(int index);
+
 }  // namespace msg_tarvel::tool

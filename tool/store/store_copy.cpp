@@ -139,41 +139,38 @@ class Copying {
     if (!_copy.isOpen()) _failWriting();
   }
 
-  /** Whether a rollback is pending. */
-  bool run() {
-    if (_isWriteAhead()) {
-      _backUp();
-      return false;
-    }
+  void run() {
     // Nobody's lock is needed to bring the pages into memory and to make room for them. What is
     // half of one commit and half of the next is found and written over under the lock, which goes
     // fast.
     _copyAll(_database, _copy, [] { return true; });
     for (int attempt = 0; !_attempt(attempt); ++attempt) {
     }
-    return _isRollbackPending;
+    if (_isWriteAhead) _endWriteAhead();
   }
+
+  bool isRollbackPending() const { return _isRollbackPending; }
+  bool isWriteAhead() const { return _isWriteAhead; }
 
  private:
   /** In SQLite's write-ahead mode, which a store is in only when somebody has chosen it by hand. */
-  bool _isWriteAhead() const {
+  static bool _hasLog(const File& database) {
     char versions[VERSIONS_SIZE] = {};
-    return pread(_database.descriptor(), versions, VERSIONS_SIZE, VERSIONS) == VERSIONS_SIZE &&
+    return pread(database.descriptor(), versions, VERSIONS_SIZE, VERSIONS) == VERSIONS_SIZE &&
            versions[1] == WRITE_AHEAD;
   }
 
-  /** What was written is in a second file, and readers keep nobody waiting: SQLite copies. */
-  void _backUp() {
-    const Connection from(_original, SQLITE_OPEN_READONLY);
-    const Connection to(_target.database(), SQLITE_OPEN_READWRITE);
-    sqlite3_busy_timeout(from.get(), static_cast<int>(PATIENCE.count()));
-    sqlite3_backup* const backup = sqlite3_backup_init(to.get(), "main", from.get(), "main");
-    sqlite3_backup_step(backup, -1);
-    const int ret = sqlite3_backup_finish(backup);
-    if (ret != SQLITE_OK) fail_reading(_original, sqlite3_errstr(ret));
-    // The copy is one file, which nobody else writes.
-    const char versions[VERSIONS_SIZE] = {1, 1};
-    if (pwrite(_copy.descriptor(), versions, VERSIONS_SIZE, VERSIONS) < 0) _failWriting();
+  /** Moves the log into the copy, which nobody else uses: so it needs no index that is shared. */
+  void _endWriteAhead() const {
+    {
+      const Connection copy(_target.database(), SQLITE_OPEN_READWRITE);
+      const int ret = sqlite3_exec(copy.get(),
+                                   "PRAGMA locking_mode = EXCLUSIVE; PRAGMA synchronous = OFF; "
+                                   "PRAGMA journal_mode = DELETE;",
+                                   nullptr, nullptr, nullptr);
+      if (ret != SQLITE_OK) fail_reading(_original, sqlite3_errstr(ret));
+    }
+    if (_hasLog(_copy)) fail_reading(_original, "its write-ahead log cannot be read");
   }
 
   /** False when a writer came and went first. */
@@ -199,7 +196,10 @@ class Copying {
   bool _copyUnderLock(const MayGoOn& mayGoOn) {
     const File journal(_original + JOURNAL_ENDING, O_RDONLY);
     _isRollbackPending = _isHot(journal);
-    if (!_copyWhatDiffers(mayGoOn)) return false;
+    _isWriteAhead = _hasLog(_database);
+    const File logIndex(_original + LOG_INDEX_ENDING, O_RDONLY);
+    if (_isWriteAhead) _keepLog(logIndex);
+    if (!_copyWhatDiffers(mayGoOn) || !_copyLog(logIndex, mayGoOn)) return false;
     if (!_isRollbackPending) {
       unlink(_target.journal().c_str());
       return true;
@@ -208,6 +208,32 @@ class Copying {
     if (!copy.isOpen()) _failWriting();
     // A journal that somebody writes is not one that somebody left.
     return _copyAll(journal, copy, mayGoOn) && !_lock.isWriterThere();
+  }
+
+  void _keepLog(const File& index) const {
+    if (!index.isOpen()) {
+      if (errno == ENOENT) return;
+      fail_reading(_original + LOG_INDEX_ENDING, reason_of(errno));
+    }
+    if (!_waitFor([&index] { return keep_log(index.descriptor()); }, PATIENCE)) {
+      fail_reading(_original, "it is locked by another process");
+    }
+  }
+
+  /** False when somebody has opened the store meanwhile, whom no lock kept from moving the log. */
+  template <typename MayGoOn>
+  bool _copyLog(const File& index, const MayGoOn& mayGoOn) {
+    unlink(_target.log().c_str());
+    if (!_isWriteAhead) return true;
+    const File log(_original + LOG_ENDING, O_RDONLY);
+    if (log.isOpen()) {
+      const File copy(_target.log(), O_RDWR | O_CREAT | O_TRUNC, S_IRUSR | S_IWUSR);
+      if (!copy.isOpen()) _failWriting();
+      if (!_copyAll(log, copy, mayGoOn)) return false;
+    } else if (errno != ENOENT) {
+      fail_reading(_original + LOG_ENDING, reason_of(errno));
+    }
+    return index.isOpen() || access((_original + LOG_INDEX_ENDING).c_str(), F_OK) != 0;
   }
 
   /** As SQLite has it: a journal that begins with something, and nobody at work with it. */
@@ -301,13 +327,17 @@ class Copying {
   ReaderLock _lock;
   std::vector<char> _slice = std::vector<char>(SLICE);
   bool _isRollbackPending = false;
+  bool _isWriteAhead = false;
 };
 
 }  // namespace
 
 StoreCopy::StoreCopy(const std::string& original) {
   try {
-    _isRollbackPending = Copying(original, _directory).run();
+    Copying copying(original, _directory);
+    copying.run();
+    _isRollbackPending = copying.isRollbackPending();
+    _isWriteAhead = copying.isWriteAhead();
   } catch (const std::system_error& error) {
     fail_reading(original, error.code().message());
   }

@@ -18,6 +18,9 @@ namespace msg_tarvel::tool {
  * Where a writer has died in a commit, its journal is copied too: who opens the copy with SQLite
  * rolls it back there, as the store's next user will with the store.
  *
+ * Where somebody has chosen SQLite's write-ahead mode, what is in the log is in the copy, which is
+ * not in that mode. SQLite itself never opens the store: it would make files beside it.
+ *
  * To be made before this process opens the store: closing a file drops every lock that the process
  * has on it. While it is there SIGHUP, SIGINT and SIGTERM remove it before they end the program,
  * unless they have been given another meaning.
@@ -42,12 +45,16 @@ class StoreCopy {
   /** Whether the store holds half a commit that its next user rolls back. */
   bool isRollbackPending() const { return _isRollbackPending; }
 
+  /** Whether the store is in SQLite's write-ahead mode. */
+  bool isWriteAhead() const { return _isWriteAhead; }
+
   /** Removes it now, before the end of its life; who has it open keeps it. */
   void remove() { _directory.remove(); }
 
  private:
   PrivateDirectory _directory;
   bool _isRollbackPending = false;
+  bool _isWriteAhead = false;
 };
 
 }  // namespace msg_tarvel::tool

@@ -13,6 +13,10 @@ constexpr const char* DATA_DIR_VARIABLE = "MSG_TARVEL_DATA_DIR";
 constexpr const char* DATABASE_DIRECTORY = "dbspace";
 constexpr const char* DATABASE_FILE = "dbspace/.msg-tarvel-server.db";
 constexpr const char* JOURNAL_ENDING = "-journal";
+/** In SQLite's write-ahead mode: what was committed last, and an index of it that its users share.
+ */
+constexpr const char* LOG_ENDING = "-wal";
+constexpr const char* LOG_INDEX_ENDING = "-shm";
 
 /** The data directory that was chosen, ending in "/"; the same for the life of the process. */
 const std::string& data_directory();

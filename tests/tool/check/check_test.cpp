@@ -244,7 +244,6 @@ TEST_F(CheckTest, Files) {
               {"missing-files"}, {});
   expectFound([&] { leave("note.txt"); }, {"unnamed-files"}, {"unnamed-files"});
   expectFound([] { fs::remove(journal()); }, {"journal"}, {});
-  expectFound([] { Database(file()).execute("PRAGMA journal_mode = WAL;"); }, {"journal"}, {});
   for (const auto& [path, mode] :
        std::vector<std::pair<std::string, mode_t>>{{file(), 0664},
                                                    {journal(), 0600},
@@ -255,6 +254,27 @@ TEST_F(CheckTest, Files) {
     expectFound([&, path = path, mode = mode] { ASSERT_EQ(chmod(path.c_str(), mode), 0); },
                 {"modes"}, {});
   }
+}
+
+TEST_F(CheckTest, AStoreInWriteAheadModeIsToldAndLeftAsItIs) {
+  const auto chooseWriteAhead = [] {
+    Database(file()).execute("PRAGMA journal_mode = WAL;");
+    write_file(journal(), "");
+    ASSERT_EQ(chmod(journal().c_str(), 0660), 0);
+    static_cast<void>(chown(journal().c_str(), getuid(), STORE_GROUP) == 0);
+  };
+  chooseWriteAhead();
+  const std::string directory = data_directory() + DATABASE_DIRECTORY;
+  const std::vector<std::string> names = names_in(directory);
+  const std::string bytes = read_file(file());
+  const Findings findings = check();
+  ASSERT_EQ(findings.all().size(), 1U);
+  EXPECT_EQ(findings.all().front().kind, Kind::JOURNAL);
+  EXPECT_EQ(findings.all().front().object, file());
+  EXPECT_EQ(findings.all().front().problem, "is in write-ahead mode");
+  EXPECT_EQ(names_in(directory), names);
+  EXPECT_EQ(read_file(file()), bytes);
+  expectFound(chooseWriteAhead, {"journal"}, {});
 }
 
 TEST_F(CheckTest, OwnersAndGroups) {

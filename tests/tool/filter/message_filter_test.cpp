@@ -58,6 +58,31 @@ TEST_F(Filter, KnowsConversations) {
   EXPECT_EQ(ids({"--conv", "9"}), (Ids{}));
 }
 
+TEST_F(Filter, ServesWithinAConversation) {
+  for (const std::vector<std::string>& words :
+       {std::vector<std::string>{},
+        {"--unread", "--limit", "2"},
+        {"--limit", "2"},
+        {"--with", "+1 415 555 0111"},
+        {"--since", "1970-01-01T00:02", "--until", "1970-01-01T00:03"},
+        {"--text", "LAKE"},
+        {"--folder", "all"},
+        {"--failed"},
+        {"--type", "sms"}}) {
+    std::vector<std::string> inShort = {"conversation", "1", "--json"};
+    std::vector<std::string> inFull = {"messages", "--conv", "1", "--ascending", "--json"};
+    inShort.insert(inShort.end(), words.begin(), words.end());
+    inFull.insert(inFull.end(), words.begin(), words.end());
+    const ProcessResult result = run(inShort);
+    const ProcessResult expected = run(inFull);
+    EXPECT_EQ(result.out, expected.out);
+    EXPECT_EQ(result.status, expected.status) << result.err;
+  }
+  EXPECT_EQ(json({"conversation", "1", "--limit", "1"})[0]["msgId"], 1) << "the oldest";
+  EXPECT_EQ(run({"conversation", "1", "--conv", "2"}).status, 2);
+  EXPECT_EQ(run({"conversation", "1", "--type", "mms"}).status, 1);
+}
+
 TEST_F(Filter, KnowsPeople) {
   EXPECT_EQ(ids({"--with", "(415) 555-0111"}), (Ids{1, 2, 3, 4, 8, 9}));
   EXPECT_EQ(ids({"--with", "O'Hara 100%"}), (Ids{6, 7, 8, 9}));

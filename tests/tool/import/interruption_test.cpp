@@ -10,6 +10,7 @@
 #include <chrono>
 #include <filesystem>
 #include <memory>
+#include <random>
 #include <thread>
 
 #include "support/as_root.h"
@@ -25,10 +26,10 @@ class Interruption : public ToolTest {
  protected:
   void SetUp() override { create(); }
 
-  /** Two hundred messages with a picture each. */
-  std::string pictures() const {
+  /** Messages with a picture each. */
+  std::string pictures(int count = 200) const {
     std::string elements;
-    for (int i = 1; i <= 200; ++i) {
+    for (int i = 1; i <= count; ++i) {
       elements +=
           mms({{"date", std::to_string(i)}}, data_part("image/png", std::string(2000, 'Q')), "");
     }
@@ -81,23 +82,42 @@ TEST_F(Interruption, EndsAWaitForALock) {
 }
 
 TEST_F(Interruption, AKilledImportLeavesNothingBehindTheNext) {
-  const std::string path = pictures();
+  const std::string path = pictures(10);
+  const auto begin = steady_clock::now();
+  EXPECT_EQ(start({"import", path})->wait(), 0);
+  const auto duration = steady_clock::now() - begin;
+  const auto empty = [this] {
+    std::filesystem::remove_all(dataDir());
+    create();
+  };
+  empty();
+
+  constexpr unsigned int PARTS = 1000;
+  std::mt19937 draw(50);  // the same moments at every run, as far as the machine's pace allows
+  int killed = 0;
   bool hasLeftFiles = false;
-  for (std::size_t kills = 0; kills < 20; ++kills) {
+  for (int kills = 0; kills < 50; ++kills) {
+    const int signal = kills % 2 == 0 ? SIGHUP : SIGKILL;
     const auto import = start({"import", path});
-    const auto end = steady_clock::now() + milliseconds(5000);
-    while (mediaFiles().size() <= 9 * kills && steady_clock::now() < end) {
-      std::this_thread::sleep_for(milliseconds(1));
+    std::this_thread::sleep_for(duration * (draw() % PARTS) / PARTS);
+    kill(import->pid(), signal);
+    const int status = import->wait();
+    if (status == 0) {
+      expectFilesToBeThoseOfRows();
+      empty();
+      continue;
     }
-    kill(import->pid(), SIGKILL);
-    const bool isKilled = import->wait() == 128 + SIGKILL;
-    hasLeftFiles = hasLeftFiles || (isKilled && !mediaFiles().empty());
+    ASSERT_EQ(status, 128 + signal);
+    ++killed;
+    hasLeftFiles = hasLeftFiles || (signal == SIGKILL && !mediaFiles().empty());
   }
+  EXPECT_GE(killed, 30);
   EXPECT_TRUE(hasLeftFiles);
+
   EXPECT_EQ(run({"import", path}).status, 0);
-  EXPECT_EQ(rows("PRAGMA integrity_check;"), "ok\n");
-  EXPECT_EQ(rows("SELECT count(*) FROM msg_message_table;"), "200\n");
-  EXPECT_EQ(mediaFiles().size(), 200U);
+  EXPECT_EQ(run({"check"}).status, 0);
+  EXPECT_EQ(rows("SELECT count(*) FROM msg_message_table;"), "10\n");
+  EXPECT_EQ(mediaFiles().size(), 10U);
   expectFilesToBeThoseOfRows();
 }
 

@@ -60,6 +60,9 @@ TEST_F(BackupRedact, NoTwoHaveTheSameKey) {
 }
 
 TEST_F(BackupRedact, TellsWhatIsLeftOut) {
+  EXPECT_EQ(json({"backup", target(), "--redact"}),
+            (nlohmann::json{
+                {"path", dbFile()}, {"backup", target()}, {"leftOut", nlohmann::json::array()}}));
   RawConnection(dbFile()).exec("CREATE TABLE notes (a); CREATE VIEW \"two\nlines\" AS SELECT 1;");
   EXPECT_EQ(json({"backup", target("a"), "--redact"}),
             (nlohmann::json{{"path", dbFile()},

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 #include "exit_status.h"
@@ -193,10 +194,62 @@ TEST_F(StoreCopies, HaveWhatIsInAWriteAheadLog) {
   writer.ask("UPDATE t SET x = 'new' WHERE rowid = 7; BEGIN; UPDATE t SET x = 'newer';");
   const StoreCopy copy(original());
   EXPECT_FALSE(copy.isRollbackPending());
+  EXPECT_TRUE(copy.isWriteAhead());
   EXPECT_EQ(Connection(copy.database()).ask("SELECT count(*) FROM t WHERE x = 'new';"), "1");
   EXPECT_EQ(Connection(copy.database()).ask("SELECT count(*) FROM t WHERE x = 'newer';"), "0");
   EXPECT_EQ(Connection(copy.database()).ask("PRAGMA journal_mode;"), "delete");
   EXPECT_EQ(writer.ask("COMMIT;"), "");
+}
+
+TEST_F(StoreCopies, LeaveAWriteAheadStoreAsItIs) {
+  ASSERT_EQ(Connection(original()).ask("PRAGMA journal_mode = WAL;"), "wal");
+  const auto names = [this] {
+    std::set<std::string> found;
+    for (const auto& entry : fs::directory_iterator(fs::path(original()).parent_path())) {
+      found.insert(entry.path().filename());
+    }
+    return found;
+  };
+  const std::set<std::string> alone = {"store.db", "temporary"};
+  ASSERT_EQ(names(), alone);
+  EXPECT_TRUE(StoreCopy(original()).isWriteAhead());
+  EXPECT_EQ(names(), alone);
+
+  Child writer([this] {
+    Connection killed(original());
+    killed.ask("UPDATE t SET x = 'new' WHERE rowid = 7;");
+    _exit(0);  // without closing it, which would do away with the log
+    return 0;
+  });
+  EXPECT_EQ(writer.wait(), 0);
+  const std::set<std::string> withLog = {"store.db", "store.db-shm", "store.db-wal", "temporary"};
+  ASSERT_EQ(names(), withLog);
+  const std::string log = bytes_of(original() + "-wal");
+  {
+    const StoreCopy copy(original());
+    EXPECT_EQ(Connection(copy.database()).ask("SELECT count(*) FROM t WHERE x = 'new';"), "1");
+    EXPECT_FALSE(fs::exists(copy.database() + "-wal"));
+    EXPECT_FALSE(fs::exists(copy.database() + "-shm"));
+  }
+  EXPECT_EQ(names(), withLog);
+  EXPECT_EQ(bytes_of(original() + "-wal"), log);
+  EXPECT_TRUE(isTemporaryEmpty());
+}
+
+TEST_F(StoreCopies, KeepNobodyFromWritingALog) {
+  Connection writer(original());
+  ASSERT_EQ(writer.ask("PRAGMA journal_mode = WAL;"), "wal");
+  const std::string log = original() + "-wal";
+  const std::string change = "UPDATE t SET x = x || 'new' WHERE rowid = 7;";
+  ASSERT_EQ(writer.ask(change + "PRAGMA wal_checkpoint;"), "0");
+  const std::string before = bytes_of(log);
+  const int index = open((original() + "-shm").c_str(), O_RDONLY);
+  ASSERT_TRUE(keep_log(index));
+  EXPECT_EQ(writer.ask(change + "SELECT count(*) FROM t WHERE x LIKE '%newnew';"), "1");
+  EXPECT_GT(bytes_of(log).size(), before.size());
+  EXPECT_EQ(bytes_of(log).substr(0, before.size()), before) << "begun anew";
+  EXPECT_EQ(writer.ask("PRAGMA wal_checkpoint;"), "1") << "moved into the database";
+  close(index);
 }
 
 TEST_F(StoreCopies, FailWhileTheStoreIsLocked) {
