@@ -80,7 +80,7 @@ void declare_backup(CommandSet& commands) {
       "that\n"
       "match by numbers that match; ids, times, counters and what is wrong stay. What "
       "is no\n"
-      "table or index of a store is left out and named.",
+      "table, column or index of a store is left out and named.",
       [arguments](const Output& output) { return write_backup(output, *arguments); });
   app.add_option("FILE", arguments->target, "The new file")->required();
   app.add_flag("--redact", arguments->isRedacted, "Without what people wrote, and their numbers");

@@ -1,10 +1,7 @@
 // msg-tarvel export
 
-#include <sys/stat.h>
-
-#include <cerrno>
-#include <cstring>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -12,6 +9,7 @@
 #include "commands/commands.h"
 #include "exit_status.h"
 #include "export/json_lines.h"
+#include "export/media_files.h"
 #include "export/phone_xml.h"
 #include "print/remark.h"
 #include "store/connections.h"
@@ -22,8 +20,6 @@ namespace msg_tarvel::tool {
 
 namespace {
 
-constexpr mode_t ONLY_THIS_USER = 0700;
-
 constexpr const char* JSON_LINES = "jsonl";
 constexpr const char* PHONE_XML = "xml";
 
@@ -33,18 +29,19 @@ struct ExportArguments {
   std::string media;
 };
 
-void make_media_target(const std::string& path) {
-  if (mkdir(path.c_str(), ONLY_THIS_USER) == -1 && errno != EEXIST) {
-    throw Failure("cannot make the directory " + path + ": " + std::strerror(errno));
-  }
-}
-
 LeftOut write(const ExportArguments& arguments, const std::string& media, std::ostream& out) {
   const Database database(last_connection());
   if (arguments.format == PHONE_XML) {
     return write_phone_xml(database, media, arguments.filter, out);
   }
-  return write_json_lines(database, {media, arguments.media}, arguments.filter, out);
+  std::optional<MediaTarget> target;
+  if (!arguments.media.empty()) target.emplace(arguments.media);
+  LeftOut leftOut =
+      write_json_lines(database, {media, target ? &*target : nullptr}, arguments.filter, out);
+  // Without the lines the files are of no use.
+  if (!out.flush()) throw Failure("cannot write the output");
+  if (target) target->keep();
+  return leftOut;
 }
 
 int export_store(const Output& output, ExportArguments arguments) {
@@ -56,7 +53,6 @@ int export_store(const Output& output, ExportArguments arguments) {
   arguments.filter.ascending = arguments.filter.limit == 0;
   const std::string media = media_directory();
   const StoreView view;
-  if (!arguments.media.empty()) make_media_target(arguments.media);
   for (const auto& [what, count] : write(arguments, media, output.out)) {
     remark("left out: " + std::to_string(count) + " " + what);
   }

@@ -4,6 +4,7 @@
 #include <pwd.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -18,6 +19,7 @@
 #include "print/json.h"
 #include "print/local_time.h"
 #include "print/printable.h"
+#include "print/table.h"
 #include "store/device_settings.h"
 #include "store/store_paths.h"
 #include "store/store_view.h"
@@ -132,14 +134,36 @@ Json info_json(const StoreView& view) {
           {"settings", settings_json()}};
 }
 
+/** Where a line ends that has `room` columns: at a blank. A word, which may be a path, stays whole.
+ */
+std::size_t end_of_line(const std::string& text, int room) {
+  std::size_t end = std::min(text.find(' '), text.size());
+  while (end < text.size()) {
+    const std::size_t next = std::min(text.find(' ', end + 1), text.size());
+    if (display_width(text.substr(0, next)) > room) break;
+    end = next;
+  }
+  return end;
+}
+
 class Lines {
  public:
-  explicit Lines(std::ostream& out) : _out(out) {}
+  explicit Lines(const Output& output) : _out(output.out), _width(output.width) {}
 
+  /** What does not fit goes on below itself. */
   void add(const std::string& name, const std::string& value) {
     constexpr std::size_t WIDTH = 16;
-    _out << name << std::string(name.size() < WIDTH ? WIDTH - name.size() : 1, ' ')
-         << printable(value) << "\n";
+    std::string label = name + std::string(name.size() < WIDTH ? WIDTH - name.size() : 1, ' ');
+    std::string rest = printable(value);
+    for (;;) {
+      const std::size_t end = _width == UNLIMITED
+                                  ? rest.size()
+                                  : end_of_line(rest, _width - static_cast<int>(label.size()));
+      _out << label << rest.substr(0, end) << "\n";
+      if (end == rest.size()) return;
+      rest.erase(0, end + 1);
+      label.assign(WIDTH, ' ');
+    }
   }
   void addFile(const std::string& name, const Json& file) {
     if (file.is_null()) {
@@ -154,14 +178,15 @@ class Lines {
 
  private:
   std::ostream& _out;
+  int _width;
 };
 
 std::string time_text(const Json& time) {
   return time.is_null() ? "none" : local_time(time.get<long long>());
 }
 
-void print_info(std::ostream& out, const Json& info) {
-  Lines lines(out);
+void print_info(const Output& output, const Json& info) {
+  Lines lines(output);
   lines.addFile("data directory", info["dataDirectory"]);
   lines.addFile("database", info["database"]);
   lines.addFile("journal", info["journal"]);
@@ -195,7 +220,7 @@ int show_info(const Output& output) {
   if (output.json) {
     print_json(output, info);
   } else {
-    print_info(output.out, info);
+    print_info(output, info);
   }
   return FOUND;
 }

@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "export/media_files.h"
 #include "export/row_json.h"
 #include "import/interrupt.h"
 
@@ -159,11 +158,11 @@ class LineWriter {
     const auto bytes = read_named_media(path, _media.source);
     if (!bytes) {
       ++_leftOut[FILES_ELSEWHERE];
-    } else if (_media.target.empty()) {
+    } else if (!_media.target) {
       files[column] = base64_of(*bytes);
     } else {
       const std::string name = *name_in_media(path, _media.source);
-      if (_written.insert(name).second) write_new_file(_media.target + "/" + name, *bytes);
+      _media.target->write(name, *bytes);
       files[column] = {{"name", name}};
     }
   }
@@ -175,7 +174,6 @@ class LineWriter {
   Rows _message;
   Rows _addresses;
   std::vector<Rows> _parts;
-  std::set<std::string> _written;
   LeftOut _leftOut;
 };
 

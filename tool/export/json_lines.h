@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 
+#include "export/media_files.h"
 #include "filter/message_filter.h"
 #include "store/database.h"
 
@@ -31,8 +32,8 @@ constexpr const char* FILES_ELSEWHERE = "files that are missing or not in the st
 struct ExportedMedia {
   /** The store's own directory of them: a row can name any file of the system. */
   std::string source;
-  /** A directory that they are copied to; without one they are part of what is written. */
-  std::string target;
+  /** Where they are copied to; without it they are part of what is written. */
+  MediaTarget* target = nullptr;
 };
 
 /**

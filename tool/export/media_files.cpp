@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "exit_status.h"
 
@@ -14,6 +15,7 @@ namespace msg_tarvel::tool {
 namespace {
 
 constexpr mode_t FILE_MODE_OF_EXPORTS = 0600;
+constexpr mode_t ONLY_THIS_USER = 0700;
 
 class OpenFile {
  public:
@@ -64,12 +66,27 @@ std::optional<std::string> read_media(const std::string& media, const std::strin
   return bytes;
 }
 
-void write_new_file(const std::string& path, const std::string& bytes) {
+MediaTarget::MediaTarget(std::string path) : _path(std::move(path)) {
+  _isNew = mkdir(_path.c_str(), ONLY_THIS_USER) == 0;
+  if (!_isNew && errno != EEXIST) fail_with("make the directory", _path);
+}
+
+MediaTarget::~MediaTarget() {
+  if (_isKept) return;
+  for (const std::string& name : _written) unlink((_path + "/" + name).c_str());
+  if (_isNew) rmdir(_path.c_str());
+}
+
+void MediaTarget::write(const std::string& name, const std::string& bytes) {
+  if (_written.count(name) > 0) return;
+  const std::string path = _path + "/" + name;
   const OpenFile file(path, O_WRONLY | O_CREAT | O_EXCL, FILE_MODE_OF_EXPORTS);
   if (file.descriptor() == -1) fail_with("create", path);
+  // From here on the file is this export's own.
+  _written.insert(name);
   std::size_t written = 0;
   while (written < bytes.size()) {
-    const ssize_t size = write(file.descriptor(), bytes.data() + written, bytes.size() - written);
+    const ssize_t size = ::write(file.descriptor(), bytes.data() + written, bytes.size() - written);
     if (size == -1 && errno != EINTR) fail_with("write", path);
     if (size > 0) written += static_cast<std::size_t>(size);
   }

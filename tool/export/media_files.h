@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 
 namespace msg_tarvel::tool {
@@ -21,7 +22,27 @@ inline std::optional<std::string> read_named_media(const std::string& path,
   return name ? read_media(media, *name) : std::nullopt;
 }
 
-/** Writes a new file that only this user may read. Throws Failure. */
-void write_new_file(const std::string& path, const std::string& bytes);
+/**
+ * The directory into which an export writes files. Unless they are kept, those that it wrote go
+ * again with it, and the directory if it was not there before.
+ */
+class MediaTarget {
+ public:
+  /** Throws Failure. */
+  explicit MediaTarget(std::string path);
+  MediaTarget(const MediaTarget&) = delete;
+  MediaTarget& operator=(const MediaTarget&) = delete;
+  ~MediaTarget();
+
+  /** Writes a new file, once, that only this user may read. Throws Failure. */
+  void write(const std::string& name, const std::string& bytes);
+  void keep() { _isKept = true; }
+
+ private:
+  std::string _path;
+  bool _isNew;
+  bool _isKept = false;
+  std::set<std::string> _written;
+};
 
 }  // namespace msg_tarvel::tool

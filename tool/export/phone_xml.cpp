@@ -32,6 +32,8 @@ constexpr const char* THE_OWNER = "insert-address-token";
 
 constexpr const char* CHARACTERS = "characters that XML does not have";
 
+constexpr const char* OTHER_FOLDERS = "messages in folders that phones do not have";
+
 constexpr int NETWORK_SENDING = 1;
 constexpr int NETWORK_FAILED = 3;
 
@@ -116,7 +118,7 @@ class XmlWriter {
 
   void _writeMessage(const Json& message) {
     if (!_boxOf(message)) {
-      ++_leftOut["messages in folders that phones do not have"];
+      ++_leftOut[OTHER_FOLDERS];
       return;
     }
     _noteWhatHasNoPlace(message);
@@ -291,12 +293,15 @@ class XmlWriter {
 
 /** Of a whole store, what is no message that lists show. */
 void count_the_rest(const Database& database, LeftOut& leftOut) {
-  for (const std::string rest :
-       {"msg_message_table WHERE storageFolder IN (5, 105)", "msg_sim_table", "deleted_msg_table",
-        "msg_ft_content_table", "ft_queue_table", "temp_log", "message_transaction_table",
-        "respond_msg_table", "msg_sharedial_meta_table"}) {
-    const long long rows = database.number("SELECT count(*) FROM " + rest + ";");
-    if (rows > 0) leftOut["rows of " + rest] = static_cast<long>(rows);
+  const auto count = [&](const std::string& rows, const std::string& label) {
+    const long long number = database.number("SELECT count(*) FROM " + rows + ";");
+    if (number > 0) leftOut[label] += static_cast<long>(number);
+  };
+  count("msg_message_table WHERE storageFolder IN (5, 105)", OTHER_FOLDERS);
+  for (const std::string table :
+       {"msg_sim_table", "deleted_msg_table", "msg_ft_content_table", "ft_queue_table", "temp_log",
+        "message_transaction_table", "respond_msg_table", "msg_sharedial_meta_table"}) {
+    count(table, "rows of " + table);
   }
 }
 

@@ -7,8 +7,10 @@
 
 #include "check/check.h"
 #include "exit_status.h"
+#include "helpers/store_schema.h"
 #include "import/media_type.h"
 #include "redact/disguise.h"
+#include "redact/known_schema.h"
 #include "store/database.h"
 
 namespace msg_tarvel::tool {
@@ -44,23 +46,6 @@ constexpr Column COLUMNS[] = {
     {"msg_ft_content_table", "contentType", "disguised_content_type"},
     {"msg_ft_content_table", "filepath", "disguised_path"},
     {"msg_ft_content_table", "filename", "disguised_path"},
-};
-
-constexpr std::string_view TABLES[] = {
-    "temp_log",
-    "msg_address_table",
-    "msg_message_table",
-    "msg_conversation_table",
-    "ft_queue_table",
-    "deleted_msg_table",
-    "respond_msg_table",
-    "msg_mms_content_table",
-    "message_transaction_table",
-    "msg_sim_table",
-    "msg_ft_content_table",
-    "msg_nms_meta_table",
-    "mssi_info_table",
-    "msg_sharedial_meta_table",
 };
 
 const char* function_of(const std::string& table, const std::string& column) {
@@ -139,50 +124,6 @@ void add_function(const Database& database, const char* name, Disguise& disguise
   }
 }
 
-std::string quoted_name(const std::string& name) {
-  std::string quoted = "\"";
-  for (const char character : name) quoted.append(character == '"' ? 2 : 1, character);
-  return quoted + "\"";
-}
-
-struct SchemaObject {
-  std::string type;
-  std::string name;
-  std::string table;
-  std::string definition;
-
-  bool isKept() const {
-    const bool isOfKnownTable =
-        std::find(std::begin(TABLES), std::end(TABLES), table) != std::end(TABLES);
-    if (type == "table") return isOfKnownTable || name == "sqlite_sequence";
-    // An index may hold a text of its own in a condition.
-    return type == "index" && isOfKnownTable && definition.find('\'') == std::string::npos;
-  }
-};
-
-std::vector<SchemaObject> schema_of(const Database& database) {
-  std::vector<SchemaObject> objects;
-  // Triggers first: they would work on what is dropped after them.
-  Rows rows = database.query(
-      "SELECT type, name, tbl_name, coalesce(sql, '') FROM sqlite_master "
-      "ORDER BY type <> 'trigger', type <> 'view', type <> 'index', name;");
-  while (rows.next()) {
-    objects.push_back({rows.text(0), rows.text(1), rows.text(2), rows.text(3)});
-  }
-  return objects;
-}
-
-/** Drops what is not the library's and returns it in words. */
-std::vector<std::string> drop_what_is_unknown(const Database& database) {
-  std::vector<std::string> dropped;
-  for (const SchemaObject& object : schema_of(database)) {
-    if (object.isKept()) continue;
-    database.execute("DROP " + object.type + " IF EXISTS " + quoted_name(object.name) + ";");
-    dropped.push_back(object.type + " " + object.name);
-  }
-  return dropped;
-}
-
 void learn_numbers(const Database& database, Disguise& disguise) {
   for (const Column& column : COLUMNS) {
     const std::string table = quoted_name(column.table);
@@ -225,12 +166,10 @@ std::vector<std::string> redact(const Database& database, const std::string& key
   add_functions(database, disguise);
   // Nobody goes on with a half redacted copy.
   database.execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; BEGIN;");
-  std::vector<std::string> leftOut = drop_what_is_unknown(database);
+  std::vector<std::string> leftOut = keep_known_schema(database);
   learn_numbers(database, disguise);
-  for (const SchemaObject& object : schema_of(database)) {
-    if (object.type == "table" && object.name != "sqlite_sequence") {
-      disguise_table(database, object.name);
-    }
+  for (const helpers::TableSchema& table : helpers::STORE_TABLES) {
+    disguise_table(database, table.name);
   }
   // The pages that nothing uses any more still hold what was there.
   database.execute("COMMIT; VACUUM;");

@@ -14,8 +14,9 @@ namespace msg_tarvel::tool {
  *
  * `key` holds random bytes that nobody keeps.
  *
- * Returns what was left out, in words: tables, views, triggers and indexes that are not a store's,
- * since nothing is known of what they hold. Throws Failure; the file is then of no use.
+ * Returns what was left out, in words: tables, columns, views, triggers, indexes and definitions
+ * that are not a store's, since nothing is known of what they hold. Throws Failure; the file is
+ * then of no use.
  */
 std::vector<std::string> redact_database(const std::string& path, const std::string& key);
 

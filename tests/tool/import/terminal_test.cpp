@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <sstream>
 
 #include "tool/tool_support.h"
 
@@ -124,6 +125,39 @@ TEST_F(Terminal, SeesTheLeastUsefulColumnsGiveWayFirst) {
       "TEXT");
   EXPECT_EQ(title("messages", 80), "ID  CONV  TIME              FROM                STATE    TEXT");
   EXPECT_EQ(title("messages", 60), "ID  TIME         FROM           STATE    TEXT");
+}
+
+TEST_F(Terminal, NoLineIsWider) {
+  import(sms({{"body", std::string(500, 'x')}, { "address", "+14155550111" }}));
+  const std::vector<std::vector<std::string>> commands = {
+      {"threads"}, {"messages"}, {"find", "+14155550111"}, {"query"}, {"ipc"}, {"info"}};
+  for (const std::vector<std::string>& command : commands) {
+    for (const unsigned short width : {std::uint16_t{60}, std::uint16_t{80}, std::uint16_t{200}}) {
+      const ProcessResult result = runOnTerminal(command, ignore, width);
+      EXPECT_EQ(result.status, 0) << result.out;
+      std::istringstream lines(result.out);
+      for (std::string line; std::getline(lines, line);) {
+        line.pop_back();  // the terminal's "\r"
+        // A path stays whole.
+        if (command[0] == "info" && line.find(' ', 16) == std::string::npos) continue;
+        // The ellipsis has three bytes in one column.
+        EXPECT_LE(line.size(), width + 2U * count_of(line, "…")) << command[0] << ": " << line;
+      }
+    }
+  }
+}
+
+TEST_F(Terminal, SeesInfoGoOnBelow) {
+  std::string out = runOnTerminal({"info"}, ignore, 60).out;
+  EXPECT_NE(out.find("\r\nsetting         db/contacts-svc/phonenumber_min_match_digit\r\n"
+                     "                = "),
+            std::string::npos)
+      << out;
+  out = runOnTerminal({"info"}, ignore, 20).out;
+  EXPECT_NE(out.find("\r\nschema          version\r\n                4,\r\n                14\r\n"
+                     "                tables,\r\n"),
+            std::string::npos)
+      << out;
 }
 
 TEST_F(Terminal, WithoutOneNothingIsCut) {

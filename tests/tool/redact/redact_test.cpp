@@ -121,6 +121,18 @@ TEST_F(Redaction, NoStringOfFourOrMoreCharactersIsInItsBytes) {
       "CREATE TRIGGER grow AFTER UPDATE ON msg_message_table BEGIN INSERT INTO notes VALUES "
       "('put there by a trigger'); END;"
       "CREATE INDEX odd ON msg_message_table(convId) WHERE textMessage = 'kept by an index';"
+      "ALTER TABLE msg_message_table ADD COLUMN note TEXT DEFAULT 'ZzSecretOwnerZz';"
+      "ALTER TABLE msg_message_table ADD COLUMN \"John Smith's col\" INT;"
+      "CREATE INDEX anna_mueller_idx ON msg_message_table(note);"
+      "CREATE INDEX dq ON msg_message_table(note) WHERE note <> \"PrivateNameX\";"
+      "DROP INDEX msg_message_time_index;"
+      "CREATE INDEX msg_message_time_index ON msg_message_table(convId) WHERE mainText <> "
+      "\"PrivateNameY\";"
+      "DROP TABLE respond_msg_table;"
+      "CREATE TABLE respond_msg_table(id INTEGER PRIMARY KEY, body TEXT DEFAULT 'Owner of a "
+      "default' CHECK (body <> 'Name in a check'), status PrivateType /* told in a comment */);"
+      "INSERT INTO respond_msg_table (id, body) VALUES (7, 'body of a response');"
+      "INSERT INTO sqlite_sequence VALUES ('counted for somebody', 5), ('x', 'sequence of words');"
       "ANALYZE;"
       "DELETE FROM msg_message_table WHERE msgId BETWEEN 20 AND 40;");
   const std::string before = bytesOf(database());
@@ -128,8 +140,15 @@ TEST_F(Redaction, NoStringOfFourOrMoreCharactersIsInItsBytes) {
 
   std::set<std::string> originals = {
       "written beside", "hidden in a view", "kept by an index", "put there by a trigger",
-      "secretBlob",     "holiday.jpg",      "0123456789abcdef"};
-  forEachColumn([&](const std::string& table, const std::string& column) {
+      "secretBlob",     "holiday.jpg",      "0123456789abcdef", "ZzSecretOwnerZz",
+      "John Smith",     "anna_mueller",     "PrivateName",      "Owner of a default",
+      "Name in a",      "PrivateType",      "told in",          "counted for",
+      "sequence of"};
+  for (const std::string& original : originals) {
+    ASSERT_NE(before.find(original), std::string::npos) << original;
+  }
+  forEachColumn([&](const std::string& table, const std::string& name) {
+    const std::string column = '"' + name + '"';
     const Values values =
         ask(database(), "SELECT DISTINCT CAST(" + column + " AS TEXT) FROM " + table +
                             " WHERE typeof(" + column + ") IN ('text', 'blob') AND length(" +
@@ -194,10 +213,54 @@ TEST_F(Redaction, NamesWhatItLeavesOut) {
       "CREATE INDEX odd ON msg_message_table(convId) WHERE textMessage = 'a';"
       "CREATE INDEX plain ON msg_message_table(itemId);"
       "DROP TABLE temp_log; CREATE VIEW temp_log AS SELECT 1;");
+  EXPECT_EQ(redact(), (Values{"trigger grow", "view peek", "view temp_log", "index odd",
+                              "index plain", "table notes"}));
+}
+
+TEST_F(Redaction, ATableThatSaysMoreIsMadeAnewWithItsRows) {
+  const std::string schema =
+      "SELECT group_concat(type || name || replace(coalesce(sql, ''), ' )', ')')) FROM (SELECT * "
+      "FROM sqlite_master ORDER BY type, name);";
+  const std::string rows =
+      "SELECT group_concat(convId || ' ' || msgCnt || ' ' || quote(lastMsgId)) FROM "
+      "msg_conversation_table;";
+  const std::string sequences =
+      "SELECT group_concat(name || seq) FROM (SELECT * FROM sqlite_sequence ORDER BY name);";
+  change("UPDATE sqlite_sequence SET seq = 900 WHERE name = 'msg_conversation_table';");
+  const Values rightSchema = ask(database(), schema);
+  change(
+      "ALTER TABLE msg_conversation_table ADD COLUMN nick TEXT DEFAULT 'Bob';"
+      "ALTER TABLE msg_conversation_table ADD COLUMN \"a \"\"name\"\"\" INT;"
+      "ALTER TABLE msg_message_table ADD COLUMN nick TEXT;");
   EXPECT_EQ(redact(),
-            (Values{"trigger grow", "view peek", "view temp_log", "index odd", "table notes"}));
-  EXPECT_EQ(ask(redacted(), "SELECT count(*) FROM sqlite_master WHERE name = 'plain';"),
-            Values{"1"});
+            (Values{"column msg_conversation_table.nick",
+                    "column msg_conversation_table.a \"name\"", "column msg_message_table.nick"}));
+  EXPECT_EQ(ask(redacted(), schema), rightSchema);
+  EXPECT_EQ(ask(redacted(), rows), ask(database(), rows));
+  EXPECT_EQ(ask(redacted(), sequences), ask(database(), sequences));
+  EXPECT_EQ(ask(redacted(), "PRAGMA integrity_check;"), Values{"ok"});
+}
+
+TEST_F(Redaction, WhatATableLacksItStillLacks) {
+  change(
+      "DROP TABLE temp_log; CREATE TABLE temp_log(data2 TEXT, id INTEGER PRIMARY KEY, time_stamp "
+      "INT DEFAULT 7); INSERT INTO temp_log VALUES ('x', 4, 9), ('y', 9, 8);"
+      "DROP TABLE msg_sim_table; CREATE TABLE msg_sim_table(mine TEXT);"
+      "ALTER TABLE deleted_msg_table RENAME COLUMN data1 TO data9;"
+      "DROP TABLE mssi_info_table; CREATE TABLE mssi_info_table(id INTEGER PRIMARY KEY "
+      "AUTOINCREMENT, restartToken TEXT);");
+  EXPECT_EQ(redact(), (Values{"column deleted_msg_table.data9", "table msg_sim_table",
+                              "definition temp_log"}));
+  EXPECT_EQ(ask(redacted(), "SELECT sql FROM sqlite_master WHERE name = 'temp_log';"),
+            Values{"CREATE TABLE temp_log(data2 TEXT, id INTEGER PRIMARY KEY AUTOINCREMENT, "
+                   "time_stamp INT)"});
+  EXPECT_EQ(ask(redacted(), "SELECT id || ' ' || time_stamp FROM temp_log;"),
+            (Values{"4 9", "9 8"}));
+  EXPECT_EQ(ask(redacted(), "SELECT count(*) FROM pragma_table_info('deleted_msg_table');"),
+            Values{"6"});
+  EXPECT_EQ(ask(redacted(), "SELECT sql FROM sqlite_master WHERE name = 'mssi_info_table';"),
+            Values{"CREATE TABLE mssi_info_table(id INTEGER PRIMARY KEY AUTOINCREMENT, "
+                   "restartToken TEXT)"});
 }
 
 TEST_F(Redaction, ImportMarksStayMarksOfTheSameMessages) {
