@@ -54,6 +54,26 @@ std::string quoted(const std::string& name) {
   return quoted + "\"";
 }
 
+/** Far deeper than an export, whose values are also copied: that goes into a deeply nested one. */
+bool is_deeply_nested(const std::string& json) {
+  constexpr int DEEPEST = 32;
+  int depth = 0;
+  bool isInString = false;
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    const char character = json[i];
+    if (isInString && character == '\\') {
+      ++i;
+    } else if (character == '"') {
+      isInString = !isInString;
+    } else if (!isInString && (character == '[' || character == '{')) {
+      if (++depth > DEEPEST) return true;
+    } else if (!isInString && (character == ']' || character == '}')) {
+      --depth;
+    }
+  }
+  return false;
+}
+
 /** Inserts rows as they were. */
 class RowInserter {
  public:
@@ -154,6 +174,7 @@ class Restoration {
 
  private:
   static Json parse(const std::string& text) {
+    if (is_deeply_nested(text)) throw Failure("no line of an export: it is nested too deeply");
     Json line = Json::parse(text, nullptr, false);
     if (!line.is_object()) throw Failure("no line of an export");
     return line;

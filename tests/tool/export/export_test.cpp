@@ -257,6 +257,38 @@ TEST_F(Export, WhatIsNoExportChangesNothing) {
   EXPECT_EQ(mediaFiles().size(), 0U);
 }
 
+TEST_F(Export, DeepNestingIsAnError) {
+  constexpr std::size_t DEPTH = 100000;
+  const std::string value = std::string(DEPTH, '[') + std::string(DEPTH, ']');
+  std::string objects;
+  for (std::size_t i = 0; i < DEPTH; ++i) objects += "{\"a\":";
+  objects += "1" + std::string(DEPTH, '}');
+  for (const std::string& line : {
+           "{\"message\":{\"textMessage\":" + value + "}}",
+           "{\"message\":{\"convId\":1},\"contents\":[{\"textData\":" + objects + "}]}",
+           "{\"row\":{\"a\":" + value + "},\"table\":\"temp_log\"}",
+           // Never closed, which comes before its being no JSON.
+           std::string(DEPTH, '['),
+       }) {
+    expectRefused(HEADER + line + "\n", ":2: no line of an export: it is nested too deeply");
+  }
+  const std::string first = "{\"export\":" + value + "}\n";
+  expectRefused(first, ":1: no line of an export: it is nested too deeply");
+  const std::string path = file("deep.jsonl", first);
+  expectFailure(run({"import", "--dry-run", path}), path + ":1: no line of an export");
+}
+
+TEST_F(Export, BracketsInATextAreNoNesting) {
+  const std::string brackets =
+      "\\&quot;" + std::string(100, '[') + "&quot;" + std::string(100, '{');
+  import(sms({{ "body", std::string(100, '[') }}) + sms({{"date", "1"}, { "body", brackets }}));
+  const std::string before = wholeStore();
+  const std::string path = exported();
+  beginAnew();
+  EXPECT_EQ(json({"import", path})["stored"], 2);
+  EXPECT_EQ(wholeStore(), before);
+}
+
 TEST_F(Export, ColumnsThatAStoreDoesNotHaveAreAnError) {
   const std::string path = file("odd.jsonl", HEADER + "{\"message\":{\"odd\":1}}\n");
   const ProcessResult result = run({"import", path});
