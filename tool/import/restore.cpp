@@ -35,6 +35,14 @@ constexpr std::string_view RESTORED_TABLES[] = {
     "mssi_info_table",   "sqlite_sequence",        "msg_sharedial_meta_table",
 };
 
+/** A store without messages can have rows there, of its own SIM cards or logs. */
+constexpr std::string_view REPLACED_TABLES[] = {
+    "temp_log",          "ft_queue_table",
+    "deleted_msg_table", "respond_msg_table",
+    "msg_sim_table",     "message_transaction_table",
+    "mssi_info_table",   "msg_sharedial_meta_table",
+};
+
 /** The numbers that no row gets again. */
 constexpr const char* SEQUENCES = "sqlite_sequence";
 
@@ -47,6 +55,11 @@ constexpr RestoredList LISTS[] = {{"addresses", "msg_address_table"},
                                   {"contents", "msg_mms_content_table"},
                                   {"metadata", "msg_nms_meta_table"},
                                   {"transfers", "msg_ft_content_table"}};
+
+template <std::size_t COUNT>
+bool is_one_of(const std::string_view (&tables)[COUNT], const std::string& table) {
+  return std::find(std::begin(tables), std::end(tables), table) != std::end(tables);
+}
 
 std::string quoted(const std::string& name) {
   std::string quoted = "\"";
@@ -90,8 +103,7 @@ class RowInserter {
 
  private:
   Rows& _statementFor(const std::string& table, const Json& row) {
-    if (std::find(std::begin(RESTORED_TABLES), std::end(RESTORED_TABLES), table) ==
-        std::end(RESTORED_TABLES)) {
+    if (!is_one_of(RESTORED_TABLES, table)) {
       throw Failure("a store has no table '" + table + "'");
     }
     std::string columns;
@@ -101,7 +113,8 @@ class RowInserter {
       values += values.empty() ? "?" : ", ?";
     }
     const std::string sql =
-        "INSERT OR REPLACE INTO " + table + " (" + columns + ") VALUES (" + values + ");";
+        (is_one_of(REPLACED_TABLES, table) ? "INSERT OR REPLACE INTO " : "INSERT INTO ") + table +
+        " (" + columns + ") VALUES (" + values + ");";
     auto known = _statements.find(sql);
     if (known == _statements.end()) {
       known = _statements.emplace(sql, _database.query(sql)).first;

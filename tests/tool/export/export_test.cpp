@@ -289,6 +289,27 @@ TEST_F(Export, BracketsInATextAreNoNesting) {
   EXPECT_EQ(wholeStore(), before);
 }
 
+TEST_F(Export, ARowThatComesTwiceIsAnError) {
+  const std::string message = "{\"message\":{\"msgId\":1,\"convId\":1,\"textMessage\":\"";
+  const std::string path = file("twice.jsonl", HEADER + message + "a\"}}\n" + message + "b\"}}\n");
+  const ProcessResult result = run({"import", path});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.out, "");
+  EXPECT_NE(result.err.find("UNIQUE constraint failed: msg_message_table.msgId"), std::string::npos)
+      << result.err;
+  EXPECT_EQ(rows("SELECT count(*) FROM msg_message_table;"), "0\n");
+}
+
+TEST_F(Export, ReplacesTheSimCardsOfAStoreWithoutMessages) {
+  const std::string addCard = "INSERT INTO msg_sim_table (id, Imsi) VALUES (1, ";
+  RawConnection(dbFile()).exec(addCard + "'exported');");
+  const std::string path = exported();
+  beginAnew();
+  RawConnection(dbFile()).exec(addCard + "'its own');");
+  EXPECT_EQ(run({"import", path}).status, 0);
+  EXPECT_EQ(rows("SELECT id || Imsi FROM msg_sim_table;"), "1exported\n");
+}
+
 TEST_F(Export, ColumnsThatAStoreDoesNotHaveAreAnError) {
   const std::string path = file("odd.jsonl", HEADER + "{\"message\":{\"odd\":1}}\n");
   const ProcessResult result = run({"import", path});
