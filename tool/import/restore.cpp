@@ -126,6 +126,12 @@ class RowInserter {
   std::map<std::string, Rows> _statements;
 };
 
+/** Otherwise the store or the machine failed. */
+bool is_about_the_row(const DatabaseFailure& failure) {
+  constexpr int CODES[] = {SQLITE_ERROR, SQLITE_CONSTRAINT, SQLITE_MISMATCH};
+  return std::find(std::begin(CODES), std::end(CODES), failure.code()) != std::end(CODES);
+}
+
 /** The lines of a file, one after the other. */
 class Lines {
  public:
@@ -174,10 +180,11 @@ class Restoration {
     for (long number = 1; lines.next(text); ++number) {
       try {
         _takeLine(parse(text), number == 1);
-      } catch (const DatabaseFailure&) {
-        throw;
+      } catch (const DatabaseFailure& failure) {
+        if (!is_about_the_row(failure)) throw;
+        throw Failure(_at(number) + failure.what());
       } catch (const Failure& failure) {
-        throw Failure(_file.name() + ":" + std::to_string(number) + ": " + failure.what());
+        throw Failure(_at(number) + failure.what());
       }
       _bar.update("importing", lines.position(), _file.size());
     }
@@ -186,6 +193,9 @@ class Restoration {
   }
 
  private:
+  /** Where a message about line `number` begins. */
+  std::string _at(long number) const { return _file.name() + ":" + std::to_string(number) + ": "; }
+
   static Json parse(const std::string& text) {
     if (is_deeply_nested(text)) throw Failure("no line of an export: it is nested too deeply");
     Json line = Json::parse(text, nullptr, false);
