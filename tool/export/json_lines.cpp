@@ -69,6 +69,7 @@ class LineWriter {
     _writeUnowned(ADDRESSES);
     for (const Part& part : PARTS_OF_A_MESSAGE) _writeUnowned(part);
     for (const char* const table : OTHER_TABLES) _writeTable(table, "");
+    _writeEnd();
     return _leftOut;
   }
 
@@ -86,6 +87,7 @@ class LineWriter {
       }
       _writeMessage(message);
     }
+    _writeEnd();
     return _leftOut;
   }
 
@@ -96,6 +98,10 @@ class LineWriter {
   }
 
   void _writeHead() { _line({{"export", "msg-tarvel"}, {"version", EXPORT_VERSION}}); }
+
+  void _writeEnd() {
+    _line({{"end", {{"messages", _messages}, {"conversations", _conversations}}}});
+  }
 
   /** The row with this key; null for none. */
   static Json _row(Rows& rows, const Json& key) {
@@ -110,6 +116,7 @@ class LineWriter {
     Json line = {{"conversation", conversation}};
     _addPart(line, ADDRESSES, _addresses, conversation["convId"]);
     _line(line);
+    ++_conversations;
   }
 
   void _writeMessage(const Json& message) {
@@ -118,6 +125,7 @@ class LineWriter {
       _addPart(line, PARTS_OF_A_MESSAGE[i], _parts[i], message["msgId"]);
     }
     _line(line);
+    ++_messages;
   }
 
   Rows _ofOwner(const Part& part) const {
@@ -174,6 +182,8 @@ class LineWriter {
   Rows _addresses;
   std::vector<Rows> _parts;
   std::set<std::string> _written;
+  long _messages = 0;
+  long _conversations = 0;
   LeftOut _leftOut;
 };
 

@@ -188,6 +188,7 @@ class Restoration {
       }
       _bar.update("importing", lines.position(), _file.size());
     }
+    if (!_hasEnded) throw Failure(_file.name() + ": cut short: its last line is missing");
     _summary.stored = _summary.read;
     return _summary;
   }
@@ -209,6 +210,10 @@ class Restoration {
       if (line.value("version", Json()) != EXPORT_VERSION) {
         throw Failure("an export of another version");
       }
+    } else if (_hasEnded) {
+      throw Failure("a line behind the last one of an export");
+    } else if (line.contains("end")) {
+      _takeEnd(line["end"]);
     } else if (line.contains("conversation")) {
       _inserter.insert("msg_conversation_table", line["conversation"]);
       ++_summary.conversationsCreated;
@@ -222,6 +227,13 @@ class Restoration {
     } else {
       throw Failure("no line of an export");
     }
+  }
+
+  void _takeEnd(const Json& end) {
+    const bool isWhole = end.is_object() && end.value("messages", Json()) == _summary.read &&
+                         end.value("conversations", Json()) == _summary.conversationsCreated;
+    if (!isWhole) throw Failure("lines before this one are missing or too many");
+    _hasEnded = true;
   }
 
   void _takeLists(const Json& line) {
@@ -300,6 +312,7 @@ class Restoration {
   RowInserter _inserter;
   /** Paths of this store by those of the other one. */
   std::map<std::string, std::string> _moved;
+  bool _hasEnded = false;
   ProgressBar _bar;
   ImportSummary _summary;
 };

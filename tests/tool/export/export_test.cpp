@@ -69,6 +69,8 @@ class Export : public ToolTest {
 
 const std::string HEADER = "{\"export\":\"msg-tarvel\",\"version\":1}\n";
 
+const std::string END_OF_TWO_MESSAGES = "{\"end\":{\"messages\":2,\"conversations\":1}}\n";
+
 TEST_F(Export, ComesBackAsTheSameStore) {
   for (const std::string seed : {"1", "2"}) {
     generate({"--seed", seed, "--messages", "150"});
@@ -151,7 +153,8 @@ TEST_F(Export, LinesAreObjectsThatNameTheirRows) {
   EXPECT_FALSE(parsed[2].contains("contents"));
   EXPECT_EQ(parsed[3]["contents"][0]["contentType"], "image/png");
   EXPECT_EQ(parsed[3]["contents"][0]["files"], (nlohmann::json{{"filepath", "QUJD"}}));
-  EXPECT_EQ(parsed.back()["table"], "sqlite_sequence");
+  EXPECT_EQ(parsed[parsed.size() - 2]["table"], "sqlite_sequence");
+  EXPECT_EQ(parsed.back(), nlohmann::json::parse(END_OF_TWO_MESSAGES));
 }
 
 TEST_F(Export, FilesGoIntoADirectoryAndComeBackFromThere) {
@@ -287,6 +290,42 @@ TEST_F(Export, BracketsInATextAreNoNesting) {
   beginAnew();
   EXPECT_EQ(json({"import", path})["stored"], 2);
   EXPECT_EQ(wholeStore(), before);
+}
+
+TEST_F(Export, WhatIsCutShortChangesNothing) {
+  import(sms({}) + sms({{ "date", "1" }}));
+  const std::string whole = content_of(exported());
+  beginAnew();
+  std::size_t end = 0;
+  std::size_t lines = 0;
+  while ((end = whole.find('\n', end) + 1) < whole.size()) {
+    expectRefused(whole.substr(0, end), ": cut short: its last line is missing\n");
+    ++lines;
+  }
+  EXPECT_GE(lines, 5U);
+  const std::string number = std::to_string(lines + 1);
+  // All but the newline is there.
+  EXPECT_EQ(json({"import", "--dry-run",
+                  file("whole.jsonl", whole.substr(0, whole.size() - 1))})["stored"],
+            2);
+  expectRefused(whole.substr(0, whole.size() - 2), ":" + number + ": no line of an export");
+  expectRefused(whole + whole.substr(whole.find('\n') + 1),
+                ":" + std::to_string(lines + 2) + ": a line behind the last one of an export");
+
+  // JSON's fields have no order.
+  const std::string other = HEADER + "{\"end\":{\"conversations\":0,\"messages\":0,\"more\":1}}\n";
+  EXPECT_EQ(json({"import", file("other.jsonl", other)})["stored"], 0);
+
+  const std::string wrong = ": lines before this one are missing or too many\n";
+  const std::string message = "{\"message\":{\"convId\":1}}\n";
+  expectRefused(HEADER + END_OF_TWO_MESSAGES, ":2" + wrong);
+  expectRefused(HEADER + message + message + END_OF_TWO_MESSAGES, ":4" + wrong);
+  const std::string conversation = "{\"conversation\":{\"convId\":1}}\n";
+  expectRefused(HEADER + conversation + message + END_OF_TWO_MESSAGES, ":4" + wrong);
+  expectRefused(HEADER + conversation + message + message + message + END_OF_TWO_MESSAGES,
+                ":6" + wrong);
+  expectRefused(HEADER + "{\"end\":true}\n", ":2" + wrong);
+  expectRefused(HEADER + "{\"end\":{}}\n", ":2" + wrong);
 }
 
 TEST_F(Export, ARowThatComesTwiceIsAnError) {
