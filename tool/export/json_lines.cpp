@@ -61,7 +61,7 @@ class LineWriter {
   }
 
   LeftOut writeAll() {
-    _writeHead();
+    _line(head());
     Rows conversations = _database.query("SELECT * FROM msg_conversation_table ORDER BY convId;");
     while (conversations.next()) _writeConversation(row_of(conversations));
     Rows messages = _database.query("SELECT * FROM msg_message_table ORDER BY msgId;");
@@ -75,7 +75,9 @@ class LineWriter {
 
   /** Each message's conversation comes before the first one of it. */
   LeftOut writeMatching(const MessageFilter& filter) {
-    _writeHead();
+    Json line = head();
+    line["filtered"] = true;
+    _line(line);
     std::set<Json> conversations;
     MatchingMessages messages(filter);
     while (const auto id = messages.next()) {
@@ -92,12 +94,12 @@ class LineWriter {
   }
 
  private:
+  static Json head() { return {{"export", "msg-tarvel"}, {"version", EXPORT_VERSION}}; }
+
   void _line(const Json& line) {
     throw_if_interrupted();
     _out << json_line(line) << "\n";
   }
-
-  void _writeHead() { _line({{"export", "msg-tarvel"}, {"version", EXPORT_VERSION}}); }
 
   void _writeEnd() {
     _line({{"end", {{"messages", _messages}, {"conversations", _conversations}}}});

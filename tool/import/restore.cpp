@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "backup/payload_stage.h"
+#include "check/mend.h"
 #include "exit_status.h"
 #include "export/json_lines.h"
 #include "export/media_files.h"
@@ -169,9 +170,6 @@ class Restoration {
   Restoration(const BackupFile& file, const ImportOptions& options, PayloadStage& stage)
       : _file(file), _options(options), _stage(stage), _inserter(last_connection()) {
     _summary.file = file.name();
-    // Those of the store that it is to become.
-    helpers::execute("DELETE FROM sqlite_sequence; DELETE FROM mssi_info_table;",
-                     helpers::CANNOT_WRITE);
   }
 
   ImportSummary read() {
@@ -189,6 +187,8 @@ class Restoration {
       _bar.update("importing", lines.position(), _file.size());
     }
     if (!_hasEnded) throw Failure(_file.name() + ": cut short: its last line is missing");
+    // Conversations came with the counters of the whole store.
+    if (_isFiltered) summarise_conversations();
     _summary.stored = _summary.read;
     return _summary;
   }
@@ -206,10 +206,7 @@ class Restoration {
 
   void _takeLine(const Json& line, bool isFirst) {
     if (isFirst) {
-      if (line.value("export", Json()) != "msg-tarvel") throw Failure("no export of msg-tarvel");
-      if (line.value("version", Json()) != EXPORT_VERSION) {
-        throw Failure("an export of another version");
-      }
+      _takeHead(line);
     } else if (_hasEnded) {
       throw Failure("a line behind the last one of an export");
     } else if (line.contains("end")) {
@@ -227,6 +224,18 @@ class Restoration {
     } else {
       throw Failure("no line of an export");
     }
+  }
+
+  void _takeHead(const Json& line) {
+    if (line.value("export", Json()) != "msg-tarvel") throw Failure("no export of msg-tarvel");
+    if (line.value("version", Json()) != EXPORT_VERSION) {
+      throw Failure("an export of another version");
+    }
+    _isFiltered = line.value("filtered", Json()) == true;
+    if (_isFiltered) return;
+    // Those of the store that this one is to become.
+    helpers::execute("DELETE FROM sqlite_sequence; DELETE FROM mssi_info_table;",
+                     helpers::CANNOT_WRITE);
   }
 
   void _takeEnd(const Json& end) {
@@ -312,6 +321,7 @@ class Restoration {
   RowInserter _inserter;
   /** Paths of this store by those of the other one. */
   std::map<std::string, std::string> _moved;
+  bool _isFiltered = false;
   bool _hasEnded = false;
   ProgressBar _bar;
   ImportSummary _summary;

@@ -409,6 +409,54 @@ TEST_F(Export, AFilterChoosesMessagesWithTheirConversations) {
   EXPECT_EQ(json({"import", path})["stored"], 1);
   EXPECT_EQ(rows("SELECT msgId FROM msg_message_table;"), "4\n");
   EXPECT_EQ(mediaFiles().size(), 1U);
+  EXPECT_EQ(run({"check"}).status, 0);
+}
+
+TEST_F(Export, ChosenMessagesMakeASoundStore) {
+  import(sms(
+             {{ "body",
+                "read" }}) +
+         sms({{"date", "1740000000001"},
+              {"read", "0"},
+              { "body",
+                "new" }}) +
+         sms({{"date", "1740000000002"},
+              { "body",
+                "newest" }}) +
+         sms({{"address", "+14155550122"},
+              {"read", "0"},
+              { "body",
+                "other" }}) +
+         sms(
+             {{ "address",
+                "+14155550133" }}));
+  RawConnection(dbFile()).exec("DELETE FROM msg_message_table WHERE msgId = 5;");
+  const std::string summaries =
+      "SELECT convId || ': ' || msgCnt || ' ' || unreadCnt || ' ' || lastMsgId || ' ' || msgText "
+      "|| "
+      "' ' || displayTime FROM msg_conversation_table;";
+  ASSERT_EQ(rows(summaries).rfind("1: 3 1 3 newest 1740000000002\n", 0), 0U) << rows(summaries);
+  const std::string version = rows("SELECT quote(restartToken) || id FROM mssi_info_table;");
+  const std::string path = exported({"--unread"});
+  EXPECT_EQ(
+      content_of(path).rfind("{\"export\":\"msg-tarvel\",\"version\":1,\"filtered\":true}\n", 0),
+      0U);
+  beginAnew();
+  EXPECT_EQ(json({"import", path})["stored"], 2);
+  EXPECT_EQ(rows(summaries), "1: 1 1 2 new 1740000000001\n2: 1 1 4 other 1740000000000\n");
+  EXPECT_EQ(rows("SELECT quote(restartToken) || id FROM mssi_info_table;"), version);
+  const ProcessResult checked = run({"check"});
+  EXPECT_EQ(checked.status, 0) << checked.out;
+}
+
+TEST_F(Export, AWholeExportKeepsWrongCounters) {
+  import(sms({}));
+  RawConnection(dbFile()).exec("UPDATE msg_conversation_table SET msgCnt = 7, unreadCnt = 8;");
+  const std::string before = wholeStore();
+  const std::string path = exported();
+  beginAnew();
+  EXPECT_EQ(run({"import", path}).status, 0);
+  EXPECT_EQ(wholeStore(), before);
 }
 
 TEST_F(Export, XmlComesBackAsTheSameMessages) {
