@@ -327,6 +327,15 @@ class Restoration {
   ImportSummary _summary;
 };
 
+/** An export is restored as it is, or not at all. */
+void refuse_options_for_phones(const BackupFile& file, const ImportOptions& options) {
+  std::string refused;
+  if (options.keepsGoing) refused = "--keep-going";
+  if (!options.ownNumbers.empty()) refused = "--own-number";
+  if (refused.empty()) return;
+  throw UsageError(file.name() + " is an export; " + refused + " is only for phones' backups");
+}
+
 void require_no_messages() {
   if (helpers::number("SELECT EXISTS (SELECT 1 FROM msg_message_table) "
                       "OR EXISTS (SELECT 1 FROM msg_conversation_table) "
@@ -346,6 +355,7 @@ bool is_export(const BackupFile& file) {
 }
 
 ImportSummary restore_export(const BackupFile& file, const ImportOptions& options) {
+  refuse_options_for_phones(file, options);
   helpers::Transaction transaction;
   require_no_messages();
   PayloadStage stage(media_directory());

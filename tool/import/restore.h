@@ -13,6 +13,7 @@ bool is_export(const BackupFile& file);
  * same rows with the same ids, and its files. Conversations of chosen messages get the counters and
  * the last message that these amount to. All of it or, when anything throws (Failure,
  * Interrupted), nothing. Memory does not grow beyond the longest line and the names of files.
+ * Throws UsageError for options that are about phones.
  */
 ImportSummary restore_export(const BackupFile& file, const ImportOptions& options);
 

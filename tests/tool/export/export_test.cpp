@@ -328,6 +328,23 @@ TEST_F(Export, WhatIsCutShortChangesNothing) {
   expectRefused(HEADER + "{\"end\":{}}\n", ":2" + wrong);
 }
 
+TEST_F(Export, IsReadBackWithoutOptionsForPhones) {
+  const std::string path = exported();
+  const std::string before = wholeStore();
+  const std::vector<std::vector<std::string>> refused = {{"--keep-going"},
+                                                         {"--own-number", "+14155550100"}};
+  for (const std::vector<std::string>& words : refused) {
+    std::vector<std::string> arguments = {"import", path};
+    arguments.insert(arguments.end(), words.begin(), words.end());
+    const ProcessResult result = run(arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "msg-tarvel: " + path + " is an export; " + words[0] +
+                              " is only for phones' backups\n");
+  }
+  EXPECT_EQ(wholeStore(), before);
+}
+
 TEST_F(Export, ARowThatComesTwiceIsAnError) {
   const std::string message = "{\"message\":{\"msgId\":1,\"convId\":1,\"textMessage\":\"";
   expectRefused(HEADER + message + "a\"}}\n" + message + "b\"}}\n",
