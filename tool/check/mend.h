@@ -16,4 +16,10 @@ bool is_damaged(const Findings& findings);
  */
 void mend(const Findings& found);
 
+/**
+ * Sets every conversation's counters and last message to what its messages amount to. To be called
+ * within a transaction of the library's store.
+ */
+void summarise_conversations();
+
 }  // namespace msg_tarvel::tool

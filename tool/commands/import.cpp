@@ -225,7 +225,8 @@ void declare_import(CommandSet& commands) {
       "the subject or else the text. Parts lie in the data directory's media/. What an earlier\n"
       "import stored is skipped. All of a file is imported, or nothing of it; files before one\n"
       "that fails stay imported. A store without indexes gets them with it. What 'msg-tarvel\n"
-      "export' wrote is read back into a store without messages.",
+      "export' wrote is read back into a store without messages, with neither --own-number nor\n"
+      "--keep-going.",
       [arguments](const Output& output) { return import_files(output, *arguments); });
   app.add_option("FILE", arguments->files,
                  "The backups, also compressed by gzip; \"-\" is standard input")

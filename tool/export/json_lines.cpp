@@ -60,7 +60,7 @@ class LineWriter {
   }
 
   LeftOut writeAll() {
-    _writeHead();
+    _line(head());
     Rows conversations = _database.query("SELECT * FROM msg_conversation_table ORDER BY convId;");
     while (conversations.next()) _writeConversation(row_of(conversations));
     Rows messages = _database.query("SELECT * FROM msg_message_table ORDER BY msgId;");
@@ -68,12 +68,15 @@ class LineWriter {
     _writeUnowned(ADDRESSES);
     for (const Part& part : PARTS_OF_A_MESSAGE) _writeUnowned(part);
     for (const char* const table : OTHER_TABLES) _writeTable(table, "");
+    _writeEnd();
     return _leftOut;
   }
 
   /** Each message's conversation comes before the first one of it. */
   LeftOut writeMatching(const MessageFilter& filter) {
-    _writeHead();
+    Json line = head();
+    line["filtered"] = true;
+    _line(line);
     std::set<Json> conversations;
     MatchingMessages messages(filter);
     while (const auto id = messages.next()) {
@@ -85,16 +88,21 @@ class LineWriter {
       }
       _writeMessage(message);
     }
+    _writeEnd();
     return _leftOut;
   }
 
  private:
+  static Json head() { return {{"export", "msg-tarvel"}, {"version", EXPORT_VERSION}}; }
+
   void _line(const Json& line) {
     throw_if_interrupted();
     _out << json_line(line) << "\n";
   }
 
-  void _writeHead() { _line({{"export", "msg-tarvel"}, {"version", EXPORT_VERSION}}); }
+  void _writeEnd() {
+    _line({{"end", {{"messages", _messages}, {"conversations", _conversations}}}});
+  }
 
   /** The row with this key; null for none. */
   static Json _row(Rows& rows, const Json& key) {
@@ -109,6 +117,7 @@ class LineWriter {
     Json line = {{"conversation", conversation}};
     _addPart(line, ADDRESSES, _addresses, conversation["convId"]);
     _line(line);
+    ++_conversations;
   }
 
   void _writeMessage(const Json& message) {
@@ -117,6 +126,7 @@ class LineWriter {
       _addPart(line, PARTS_OF_A_MESSAGE[i], _parts[i], message["msgId"]);
     }
     _line(line);
+    ++_messages;
   }
 
   Rows _ofOwner(const Part& part) const {
@@ -174,6 +184,8 @@ class LineWriter {
   Rows _message;
   Rows _addresses;
   std::vector<Rows> _parts;
+  long _messages = 0;
+  long _conversations = 0;
   LeftOut _leftOut;
 };
 

@@ -16,6 +16,11 @@ namespace msg_tarvel::tool {
 //   {"conversation": {column: value, ...}, "addresses": [row, ...]}
 //   {"message": row, "contents": [row, ...], "metadata": [row, ...], "transfers": [row, ...]}
 //   {"row": row, "table": name}          everything else
+//   {"end": {"messages": count, "conversations": count}}
+//
+// The first one has "filtered": true when it is not the whole store that follows. The last one says
+// how many lines of these kinds came before it, so that nobody takes a part of an export for all of
+// it.
 //
 // Lists that are empty are left out. A row of "contents" has, beside its columns, "files": for
 // "filepath" and "thumbpath" the file's bytes in base64, or with a directory for media the name

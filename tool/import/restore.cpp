@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "backup/payload_stage.h"
+#include "check/mend.h"
 #include "exit_status.h"
 #include "export/json_lines.h"
 #include "export/media_files.h"
@@ -35,6 +36,14 @@ constexpr std::string_view RESTORED_TABLES[] = {
     "mssi_info_table",   "sqlite_sequence",        "msg_sharedial_meta_table",
 };
 
+/** A store without messages can have rows there, of its own SIM cards or logs. */
+constexpr std::string_view REPLACED_TABLES[] = {
+    "temp_log",          "ft_queue_table",
+    "deleted_msg_table", "respond_msg_table",
+    "msg_sim_table",     "message_transaction_table",
+    "mssi_info_table",   "msg_sharedial_meta_table",
+};
+
 /** The numbers that no row gets again. */
 constexpr const char* SEQUENCES = "sqlite_sequence";
 
@@ -48,10 +57,35 @@ constexpr RestoredList LISTS[] = {{"addresses", "msg_address_table"},
                                   {"metadata", "msg_nms_meta_table"},
                                   {"transfers", "msg_ft_content_table"}};
 
+template <std::size_t COUNT>
+bool is_one_of(const std::string_view (&tables)[COUNT], const std::string& table) {
+  return std::find(std::begin(tables), std::end(tables), table) != std::end(tables);
+}
+
 std::string quoted(const std::string& name) {
   std::string quoted = "\"";
   for (const char character : name) quoted.append(character == '"' ? 2 : 1, character);
   return quoted + "\"";
+}
+
+/** Far deeper than an export, whose values are also copied: that goes into a deeply nested one. */
+bool is_deeply_nested(const std::string& json) {
+  constexpr int DEEPEST = 32;
+  int depth = 0;
+  bool isInString = false;
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    const char character = json[i];
+    if (isInString && character == '\\') {
+      ++i;
+    } else if (character == '"') {
+      isInString = !isInString;
+    } else if (!isInString && (character == '[' || character == '{')) {
+      if (++depth > DEEPEST) return true;
+    } else if (!isInString && (character == ']' || character == '}')) {
+      --depth;
+    }
+  }
+  return false;
 }
 
 /** Inserts rows as they were. */
@@ -70,8 +104,7 @@ class RowInserter {
 
  private:
   Rows& _statementFor(const std::string& table, const Json& row) {
-    if (std::find(std::begin(RESTORED_TABLES), std::end(RESTORED_TABLES), table) ==
-        std::end(RESTORED_TABLES)) {
+    if (!is_one_of(RESTORED_TABLES, table)) {
       throw Failure("a store has no table '" + table + "'");
     }
     std::string columns;
@@ -81,7 +114,8 @@ class RowInserter {
       values += values.empty() ? "?" : ", ?";
     }
     const std::string sql =
-        "INSERT OR REPLACE INTO " + table + " (" + columns + ") VALUES (" + values + ");";
+        (is_one_of(REPLACED_TABLES, table) ? "INSERT OR REPLACE INTO " : "INSERT INTO ") + table +
+        " (" + columns + ") VALUES (" + values + ");";
     auto known = _statements.find(sql);
     if (known == _statements.end()) {
       known = _statements.emplace(sql, _database.query(sql)).first;
@@ -92,6 +126,12 @@ class RowInserter {
   const Database _database;
   std::map<std::string, Rows> _statements;
 };
+
+/** Otherwise the store or the machine failed. */
+bool is_about_the_row(const DatabaseFailure& failure) {
+  constexpr int CODES[] = {SQLITE_ERROR, SQLITE_CONSTRAINT, SQLITE_MISMATCH};
+  return std::find(std::begin(CODES), std::end(CODES), failure.code()) != std::end(CODES);
+}
 
 /** The lines of a file, one after the other. */
 class Lines {
@@ -130,9 +170,6 @@ class Restoration {
   Restoration(const BackupFile& file, const ImportOptions& options, PayloadStage& stage)
       : _file(file), _options(options), _stage(stage), _inserter(last_connection()) {
     _summary.file = file.name();
-    // Those of the store that it is to become.
-    helpers::execute("DELETE FROM sqlite_sequence; DELETE FROM mssi_info_table;",
-                     helpers::CANNOT_WRITE);
   }
 
   ImportSummary read() {
@@ -141,19 +178,27 @@ class Restoration {
     for (long number = 1; lines.next(text); ++number) {
       try {
         _takeLine(parse(text), number == 1);
-      } catch (const DatabaseFailure&) {
-        throw;
+      } catch (const DatabaseFailure& failure) {
+        if (!is_about_the_row(failure)) throw;
+        throw Failure(_at(number) + failure.what());
       } catch (const Failure& failure) {
-        throw Failure(_file.name() + ":" + std::to_string(number) + ": " + failure.what());
+        throw Failure(_at(number) + failure.what());
       }
       _bar.update("importing", lines.position(), _file.size());
     }
+    if (!_hasEnded) throw Failure(_file.name() + ": cut short: its last line is missing");
+    // Conversations came with the counters of the whole store.
+    if (_isFiltered) summarise_conversations();
     _summary.stored = _summary.read;
     return _summary;
   }
 
  private:
+  /** Where a message about line `number` begins. */
+  std::string _at(long number) const { return _file.name() + ":" + std::to_string(number) + ": "; }
+
   static Json parse(const std::string& text) {
+    if (is_deeply_nested(text)) throw Failure("no line of an export: it is nested too deeply");
     Json line = Json::parse(text, nullptr, false);
     if (!line.is_object()) throw Failure("no line of an export");
     return line;
@@ -161,10 +206,11 @@ class Restoration {
 
   void _takeLine(const Json& line, bool isFirst) {
     if (isFirst) {
-      if (line.value("export", Json()) != "msg-tarvel") throw Failure("no export of msg-tarvel");
-      if (line.value("version", Json()) != EXPORT_VERSION) {
-        throw Failure("an export of another version");
-      }
+      _takeHead(line);
+    } else if (_hasEnded) {
+      throw Failure("a line behind the last one of an export");
+    } else if (line.contains("end")) {
+      _takeEnd(line["end"]);
     } else if (line.contains("conversation")) {
       _inserter.insert("msg_conversation_table", line["conversation"]);
       ++_summary.conversationsCreated;
@@ -178,6 +224,25 @@ class Restoration {
     } else {
       throw Failure("no line of an export");
     }
+  }
+
+  void _takeHead(const Json& line) {
+    if (line.value("export", Json()) != "msg-tarvel") throw Failure("no export of msg-tarvel");
+    if (line.value("version", Json()) != EXPORT_VERSION) {
+      throw Failure("an export of another version");
+    }
+    _isFiltered = line.value("filtered", Json()) == true;
+    if (_isFiltered) return;
+    // Those of the store that this one is to become.
+    helpers::execute("DELETE FROM sqlite_sequence; DELETE FROM mssi_info_table;",
+                     helpers::CANNOT_WRITE);
+  }
+
+  void _takeEnd(const Json& end) {
+    const bool isWhole = end.is_object() && end.value("messages", Json()) == _summary.read &&
+                         end.value("conversations", Json()) == _summary.conversationsCreated;
+    if (!isWhole) throw Failure("lines before this one are missing or too many");
+    _hasEnded = true;
   }
 
   void _takeLists(const Json& line) {
@@ -256,9 +321,20 @@ class Restoration {
   RowInserter _inserter;
   /** Paths of this store by those of the other one. */
   std::map<std::string, std::string> _moved;
+  bool _isFiltered = false;
+  bool _hasEnded = false;
   ProgressBar _bar;
   ImportSummary _summary;
 };
+
+/** An export is restored as it is, or not at all. */
+void refuse_options_for_phones(const BackupFile& file, const ImportOptions& options) {
+  std::string refused;
+  if (options.keepsGoing) refused = "--keep-going";
+  if (!options.ownNumbers.empty()) refused = "--own-number";
+  if (refused.empty()) return;
+  throw UsageError(file.name() + " is an export; " + refused + " is only for phones' backups");
+}
 
 void require_no_messages() {
   if (helpers::number("SELECT EXISTS (SELECT 1 FROM msg_message_table) "
@@ -279,6 +355,7 @@ bool is_export(const BackupFile& file) {
 }
 
 ImportSummary restore_export(const BackupFile& file, const ImportOptions& options) {
+  refuse_options_for_phones(file, options);
   helpers::Transaction transaction;
   require_no_messages();
   PayloadStage stage(media_directory());

@@ -10,8 +10,10 @@ bool is_export(const BackupFile& file);
 
 /**
  * Reads an export back into a store without messages, which then is the one that was exported: the
- * same rows with the same ids, and its files. All of it or, when anything throws (Failure,
+ * same rows with the same ids, and its files. Conversations of chosen messages get the counters and
+ * the last message that these amount to. All of it or, when anything throws (Failure,
  * Interrupted), nothing. Memory does not grow beyond the longest line and the names of files.
+ * Throws UsageError for options that are about phones.
  */
 ImportSummary restore_export(const BackupFile& file, const ImportOptions& options);
 

@@ -71,6 +71,8 @@ class Export : public ToolTest {
 
 const std::string HEADER = "{\"export\":\"msg-tarvel\",\"version\":1}\n";
 
+const std::string END_OF_TWO_MESSAGES = "{\"end\":{\"messages\":2,\"conversations\":1}}\n";
+
 TEST_F(Export, ComesBackAsTheSameStore) {
   for (const std::string seed : {"1", "2"}) {
     generate({"--seed", seed, "--messages", "150"});
@@ -153,7 +155,8 @@ TEST_F(Export, LinesAreObjectsThatNameTheirRows) {
   EXPECT_FALSE(parsed[2].contains("contents"));
   EXPECT_EQ(parsed[3]["contents"][0]["contentType"], "image/png");
   EXPECT_EQ(parsed[3]["contents"][0]["files"], (nlohmann::json{{"filepath", "QUJD"}}));
-  EXPECT_EQ(parsed.back()["table"], "sqlite_sequence");
+  EXPECT_EQ(parsed[parsed.size() - 2]["table"], "sqlite_sequence");
+  EXPECT_EQ(parsed.back(), nlohmann::json::parse(END_OF_TWO_MESSAGES));
 }
 
 TEST_F(Export, FilesGoIntoADirectoryAndComeBackFromThere) {
@@ -298,11 +301,125 @@ TEST_F(Export, WhatIsNoExportChangesNothing) {
   EXPECT_EQ(mediaFiles().size(), 0U);
 }
 
-TEST_F(Export, ColumnsThatAStoreDoesNotHaveAreAnError) {
-  const std::string path = file("odd.jsonl", HEADER + "{\"message\":{\"odd\":1}}\n");
-  const ProcessResult result = run({"import", path});
+TEST_F(Export, DeepNestingIsAnError) {
+  constexpr std::size_t DEPTH = 100000;
+  const std::string value = std::string(DEPTH, '[') + std::string(DEPTH, ']');
+  std::string objects;
+  for (std::size_t i = 0; i < DEPTH; ++i) objects += "{\"a\":";
+  objects += "1" + std::string(DEPTH, '}');
+  for (const std::string& line : {
+           "{\"message\":{\"textMessage\":" + value + "}}",
+           "{\"message\":{\"convId\":1},\"contents\":[{\"textData\":" + objects + "}]}",
+           "{\"row\":{\"a\":" + value + "},\"table\":\"temp_log\"}",
+           // Never closed, which comes before its being no JSON.
+           std::string(DEPTH, '['),
+       }) {
+    expectRefused(HEADER + line + "\n", ":2: no line of an export: it is nested too deeply");
+  }
+  const std::string first = "{\"export\":" + value + "}\n";
+  expectRefused(first, ":1: no line of an export: it is nested too deeply");
+  const std::string path = file("deep.jsonl", first);
+  expectFailure(run({"import", "--dry-run", path}), path + ":1: no line of an export");
+}
+
+TEST_F(Export, BracketsInATextAreNoNesting) {
+  const std::string brackets =
+      "\\&quot;" + std::string(100, '[') + "&quot;" + std::string(100, '{');
+  import(sms({{ "body", std::string(100, '[') }}) + sms({{"date", "1"}, { "body", brackets }}));
+  const std::string before = wholeStore();
+  const std::string path = exported();
+  beginAnew();
+  EXPECT_EQ(json({"import", path})["stored"], 2);
+  EXPECT_EQ(wholeStore(), before);
+}
+
+TEST_F(Export, WhatIsCutShortChangesNothing) {
+  import(sms({}) + sms({{ "date", "1" }}));
+  const std::string whole = content_of(exported());
+  beginAnew();
+  std::size_t end = 0;
+  std::size_t lines = 0;
+  while ((end = whole.find('\n', end) + 1) < whole.size()) {
+    expectRefused(whole.substr(0, end), ": cut short: its last line is missing\n");
+    ++lines;
+  }
+  EXPECT_GE(lines, 5U);
+  const std::string number = std::to_string(lines + 1);
+  // All but the newline is there.
+  EXPECT_EQ(json({"import", "--dry-run",
+                  file("whole.jsonl", whole.substr(0, whole.size() - 1))})["stored"],
+            2);
+  expectRefused(whole.substr(0, whole.size() - 2), ":" + number + ": no line of an export");
+  expectRefused(whole + whole.substr(whole.find('\n') + 1),
+                ":" + std::to_string(lines + 2) + ": a line behind the last one of an export");
+
+  // JSON's fields have no order.
+  const std::string other = HEADER + "{\"end\":{\"conversations\":0,\"messages\":0,\"more\":1}}\n";
+  EXPECT_EQ(json({"import", file("other.jsonl", other)})["stored"], 0);
+
+  const std::string wrong = ": lines before this one are missing or too many\n";
+  const std::string message = "{\"message\":{\"convId\":1}}\n";
+  expectRefused(HEADER + END_OF_TWO_MESSAGES, ":2" + wrong);
+  expectRefused(HEADER + message + message + END_OF_TWO_MESSAGES, ":4" + wrong);
+  const std::string conversation = "{\"conversation\":{\"convId\":1}}\n";
+  expectRefused(HEADER + conversation + message + END_OF_TWO_MESSAGES, ":4" + wrong);
+  expectRefused(HEADER + conversation + message + message + message + END_OF_TWO_MESSAGES,
+                ":6" + wrong);
+  expectRefused(HEADER + "{\"end\":true}\n", ":2" + wrong);
+  expectRefused(HEADER + "{\"end\":{}}\n", ":2" + wrong);
+}
+
+TEST_F(Export, IsReadBackWithoutOptionsForPhones) {
+  const std::string path = exported();
+  const std::string before = wholeStore();
+  const std::vector<std::vector<std::string>> refused = {{"--keep-going"},
+                                                         {"--own-number", "+14155550100"}};
+  for (const std::vector<std::string>& words : refused) {
+    std::vector<std::string> arguments = {"import", path};
+    arguments.insert(arguments.end(), words.begin(), words.end());
+    const ProcessResult result = run(arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "msg-tarvel: " + path + " is an export; " + words[0] +
+                              " is only for phones' backups\n");
+  }
+  EXPECT_EQ(wholeStore(), before);
+}
+
+TEST_F(Export, ARowThatComesTwiceIsAnError) {
+  const std::string message = "{\"message\":{\"msgId\":1,\"convId\":1,\"textMessage\":\"";
+  expectRefused(HEADER + message + "a\"}}\n" + message + "b\"}}\n",
+                ":3: UNIQUE constraint failed: msg_message_table.msgId");
+}
+
+TEST_F(Export, ARowThatNoStoreTakesNamesItsLine) {
+  expectRefused(HEADER + "{\"message\":{\"msgId\":\"x\",\"convId\":1}}\n", ":2: datatype mismatch");
+  expectRefused(HEADER + "{\"table\":\"msg_address_table\",\"row\":{\"convId\":null}}\n",
+                ":2: NOT NULL constraint failed: msg_address_table.convId");
+  expectRefused(HEADER + "{\"message\":{\"convId\":1}}\n{\"message\":{\"odd\":1}}\n",
+                ":3: table msg_message_table has no column named odd");
+}
+
+TEST_F(Export, AFullDiskIsNoFaultOfALine) {
+  const std::string path =
+      file("long.jsonl", HEADER + "{\"message\":{\"convId\":1,\"textMessage\":\"" +
+                             std::string(8000000, 'a') + "\"}}\n");
+  const ProcessResult result = run_program(
+      {"sh", "-c", "trap '' XFSZ; ulimit -f 4000; exec \"$0\" import \"$1\"", TOOL_PROGRAM, path},
+      environment());
   EXPECT_EQ(result.status, 3);
-  EXPECT_NE(result.err.find("odd"), std::string::npos) << result.err;
+  EXPECT_EQ(result.err, "msg-tarvel: reading or writing it failed\n");
+  EXPECT_EQ(rows("SELECT count(*) FROM msg_message_table;"), "0\n");
+}
+
+TEST_F(Export, ReplacesTheSimCardsOfAStoreWithoutMessages) {
+  const std::string addCard = "INSERT INTO msg_sim_table (id, Imsi) VALUES (1, ";
+  RawConnection(dbFile()).exec(addCard + "'exported');");
+  const std::string path = exported();
+  beginAnew();
+  RawConnection(dbFile()).exec(addCard + "'its own');");
+  EXPECT_EQ(run({"import", path}).status, 0);
+  EXPECT_EQ(rows("SELECT id || Imsi FROM msg_sim_table;"), "1exported\n");
 }
 
 TEST_F(Export, TakesNoMemoryForMessages) {
@@ -350,6 +467,54 @@ TEST_F(Export, AFilterChoosesMessagesWithTheirConversations) {
   EXPECT_EQ(json({"import", path})["stored"], 1);
   EXPECT_EQ(rows("SELECT msgId FROM msg_message_table;"), "4\n");
   EXPECT_EQ(mediaFiles().size(), 1U);
+  EXPECT_EQ(run({"check"}).status, 0);
+}
+
+TEST_F(Export, ChosenMessagesMakeASoundStore) {
+  import(sms(
+             {{ "body",
+                "read" }}) +
+         sms({{"date", "1740000000001"},
+              {"read", "0"},
+              { "body",
+                "new" }}) +
+         sms({{"date", "1740000000002"},
+              { "body",
+                "newest" }}) +
+         sms({{"address", "+14155550122"},
+              {"read", "0"},
+              { "body",
+                "other" }}) +
+         sms(
+             {{ "address",
+                "+14155550133" }}));
+  RawConnection(dbFile()).exec("DELETE FROM msg_message_table WHERE msgId = 5;");
+  const std::string summaries =
+      "SELECT convId || ': ' || msgCnt || ' ' || unreadCnt || ' ' || lastMsgId || ' ' || msgText "
+      "|| "
+      "' ' || displayTime FROM msg_conversation_table;";
+  ASSERT_EQ(rows(summaries).rfind("1: 3 1 3 newest 1740000000002\n", 0), 0U) << rows(summaries);
+  const std::string version = rows("SELECT quote(restartToken) || id FROM mssi_info_table;");
+  const std::string path = exported({"--unread"});
+  EXPECT_EQ(
+      content_of(path).rfind("{\"export\":\"msg-tarvel\",\"version\":1,\"filtered\":true}\n", 0),
+      0U);
+  beginAnew();
+  EXPECT_EQ(json({"import", path})["stored"], 2);
+  EXPECT_EQ(rows(summaries), "1: 1 1 2 new 1740000000001\n2: 1 1 4 other 1740000000000\n");
+  EXPECT_EQ(rows("SELECT quote(restartToken) || id FROM mssi_info_table;"), version);
+  const ProcessResult checked = run({"check"});
+  EXPECT_EQ(checked.status, 0) << checked.out;
+}
+
+TEST_F(Export, AWholeExportKeepsWrongCounters) {
+  import(sms({}));
+  RawConnection(dbFile()).exec("UPDATE msg_conversation_table SET msgCnt = 7, unreadCnt = 8;");
+  const std::string before = wholeStore();
+  const std::string path = exported();
+  beginAnew();
+  EXPECT_EQ(run({"import", path}).status, 0);
+  EXPECT_EQ(wholeStore(), before);
 }
 
 TEST_F(Export, XmlComesBackAsTheSameMessages) {
