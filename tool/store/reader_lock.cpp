@@ -15,7 +15,7 @@ namespace {
 // pending one from the moment it waits for the readers to leave.
 constexpr long PENDING = 0x40000000;
 constexpr long RESERVED = PENDING + 1;
-constexpr long SHARED = PENDING + 2;
+constexpr long SHARED = RESERVED + 1;
 constexpr long SHARED_SIZE = 510;
 
 // Of a write-ahead log's index: who moves the log into the database locks the one, who begins it
