@@ -13,6 +13,7 @@ struct StorePlace {
   bool isDirectory = false;
   /** Whether it is for the store's group, as all is but the directories that others may enter. */
   bool isOfGroup = true;
+  bool isFileInMedia = false;
   mode_t mode = 0;
   uid_t owner = 0;
   gid_t group = 0;

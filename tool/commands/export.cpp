@@ -56,7 +56,9 @@ int export_store(const Output& output, ExportArguments arguments) {
   for (const auto& [what, count] : write(arguments, media, output.out)) {
     remark("left out: " + std::to_string(count) + " " + what);
   }
-  return FOUND;
+  const bool isEverything = is_unsaid(arguments.filter);
+  if (isEverything || MatchingMessages(arguments.filter).next()) return FOUND;
+  return nothing_found("the store has no such message");
 }
 
 }  // namespace

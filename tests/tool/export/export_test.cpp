@@ -460,7 +460,9 @@ TEST_F(Export, AFilterChoosesMessagesWithTheirConversations) {
   EXPECT_EQ(kinds({"--text", "three"}), "c1 m3 ");
   EXPECT_EQ(kinds({"--conv", "1"}), "c1 m1  m3  m4 ");
   EXPECT_EQ(kinds({"--limit", "3"}), "c1 m4  m3  m1 ");
-  EXPECT_EQ(kinds({"--folder", "sent"}), "");
+  const ProcessResult nothing = run({"export", "--folder", "sent"});
+  EXPECT_EQ(nothing.status, 1);
+  EXPECT_EQ(nothing.err, "msg-tarvel: the store has no such message\n");
 
   const std::string path = exported({"--type", "mms"});
   beginAnew();

@@ -178,6 +178,7 @@ TEST_F(Interruption, MembersOfTheStoresGroupImportPictures) {
   ASSERT_EQ(stat(mediaDir().c_str(), &status), 0);
   EXPECT_EQ(status.st_gid, 5000U);
   EXPECT_EQ(status.st_mode & 07777, 0770U);
+  EXPECT_EQ(run({"check", "owner", "group", "modes"}).out, "nothing found: " + dbFile() + "\n");
 }
 
 }  // namespace

@@ -74,9 +74,9 @@ class Redaction : public ::testing::Test {
   void change(const std::string& sql) const { ask(database(), sql); }
 
   /** What was left out. */
-  Values redact() const {
+  Values redact(const std::string& key = "the key of this test") const {
     fs::copy_file(database(), redacted(), fs::copy_options::overwrite_existing);
-    return redact_database(redacted(), "the key of this test");
+    return redact_database(redacted(), key);
   }
 
   /** Calls `look` for each column of each table. */
@@ -157,8 +157,12 @@ TEST_F(Redaction, NoStringOfFourOrMoreCharactersIsInItsBytes) {
   });
   ASSERT_GT(originals.size(), 600U);
 
-  redact();
-  const std::string after = bytesOf(redacted());
+  // A disguise may happen to be some other short word, but not with every key.
+  Values files;
+  for (const char* const key : {"one key", "another", "a third"}) {
+    redact(key);
+    files.push_back(bytesOf(redacted()));
+  }
   const std::set<std::string> kept = {"image/jpeg",  "image/png",  "image/gif",    "audio/amr",
                                       "audio/x-wav", "text/plain", "text/x-vcard", "json_msg"};
   const Values times = ask(database(), "SELECT time_stamp FROM temp_log;");
@@ -168,7 +172,9 @@ TEST_F(Redaction, NoStringOfFourOrMoreCharactersIsInItsBytes) {
     if (std::find(times.begin(), times.end(), original) != times.end() && original[0] == '2') {
       continue;
     }
-    EXPECT_EQ(after.find(original), std::string::npos) << original;
+    EXPECT_TRUE(std::any_of(files.begin(), files.end(), [&original](const std::string& file) {
+      return file.find(original) == std::string::npos;
+    })) << original;
   }
 }
 
