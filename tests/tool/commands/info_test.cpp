@@ -75,7 +75,8 @@ TEST_F(Info, DescribesAnEmptyStoreAsItIs) {
 TEST_F(Info, TellsOfASettingsFileThatIsBroken) {
   create();
   file("settings.ini", "nonsense\n");
-  for (const auto& setting : json({"info"})["settings"]) {
+  const nlohmann::json info = json({"info"});
+  for (const auto& setting : info["settings"]) {
     EXPECT_TRUE(setting["value"].is_null()) << setting;
     EXPECT_EQ(setting["source"], folder() + "/settings.ini");
   }
