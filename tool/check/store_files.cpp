@@ -24,8 +24,9 @@ std::vector<StorePlace> places_of(const std::string& dataDirectory,
                                     {database},
                                     {database + JOURNAL_ENDING},
                                     {media, true}};
-  for (const std::string& name : mediaFiles)
+  for (const std::string& name : mediaFiles) {
     wanted.push_back({media + "/" + name, false, true, true});
+  }
 
   std::vector<StorePlace> places;
   for (StorePlace& place : wanted) {

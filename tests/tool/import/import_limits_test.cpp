@@ -34,9 +34,9 @@ void write_long(std::ostream& out, const std::string& head, const std::string& p
 
 // In units of 1,024 bytes; AddressSanitizer keeps something beside it.
 #ifdef __SANITIZE_ADDRESS__
-constexpr long MOST_MEMORY = 96 * 1024;
+constexpr long MOST_MEMORY = 96L * 1024;
 #else
-constexpr long MOST_MEMORY = 64 * 1024;
+constexpr long MOST_MEMORY = 64L * 1024;
 #endif
 
 TEST_F(ImportLimits, NothingLongIsInMemory) {
