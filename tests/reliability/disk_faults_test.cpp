@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <functional>
-#include <iostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,6 +15,7 @@
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "msg-tarvel-common/db/db_indexes.h"
+#include "reliability/extent.h"
 #include "reliability/failing_disk.h"
 #include "support/db_log.h"
 #include "support/processes.h"
@@ -66,7 +66,7 @@ class DiskFaults : private WithFailingDisk, public ListQueriesTest {
         if (HasFailure()) return;
       }
     }
-    std::cout << what << ": " << tried << " runs\n";
+    print_figure(what + ": " + std::to_string(tried) + " runs");
     EXPECT_GT(tried, 10) << "nothing failed";
   }
 
@@ -236,7 +236,7 @@ TEST_F(DiskFaults, OfATransactionAreTold) {
     EXPECT_GT(std::stoi(*raw().value(COUNT_NEW)), 0);
     return hasFailed;
   });
-  std::cout << "commits of unknown outcome: " << unknown << "\n";
+  print_figure("commits of unknown outcome: " + std::to_string(unknown));
   EXPECT_GT(unknown, 0);
   expectWhole();
 }
@@ -331,7 +331,7 @@ TEST_P(DiskFaultsOfMaking, AreMendedByTheNext) {
     }
     return hasFailed;
   });
-  std::cout << "stores without their version: " << withoutStamp << "\n";
+  print_figure("stores without their version: " + std::to_string(withoutStamp));
 }
 
 std::string name_of_beginning(const ::testing::TestParamInfo<Beginning>& info) {
