@@ -119,6 +119,10 @@ void OwnNumbers::_observeSent(const BackupMessage& message) {
       recipients.add({normalised_address(entry.address)});
     }
   }
+  if (recipients.participants().empty()) return;
+  for (const std::string& address : listed_addresses(message)) {
+    if (!recipients.addresses().contains(address)) _listedBesideRecipients.add(address);
+  }
   if (recipients.participants().size() < 2) return;
   for (const Participant& one : recipients.participants()) _others.add(one.address);
 }
@@ -155,14 +159,16 @@ void OwnNumbers::_observeReceived(const BackupMessage& message) {
     if (!isAlone) continue;
     ++recipient.alone;
     if (!isListed) ++recipient.aloneUnlisted;
-    if (recipient.aloneFrom.empty()) recipient.aloneFrom = sender;
-    if (!is_same_address(recipient.aloneFrom, sender)) recipient.isAloneFromOthers = true;
   }
 }
 
-/** A list of two with the sender is that of a group of three; of several, that of a phone. */
+/**
+ * A list of two with the sender may be that of a group of three, whoever sends to it: that a phone
+ * lists itself shows in what it sent.
+ */
 bool OwnNumbers::_isOnlyRecipient(const std::string& number, const Recipient& recipient) const {
-  return recipient.alone > 0 && (recipient.aloneUnlisted > 0 || recipient.isAloneFromOthers) &&
+  const bool isListedBySelf = _listedBesideRecipients.contains(number);
+  return recipient.alone > 0 && (recipient.aloneUnlisted > 0 || isListedBySelf) &&
          !_others.contains(number);
 }
 
