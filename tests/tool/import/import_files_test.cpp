@@ -61,8 +61,8 @@ TEST_F(ImportFiles, AnExportsDirectoryIsNoneOfAPhones) {
   const std::string path = file("1.xml", backup(text(1)));
   const ProcessResult result = run({"import", path, "--media", folder()});
   EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.err, "msg-tarvel: " + path +
-                            " is no export; --media is only for what an export left out\n");
+  EXPECT_EQ(result.err,
+            "msg-tarvel: " + path + " is no export; --media is only for what an export left out\n");
   EXPECT_EQ(storedTexts(), "");
 }
 

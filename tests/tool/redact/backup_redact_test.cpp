@@ -81,7 +81,8 @@ TEST_F(BackupRedact, WhatFailsNamesTheNewFile) {
                 cannot + "cannot make a directory " + nowhere, ": No such file or directory");
   std::string damaged = content_of(dbFile());
   file("data/dbspace/.msg-tarvel-server.db", damaged.replace(8192, 4096, 4096, 'x'));
-  expectFailure(run({"backup", target(), "--redact"}), cannot + "cannot redact the message store: ");
+  expectFailure(run({"backup", target(), "--redact"}),
+                cannot + "cannot redact the message store: ");
   EXPECT_FALSE(std::filesystem::exists(target()));
   expectFailure(run({"backup", nowhere + "/b.db", "--redact"}),
                 "cannot write the backup " + nowhere + "/b.db: ");
