@@ -178,13 +178,17 @@ void StoreWriter::_requireMessage(int msgId, int convId) {
 
 int StoreWriter::conversationOf(const Message& message) {
   const std::vector<std::string> people = people_of(message);
+  _betweenSteps();
   const std::string key = key_of(people);
+  _betweenSteps();
   const auto known = _found.find(key);
   if (known != _found.end()) return known->second;
 
   int convId = _search.find(people);
+  _betweenSteps();
   if (convId == 0) {
     const int other = _tellsTwins && !people.empty() ? _search.findSame(people) : 0;
+    _betweenSteps();
     convId = _makeConversation(message, people);
     if (other != 0) _twins.push_back({people.front(), convId, other});
   }

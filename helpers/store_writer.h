@@ -5,12 +5,14 @@
 #include <msg-tarvel-common/db/SqlStatement.h>
 #include <msg-tarvel-common/item/Message.h>
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "helpers/conversation_search.h"
@@ -93,6 +95,12 @@ class StoreWriter {
 
   int conversationsMade() const { return _conversationsMade; }
 
+  /**
+   * From now on `action`, which may throw, is called between the steps to a conversation: with very
+   * many people each of them takes its time.
+   */
+  void doBetweenSteps(std::function<void()> action) { _betweenSteps = std::move(action); }
+
   /** From now on conversations are looked for that could be one with a new one. */
   void tellTwins() { _tellsTwins = true; }
   const std::vector<Twins>& twins() const { return _twins; }
@@ -129,6 +137,7 @@ class StoreWriter {
   std::unordered_map<int, AddressSet> _addresses;
   std::map<int, Summary> _changed;
   int _conversationsMade = 0;
+  std::function<void()> _betweenSteps = [] {};
   bool _tellsTwins = false;
   std::vector<Twins> _twins;
 };

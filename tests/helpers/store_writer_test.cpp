@@ -425,6 +425,31 @@ TEST_F(StoreWriterTest, ThrowsForWhateverTheStoreRefuses) {
   }
 }
 
+TEST_F(StoreWriterTest, TheStepsToAConversationCanBeEndedBetweenThem) {
+  write([](StoreWriter& writer) {
+    int steps = 0;
+    writer.doBetweenSteps([&steps] { ++steps; });
+    Message toAda = message(MAIN_FOLDER_3, 1);
+    toAda.addresses.resize(1);
+    toAda.addresses[0].address = "+14155550111";
+    writer.conversationOf(toAda);
+    EXPECT_EQ(steps, 4);
+    writer.conversationOf(toAda);
+    EXPECT_EQ(steps, 6) << "known from before";
+
+    Message toBen = toAda;
+    toBen.addresses[0].address = "+14155550122";
+    for (int last = 1; last <= 4; ++last) {
+      steps = 0;
+      writer.doBetweenSteps([&steps, last] {
+        if (++steps == last) throw std::runtime_error("enough");
+      });
+      EXPECT_THROW(writer.conversationOf(toBen), std::runtime_error) << last;
+    }
+    EXPECT_EQ(writer.conversationsMade(), 1);
+  });
+}
+
 }  // namespace
 
 }  // namespace msg_tarvel::helpers

@@ -238,6 +238,7 @@ void Import::write() {
   _stage = std::make_unique<PayloadStage>(media_directory(), _options.isDryRun);
   _writer = std::make_unique<helpers::StoreWriter>();
   _writer->tellTwins();
+  _writer->doBetweenSteps(&throw_if_interrupted);
   BackupEvents events;
   events.onCount = [this](const std::string& count) {
     if (const auto number = number_of(count)) _summary.count = *number;

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdlib>
+
+#include "import/interrupt.h"
 
 namespace msg_tarvel::tool {
 namespace {
@@ -139,6 +142,22 @@ TEST_F(Participants, WeakSignsOfTheOwnerDoNotCountBesideStrongOnes) {
   EXPECT_EQ(own_numbers({multimedia("2", A, {{OWNER, 137}, {A, 151}}),
                          multimedia("1", A, {{A, 137}, {B, 151}, {OWNER, 151}})}),
             Numbers{OWNER});
+}
+
+// A message may name more of them than can be looked at before a user loses patience.
+TEST_F(Participants, AreNotLookedAtToTheEndAfterAnInterrupt) {
+  const BackupMessage list = multimedia("1", listed(A, B, C), {});
+  const BackupMessage received = multimedia("1", "", {{A, 137}, {B, 151}, {C, 151}});
+  const BackupMessage sent = multimedia("2", "", {{B, 151}, {C, 151}});
+  const NamedPeople people = named_people(received);
+  const InterruptGuard guard;
+  raise(SIGTERM);
+  EXPECT_THROW(named_people(list), Interrupted);
+  EXPECT_THROW(named_people(received), Interrupted);
+  EXPECT_THROW(participants_of(people, own), Interrupted);
+  EXPECT_THROW(OwnNumbers().observe(list), Interrupted);
+  EXPECT_THROW(OwnNumbers().observe(received), Interrupted);
+  EXPECT_THROW(OwnNumbers().observe(sent), Interrupted);
 }
 
 }  // namespace
