@@ -89,20 +89,6 @@ std::vector<std::string> people_of(const Message& message) {
   return people_among(addresses);
 }
 
-/** What a message says of each of its people, who are in its order, first. */
-std::vector<Address> addresses_of(const std::vector<std::string>& people, const Message& message) {
-  std::vector<Address> addresses;
-  addresses.reserve(people.size());
-  for (const Address& one : message.addresses) {
-    if (addresses.size() == people.size()) break;
-    const std::string& person = people[addresses.size()];
-    if (normalised_address(one.address) != person) continue;
-    addresses.push_back(one);
-    addresses.back().address = person;
-  }
-  return addresses;
-}
-
 void require_folder(int folder) {
   if (!is_real_folder(folder)) {
     throw std::invalid_argument("there is no folder " + std::to_string(folder));
@@ -201,19 +187,21 @@ int StoreWriter::_makeConversation(const Message& message, const std::vector<std
        message.peerChatSessionId);
   const int convId = _lastId();
   ++_conversationsMade;
-  for (const Address& address : addresses_of(people, message)) _addAddress(convId, address);
-  if (people.empty()) {
-    Address nobody;
-    nobody.addressType = ADDRESS_TYPE_TEXT;
-    nobody.recipientType = 1;
-    _addAddress(convId, nobody);
+  // The people are in the message's order; what it says of each first is kept.
+  auto person = people.begin();
+  for (const Address& one : message.addresses) {
+    if (person == people.end()) break;
+    if (normalised_address(one.address) != *person) continue;
+    _addAddress(convId, one.addressType, one.recipientType, *person++);
   }
+  if (people.empty()) _addAddress(convId, ADDRESS_TYPE_TEXT, 1, "");
   return convId;
 }
 
-void StoreWriter::_addAddress(int convId, const Address& address) {
-  _run(INSERT_ADDRESS, convId, address.addressType, address.recipientType, address.address);
-  _search.added(convId, address.addressType, address.address);
+void StoreWriter::_addAddress(int convId, int addressType, int recipientType,
+                              const std::string& address) {
+  _run(INSERT_ADDRESS, convId, addressType, recipientType, address);
+  _search.added(convId, addressType, address);
 }
 
 std::string StoreWriter::storedAddress(int convId, const std::string& address) {

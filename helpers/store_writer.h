@@ -121,7 +121,7 @@ class StoreWriter {
   int _lastId();
   void _requireMessage(int msgId, int convId);
   int _makeConversation(const Message& message, const std::vector<std::string>& people);
-  void _addAddress(int convId, const Address& address);
+  void _addAddress(int convId, int addressType, int recipientType, const std::string& address);
   void _addMetadata(int msgId, const NmsMsgMeta& meta);
   void _deleteMessages(const std::string& chosen, int value);
   void _summarise();

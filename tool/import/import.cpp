@@ -362,6 +362,10 @@ void Import::store(BackupMessage& message) {
   }
   const std::string text = text_of(message);
   NamedPeople people = named_people(message);
+  const std::string sender = sender_of(message);
+  // Of a message to very many it would be much.
+  std::string().swap(message.address);
+  std::vector<BackupAddress>().swap(message.addresses);
   const std::string mark = import_mark_of(message, people, text);
   // A message to very many keeps each of these steps busy.
   throw_if_interrupted();
@@ -374,12 +378,9 @@ void Import::store(BackupMessage& message) {
   Message stored = stored_message(message, text);
   stored.addresses = addresses_of(participantsOf(people));
   throw_if_interrupted();
-  // Of a message to very many it would be much.
   people = {};
-  message.address = {};
   const int convId = _writer->conversationOf(stored);
   throw_if_interrupted();
-  const std::string sender = sender_of(message);
   if (stored.addresses.size() > 1 && !sender.empty()) {
     stored.peerGroupChatSender = _writer->storedAddress(convId, sender);
   }

@@ -1,6 +1,7 @@
 #include "import/participants.h"
 
 #include <algorithm>
+#include <iterator>
 #include <unordered_map>
 #include <utility>
 
@@ -54,6 +55,7 @@ std::string sender_named_by(const BackupMessage& message) {
 
 std::vector<Participant> addressed(const BackupMessage& message) {
   std::vector<Participant> participants;
+  participants.reserve(message.addresses.size());
   for (const BackupAddress& entry : message.addresses) {
     throw_if_interrupted();
     const std::string address = normalised_address(entry.address);
@@ -67,28 +69,51 @@ std::vector<Participant> addressed(const BackupMessage& message) {
 /** Participants without duplicates; the nearest role of each counts (a sender is often cc too). */
 class Union {
  public:
-  /** Throws Interrupted: of some messages there are very many. */
+  // Both throw Interrupted: of some messages there are very many.
   void add(const Participant& participant) {
+    if (merge(participant)) return;
+    _addresses.keep(participant.address);
+    _places.emplace(_addresses.find(participant.address), _participants.size());
+    _participants.push_back(participant);
+  }
+  /** False for one who is not there yet. */
+  bool merge(const Participant& participant) {
     throw_if_interrupted();
-    if (_addresses.add(participant.address)) {
-      _places.emplace(participant.address, _participants.size());
-      _participants.push_back(participant);
-      return;
-    }
-    Participant& known = _participants[_places.at(*_addresses.find(participant.address))];
-    known.recipientType = std::min(known.recipientType, participant.recipientType);
+    const std::string* const known = _addresses.find(participant.address);
+    if (!known) return false;
+    int& role = _participants[_places.at(known)].recipientType;
+    role = std::min(role, participant.recipientType);
+    return true;
   }
   const AddressSet& addresses() const { return _addresses; }
   const std::vector<Participant>& participants() const { return _participants; }
+  std::vector<Participant> takeParticipants() { return std::move(_participants); }
 
  private:
   AddressSet _addresses;
   std::vector<Participant> _participants;
-  std::unordered_map<std::string, std::size_t> _places;
+  /** By what is in the set. */
+  std::unordered_map<const std::string*, std::size_t> _places;
 };
 
-std::vector<Participant> without(const AddressSet& own, std::vector<Participant> participants) {
+std::vector<Participant> recipients_beside(const std::string& sender,
+                                           const BackupMessage& message) {
+  Union recipients;
+  for (const BackupAddress& entry : message.addresses) {
+    const std::string address = normalised_address(entry.address);
+    if (entry.type != ADDRESS_FROM && is_phone_number(address) &&
+        !is_same_address(address, sender)) {
+      recipients.add({address});
+    }
+  }
+  return recipients.takeParticipants();
+}
+
+/** Without the owner's, unless there are no others. */
+std::vector<Participant> others_among(std::vector<Participant> participants,
+                                      const AddressSet& own) {
   const auto isOwn = [&own](const Participant& one) { return own.contains(one.address); };
+  if (std::all_of(participants.begin(), participants.end(), isOwn)) return participants;
   const auto others = std::remove_if(participants.begin(), participants.end(), isOwn);
   participants.erase(others, participants.end());
   return participants;
@@ -135,7 +160,7 @@ void OwnNumbers::_observeSent(const BackupMessage& message) {
 
 OwnNumbers::Recipient& OwnNumbers::_recipient(const std::string& address) {
   _recipientNumbers.add(address);
-  return _recipients[*_recipientNumbers.find(address)];
+  return _recipients[_recipientNumbers.find(address)];
 }
 
 void OwnNumbers::_observeReceived(const BackupMessage& message) {
@@ -145,19 +170,12 @@ void OwnNumbers::_observeReceived(const BackupMessage& message) {
 
   AddressSet listed;
   for (const std::string& address : listed_addresses(message)) listed.add(address);
-  Union recipients;
-  for (const BackupAddress& entry : message.addresses) {
-    const std::string address = normalised_address(entry.address);
-    if (entry.type != ADDRESS_FROM && is_phone_number(address) &&
-        !is_same_address(address, sender)) {
-      recipients.add({address});
-    }
-  }
-  const bool isAlone = recipients.participants().size() == 1;
+  const std::vector<Participant> recipients = recipients_beside(sender, message);
+  const bool isAlone = recipients.size() == 1;
   ++_received;
-  if (!recipients.participants().empty()) ++_withRecipients;
-  if (recipients.participants().size() > 1) ++_groupMessages;
-  for (const Participant& participant : recipients.participants()) {
+  if (!recipients.empty()) ++_withRecipients;
+  if (recipients.size() > 1) ++_groupMessages;
+  for (const Participant& participant : recipients) {
     throw_if_interrupted();
     const bool isListed = listed.contains(participant.address);
     Recipient& recipient = _recipient(participant.address);
@@ -184,7 +202,8 @@ void OwnNumbers::conclude() {
   std::vector<std::string> alone;
   std::vector<std::string> unlisted;
   long named = 0;
-  for (const auto& [number, recipient] : _recipients) {
+  for (const auto& [place, recipient] : _recipients) {
+    const std::string& number = *place;
     if (_isOnlyRecipient(number, recipient)) {
       alone.push_back(number);
       named += recipient.named;
@@ -202,6 +221,11 @@ void OwnNumbers::conclude() {
   if (_numbers.empty() && unlisted.size() == 1 && _isOfNearlyAll(_withRecipients)) {
     add(unlisted.front(), OwnNumberSource::BACKUP);
   }
+  // Nobody asks again, and of a message to very many it is much.
+  _others = {};
+  _listedBesideRecipients = {};
+  _recipients = {};
+  _recipientNumbers = {};
 }
 
 NamedPeople named_people(const BackupMessage& message) {
@@ -213,20 +237,26 @@ std::vector<Participant> participants_of(const NamedPeople& people, const Addres
 
   Union named;
   for (const Participant& participant : people.addressed) named.add(participant);
-  const bool namesOthers = !without(own, named.participants()).empty();
+  const bool namesOthers =
+      std::any_of(named.participants().begin(), named.participants().end(),
+                  [&own](const Participant& one) { return !own.contains(one.address); });
 
-  Union all;
+  Union listed;
   for (const std::string& address : people.listed) {
     // A text that is nobody's address stands for the group, whose members are named.
     const bool isGroupName =
         namesOthers && !is_phone_number(address) && !named.addresses().contains(address);
     // A listed address counts as from or to only if nothing nearer is said of it.
-    if (!isGroupName) all.add({address, named.addresses().contains(address) ? 3 : 1});
+    if (!isGroupName) listed.add({address, named.addresses().contains(address) ? 3 : 1});
   }
-  for (const Participant& participant : named.participants()) all.add(participant);
-
-  const std::vector<Participant> others = without(own, all.participants());
-  return others.empty() ? all.participants() : others;
+  // Those that are named are one each; some of them may be listed too.
+  std::vector<Participant> unlisted = named.takeParticipants();
+  const auto isListed = [&listed](const Participant& one) { return listed.merge(one); };
+  unlisted.erase(std::remove_if(unlisted.begin(), unlisted.end(), isListed), unlisted.end());
+  std::vector<Participant> all = listed.takeParticipants();
+  all.insert(all.end(), std::make_move_iterator(unlisted.begin()),
+             std::make_move_iterator(unlisted.end()));
+  return others_among(std::move(all), own);
 }
 
 std::vector<std::string> named_addresses(const NamedPeople& people) {

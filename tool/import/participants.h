@@ -2,6 +2,7 @@
 
 #include <map>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "backup/backup_reader.h"
@@ -69,7 +70,8 @@ class OwnNumbers {
   /** Who stands in the list of a sent message that is not to them. */
   helpers::AddressSet _listedBesideRecipients;
   helpers::AddressSet _recipientNumbers;
-  std::map<std::string, Recipient> _recipients;
+  /** By what is in the set of their numbers. */
+  std::unordered_map<const std::string*, Recipient> _recipients;
   long _received = 0;
   long _withRecipients = 0;
   long _groupMessages = 0;
