@@ -68,6 +68,7 @@ std::vector<std::string> people_among(const std::vector<std::string>& addresses)
   AddressSet known;
   const bool isOne = addresses.size() == 1;
   std::vector<std::string> people;
+  people.reserve(addresses.size());
   for (const std::string& written : addresses) {
     std::string address = normalised_address(written);
     if (!address.empty() && (isOne || known.add(address))) people.push_back(std::move(address));

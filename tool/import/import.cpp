@@ -107,6 +107,7 @@ std::string text_of(const BackupMessage& message) {
 
 std::vector<Address> addresses_of(const std::vector<Participant>& participants) {
   std::vector<Address> addresses;
+  addresses.reserve(participants.size());
   for (const Participant& participant : participants) {
     Address address;
     address.address = participant.address;

@@ -68,6 +68,27 @@ TEST_F(ImportLimits, NothingLongIsInMemory) {
   EXPECT_LT(usage.ru_maxrss, MOST_MEMORY);
 }
 
+TEST_F(ImportLimits, AMessageToVeryManyTakesLittleMemory) {
+  constexpr int MANY = 100000;
+  const std::string path = folder() + "/many.xml";
+  std::ofstream out(path);
+  out << "<smses>\n<mms address=\"+14155550111\" date=\"1\" msg_box=\"1\"><addrs>\n";
+  for (int i = 0; i < MANY; ++i) {
+    out << "<addr address=\"+1415" << 2000000 + i << "\" type=\"151\"/>\n";
+  }
+  out << "</addrs></mms></smses>\n";
+  const long size = out.tellp();
+  out.close();
+  const ProcessResult result =
+      run({"import", path, "--json"}, {"ASAN_OPTIONS=quarantine_size_mb=4"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(nlohmann::json::parse(result.out)["stored"], 1);
+  EXPECT_EQ(rows("SELECT count(*) FROM msg_address_table;"), std::to_string(MANY + 1) + "\n");
+  rusage usage = {};
+  ASSERT_EQ(getrusage(RUSAGE_CHILDREN, &usage), 0);
+  EXPECT_LT(usage.ru_maxrss, MOST_MEMORY + size / 1024);
+}
+
 TEST_F(ImportLimits, WhatALongTextIsCutFromIsNotImported) {
   const std::string most(std::size_t{4} << 20, 'x');
   const auto summary =
