@@ -177,6 +177,8 @@ MadeStore make_store() {
     require_version();
     made.state =
         has_every_table() && !lacksJournal ? MadeStore::State::WHOLE : MadeStore::State::COMPLETED;
+    // The end of a transaction waits for readers, also where nothing was written.
+    if (is_complete()) return made;
   }
   make_files_and_tables();
   if (!has_every_table()) {

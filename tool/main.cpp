@@ -31,8 +31,7 @@ int main(int argc, char** argv) {
   } catch (const msg_tarvel::helpers::StoreError& error) {
     return complain(with_log_failure(naming_store(error.what())), FAILED);
   } catch (const Interrupted& interrupted) {
-    return complain(std::string("interrupted; ") + interrupted.outcome,
-                    INTERRUPTED + interrupted.signal);
+    return complain("interrupted; " + interrupted.outcome, INTERRUPTED + interrupted.signal);
   } catch (const std::bad_alloc&) {
     return complain("out of memory", FAILED);
   } catch (const std::exception& error) {
