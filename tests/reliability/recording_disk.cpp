@@ -283,8 +283,9 @@ int renameat2(int fromDirectory, const char* from, int toDirectory, const char* 
 int chmod(const char* path, mode_t mode) noexcept {
   static const auto real = next("chmod", &chmod);
   const int result = real(path, mode);
-  if (result == 0 && is_recording())
+  if (result == 0 && is_recording()) {
     note_if_recorded("mode", {mode & 07777}, whole_path(AT_FDCWD, path));
+  }
   return result;
 }
 
@@ -305,8 +306,9 @@ int fchown(int descriptor, uid_t owner, gid_t group) noexcept {
 int lchown(const char* path, uid_t owner, gid_t group) noexcept {
   static const auto real = next("lchown", &lchown);
   const int result = real(path, owner, group);
-  if (result == 0 && is_recording())
+  if (result == 0 && is_recording()) {
     note_if_recorded("owner", {owner, group}, whole_path(AT_FDCWD, path));
+  }
   return result;
 }
 

@@ -212,6 +212,17 @@ class ImportPowerCut : public ToolPowerCut {
     return file("messages-" + std::to_string(time) + ".xml", backup(elements));
   }
 
+  /** Each file has the bytes that its row counted, all of one letter of base64. */
+  void expectWholePictures() const {
+    for (const std::string& name : mediaFiles()) {
+      const std::string size =
+          rows("SELECT size FROM msg_mms_content_table WHERE filepath LIKE '%/" + name + "';");
+      const std::string bytes = content_of(mediaDir() + "/" + name);
+      EXPECT_EQ(std::to_string(bytes.size()) + "\n", size) << name;
+      EXPECT_EQ(bytes.find_first_not_of("A\x04\x10"), std::string::npos) << name;
+    }
+  }
+
   void tryImport(const std::string& what, const std::string& path, int before) const {
     constexpr const char* COUNT = "SELECT count(*) FROM msg_message_table;";
     constexpr int IMPORTED = 4;
@@ -227,6 +238,7 @@ class ImportPowerCut : public ToolPowerCut {
       const int messages = isImportedAgain ? before + IMPORTED : found;
       EXPECT_EQ(rows(COUNT), std::to_string(messages) + "\n");
       EXPECT_EQ(mediaFiles().size(), static_cast<std::size_t>(messages / 2));
+      expectWholePictures();
     });
   }
 };
