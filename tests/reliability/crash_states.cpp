@@ -25,6 +25,9 @@ namespace fs = std::filesystem;
 constexpr std::size_t SECTOR = 512;
 constexpr int CHANCE_CHOICES = 8;
 
+/** What is on the disk when the process alone is killed. */
+constexpr const char* KILL = "all written";
+
 [[noreturn]] void give_up(const std::string& what) {
   std::perror(what.c_str());
   std::abort();
@@ -274,6 +277,13 @@ bool CrashStates::_bringsAlong(const Operation& sync, const Operation& change) c
   }
 }
 
+/** Whether the point comes after a call that makes, names or opens a file: not SQLite's work. */
+bool CrashStates::_isCallOfItsOwn(std::size_t point) const {
+  if (point == 0) return false;
+  const Kind kind = _operations[point - 1].kind;
+  return _isChange(_operations[point - 1]) && kind != Kind::WRITE && kind != Kind::TRUNCATE;
+}
+
 bool CrashStates::_isBeforeSync(std::size_t point) const {
   return point == _operations.size() || !_isChange(_operations[point]);
 }
@@ -289,7 +299,7 @@ void CrashStates::_addTorn(const std::vector<std::size_t>& pending,
       choices.push_back({how + ", of the last not the first " + bytes, done, cut});
     }
   };
-  tear(pending, "all written");
+  tear(pending, KILL);
   tear({pending.back()}, "the rest lost");
 }
 
@@ -314,7 +324,7 @@ void CrashStates::_addLost(const std::vector<std::size_t>& pending,
 
 std::vector<CrashStates::Choice> CrashStates::_choicesAt(
     std::size_t point, const std::vector<std::size_t>& pending) const {
-  std::vector<Choice> choices = {{"all written", pending}};
+  std::vector<Choice> choices = {{KILL, pending}};
   if (pending.empty()) return choices;
   choices.push_back({"what was not synced lost", {}});
   if (pending.back() + 1 == point) _addTorn(pending, choices);
@@ -357,8 +367,10 @@ int CrashStates::forEach(int most, const std::function<void(const CrashState&)>&
                                         : "after operation " + std::to_string(point - 1) + " (" +
                                               _operations[point - 1].text + ")";
     for (const Choice& choice : choices) {
-      if (number++ % step != 0) continue;
-      CrashState state = {when + ": " + choice.how, promises, choice.how == "all written", durable};
+      const bool isDrawn = number++ % step == 0;
+      const bool isKill = choice.how == KILL;
+      if (!isDrawn && !(isKill && _isCallOfItsOwn(point))) continue;
+      CrashState state = {when + ": " + choice.how, promises, isKill, durable};
       for (const std::size_t one : choice.done) {
         const bool isLast = one == choice.done.back();
         _do(_operations[one], state.tree, isLast ? choice.tornFrom : 0,

@@ -7,6 +7,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
@@ -34,6 +35,8 @@ using std::chrono::microseconds;
 using std::chrono::steady_clock;
 
 constexpr int KILLED = 128 + SIGKILL;
+
+constexpr std::chrono::milliseconds LONGEST_REST(50);
 
 /** As many messages of each text as the text says at its end are stored in one transaction. */
 constexpr int BATCH = 4;
@@ -103,10 +106,10 @@ bool is_whole() {
  * An owner that stores batches as fast as it can, each with its conversation's counters, and many
  * pages, so that a commit is most of its work.
  */
-int store_batches(int first) {
+int store_batches(int first, int count) {
   db::DBMgr* const store = db::DBMgr::getInstance();
   if (store->execStatement("PRAGMA journal_mode = PERSIST;") != db::DB_SUCCESS) return 1;
-  for (int number = first;; ++number) {
+  for (int number = first; number < first + count; ++number) {
     const std::string sql =
         "INSERT OR REPLACE INTO temp_log (id, data1) VALUES (1, hex(randomblob(100000)));"
         "INSERT OR IGNORE INTO msg_conversation_table (convId, peerConvId) VALUES (1000, 0);"
@@ -129,6 +132,7 @@ int store_batches(int first) {
     if (store->execStatement(sql) != db::DB_SUCCESS) return 3;
     if (store->endTransaction(true) != db::DB_SUCCESS) return 4;
   }
+  return 0;
 }
 
 class KilledProcesses : public ToolTest {
@@ -152,25 +156,24 @@ class KilledProcesses : public ToolTest {
                 const std::function<void(int)>& expectHealed) {
     const int kills = is_whole_run() ? 100 : 4;
     int killed = 0;
-    int afterTheEnd = 0;
     int cutShort = 0;
-    while (killed < kills && !HasFailure()) {
-      SCOPED_TRACE(what + ", kill " + std::to_string(killed) +
+    for (int number = 0; killed < kills && !HasFailure(); ++number) {
+      SCOPED_TRACE(what + ", start " + std::to_string(number) +
                    ", MSG_TARVEL_SEED=" + std::to_string(seed()));
-      const std::unique_ptr<Child> process = start(killed);
-      const auto moment = static_cast<long>(_draw() % static_cast<unsigned long>(duration.count()));
-      std::this_thread::sleep_for(microseconds(moment));
+      ASSERT_LT(number, 10 * kills) << "it is never killed in time";
+      const std::unique_ptr<Child> process = start(number);
+      std::this_thread::sleep_for(
+          microseconds(_draw() % static_cast<unsigned long>(duration.count())));
       kill(process->pid(), SIGKILL);
       const int status = process->wait();
       EXPECT_TRUE(status == KILLED || status == 0) << status;
-      cutShort += isCutShort() ? 1 : 0;
-      ASSERT_LT(afterTheEnd += status == 0 ? 1 : 0, 10 * kills) << "it is never killed in time";
-      expectHealed(killed);
       killed += status == KILLED ? 1 : 0;
+      cutShort += isCutShort() ? 1 : 0;
+      expectHealed(number);
     }
     stopReaders();
     print_figure(what + ": " + std::to_string(killed) + " killed, " + std::to_string(cutShort) +
-                 " of them in a transaction, seed " + std::to_string(seed()));
+                 " of them in a commit, seed " + std::to_string(seed()));
   }
 
   static std::unique_ptr<Child> started(const std::vector<std::string>& command) {
@@ -214,9 +217,10 @@ class KilledProcesses : public ToolTest {
           const auto begin = steady_clock::now();
           if (!is_whole()) return 1;
           // As users do: a store that somebody reads all the time is never written.
-          std::this_thread::sleep_for(4 * (steady_clock::now() - begin));
+          std::this_thread::sleep_for(
+              std::min<steady_clock::duration>(4 * (steady_clock::now() - begin), LONGEST_REST));
         }
-        return rounds > 2 && is_whole() ? 0 : 2;
+        return rounds > 0 && is_whole() ? 0 : 2;
       }));
     }
   }
@@ -249,21 +253,21 @@ TEST_F(KilledProcesses, TheOwnersNextStartHeals) {
 
 TEST_F(KilledProcesses, ABusyOwnerLeavesWholeTransactions) {
   constexpr const char* COUNT = "SELECT count(*) FROM msg_message_table WHERE convId = 1000;";
-  int stored = 0;
-  killEach(
-      "a busy owner", microseconds(40000),
-      [&](int number) {
-        return std::make_unique<Child>([number] { return store_batches(1000000 * number); });
-      },
-      [&](int /*number*/) {
-        expectSuccess({OWN_STORE});
-        expectWhole();
-        const int now = std::stoi(rows(COUNT));
-        EXPECT_EQ(now % BATCH, 0);
-        EXPECT_GE(now, stored);
-        stored = now;
-      });
-  EXPECT_GT(stored, 0);
+  constexpr int BATCHES = 10;
+  const auto start = [](int number) {
+    return std::make_unique<Child>(
+        [number] { return store_batches(BATCHES * (number + 1), BATCHES); });
+  };
+  const microseconds duration = durationOf([&] { EXPECT_EQ(start(-1)->wait(), 0); });
+  int stored = BATCH * BATCHES;
+  killEach("a busy owner", duration, start, [&](int /*number*/) {
+    expectSuccess({OWN_STORE});
+    expectWhole();
+    const int now = std::stoi(rows(COUNT));
+    EXPECT_EQ(now % BATCH, 0);
+    EXPECT_GE(now, stored);
+    stored = now;
+  });
 }
 
 class KilledImports : public KilledProcesses {

@@ -109,7 +109,7 @@ class ToolPowerCut : private InMemory, public ToolTest {
 
 TEST_F(ToolPowerCut, TheNextCreateMakesTheStoreWhole) {
   const CrashStates states = statesOf({"create"});
-  tryEach("create", states, 30, [&](const CrashState& state) {
+  tryEach("create", states, 20, [&](const CrashState& state) {
     EXPECT_TRUE(isThere() || state.promises == 0);
     expectSuccess({"create"});
     expectWhole();
@@ -227,7 +227,7 @@ class ImportPowerCut : public ToolPowerCut {
     constexpr const char* COUNT = "SELECT count(*) FROM msg_message_table;";
     constexpr int IMPORTED = 4;
     int number = 0;
-    tryEach(what, statesOf({"import", path}), 24, [&](const CrashState& state) {
+    tryEach(what, statesOf({"import", path}), 16, [&](const CrashState& state) {
       const int found = std::stoi(valueIn(state, COUNT));
       EXPECT_TRUE(found == before + IMPORTED || (found == before && state.promises == 0)) << found;
       EXPECT_LE(run({"check"}).status, 1);
