@@ -277,9 +277,10 @@ bool CrashStates::_bringsAlong(const Operation& sync, const Operation& change) c
   }
 }
 
-/** Whether the point comes after a call that makes, names or opens a file: not SQLite's work. */
-bool CrashStates::_isCallOfItsOwn(std::size_t point) const {
+/** Whether the point comes after a call that makes, names or opens a file, or after everything. */
+bool CrashStates::_isMilestone(std::size_t point) const {
   if (point == 0) return false;
+  if (point == _operations.size()) return true;
   const Kind kind = _operations[point - 1].kind;
   return _isChange(_operations[point - 1]) && kind != Kind::WRITE && kind != Kind::TRUNCATE;
 }
@@ -369,7 +370,7 @@ int CrashStates::forEach(int most, const std::function<void(const CrashState&)>&
     for (const Choice& choice : choices) {
       const bool isDrawn = number++ % step == 0;
       const bool isKill = choice.how == KILL;
-      if (!isDrawn && !(isKill && _isCallOfItsOwn(point))) continue;
+      if (!isDrawn && !(isKill && _isMilestone(point))) continue;
       CrashState state = {when + ": " + choice.how, promises, isKill, durable};
       for (const std::size_t one : choice.done) {
         const bool isLast = one == choice.done.back();

@@ -254,6 +254,29 @@ TEST_F(ImportPowerCut, OfAnotherBackupLeavesRowsAndFilesThatAgree) {
   tryImport("second import", messages(2), 4);
 }
 
+// ---- repair ------------------------------------------------------------------------------------
+
+TEST_F(ImportPowerCut, OfARepairIsMendedByTheNext) {
+  create();
+  expectSuccess({"import", messages(1)});
+  const std::string picture = mediaDir() + "/" + mediaFiles().front();
+  fs::rename(picture, mediaDir() + "/incoming-" + mediaFiles().front());
+  file("data/media/incoming-9-1.png", "left");
+  RawConnection(dbFile()).exec(
+      "PRAGMA user_version = 0; DROP TABLE msg_sim_table; DROP INDEX msg_message_time_index; "
+      "UPDATE "
+      "msg_conversation_table SET msgCnt = 9, lastMsgId = 1;");
+  ASSERT_FALSE(fs::exists(dbFile() + "-journal")) << "the default mode deletes it";
+  ASSERT_EQ(chmod(dbFile().c_str(), 0644), 0);
+  tryEach("repair", statesOf({"repair"}), 16, [&](const CrashState& state) {
+    EXPECT_EQ(valueIn(state, "SELECT count(*) FROM msg_message_table;"), "4");
+    expectSuccess({"repair"});
+    expectWhole();
+    EXPECT_EQ(mediaFiles().size(), 2U);
+    expectWholePictures();
+  });
+}
+
 }  // namespace
 
 }  // namespace msg_tarvel
