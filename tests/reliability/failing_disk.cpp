@@ -1,10 +1,8 @@
 #include "reliability/failing_disk.h"
 
-#include <dlfcn.h>
 #include <sqlite3.h>
 
 #include <ostream>
-#include <vector>
 
 namespace msg_tarvel {
 
@@ -14,9 +12,6 @@ using Kind = FailingDisk::Kind;
 
 sqlite3_vfs* real = nullptr;
 sqlite3_vfs disk;
-
-/** What failed opens have left: the library's interface does not close it. */
-std::vector<sqlite3*> leftHandles;
 
 int left = 0;
 FailingDisk::Failure failing = {Kind::IO_ERROR, false};
@@ -142,6 +137,7 @@ int access_file(sqlite3_vfs* /*vfs*/, const char* name, int flags, int* result) 
 }  // namespace
 
 void FailingDisk::install() {
+  if (real) return;
   real = sqlite3_vfs_find(nullptr);
   disk = *real;
   disk.iVersion = 1;
@@ -161,22 +157,12 @@ void FailingDisk::fail(int number, Failure failure) {
 
 bool FailingDisk::mend() {
   left = 0;
-  for (sqlite3* const handle : leftHandles) sqlite3_close(handle);
-  leftHandles.clear();
   return hasFailed;
 }
 
 std::ostream& operator<<(std::ostream& out, FailingDisk::Failure failure) {
   constexpr const char* NAMES[] = {"I/O error", "full", "read-only", "busy", "cannot open"};
   return out << NAMES[static_cast<int>(failure.kind)] << (failure.isForGood ? " for good" : "");
-}
-
-extern "C" int sqlite3_open_v2(const char* filename, sqlite3** ppDb, int flags, const char* zVfs) {
-  static const auto next =
-      reinterpret_cast<decltype(&sqlite3_open_v2)>(dlsym(RTLD_NEXT, "sqlite3_open_v2"));
-  const int code = next(filename, ppDb, flags, zVfs);
-  if (code != SQLITE_OK && *ppDb) leftHandles.push_back(*ppDb);
-  return code;
 }
 
 }  // namespace msg_tarvel
