@@ -6,6 +6,8 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <climits>
 #include <new>
 #include <string>
 #include <thread>
@@ -58,23 +60,23 @@ class AllocationFaults : private WithFailingMemory, public ListQueriesTest {
 
   /**
    * Calls `run` with each allocation of `whom` failing until it needs no more of them. A run that
-   * is not whole tries every `step`th, beginning with another one for each `what`.
+   * is not whole tries as many as `points`, spread over all of them.
    */
   template <typename Run>
-  void failEvery(Of whom, const std::string& what, int step, Run run) {
-    if (is_whole_run()) step = 1;
-    int tried = 0;
+  void failEvery(Of whom, const std::string& what, int points, Run run) {
+    run(Failure{whom, INT_MAX, false});
+    const int step = is_whole_run() ? 1 : std::max(1, FailingMemory::seen() / points);
     for (const bool isForGood : {false, true}) {
       bool hasFailed = true;
+      // Not the same ones for everything.
       for (int number = 1 + static_cast<int>(what.size()) % step; hasFailed; number += step) {
         const Failure failure = {whom, number, isForGood};
         SCOPED_TRACE(::testing::Message() << what << ": " << failure);
         hasFailed = run(failure);
-        ++tried;
+        ++_tried;
         if (HasFailure()) return;
       }
     }
-    _tried += tried;
   }
 
   void printTried(const std::string& what) const {
@@ -145,9 +147,9 @@ class AllocationFaultsOfQueries : public AllocationFaults,
       const Outcome whole = ask(query.ask, isFast);
       ASSERT_EQ(whole.result, DB_SUCCESS) << query.name << whole;
       // The store is opened and read anew each time, and then it is not.
-      failEvery(GetParam().whom, query.name, GetParam().whom == Of::SQLITE ? 397 : 13,
+      failEvery(GetParam().whom, query.name, COLD_POINTS,
                 [&](Failure failure) { return tryQuery(query, whole, isFast, failure, true); });
-      failEvery(GetParam().whom, query.name, GetParam().whom == Of::SQLITE ? 59 : 5,
+      failEvery(GetParam().whom, query.name, WARM_POINTS,
                 [&](Failure failure) { return tryQuery(query, whole, isFast, failure, false); });
       if (HasFailure()) return;
     }
@@ -156,6 +158,10 @@ class AllocationFaultsOfQueries : public AllocationFaults,
   }
 
  private:
+  // Of each query.
+  static constexpr int COLD_POINTS = 4;
+  static constexpr int WARM_POINTS = 15;
+
   /** Whether anything failed. */
   static bool tryQuery(const ListQuery& query, const Outcome& whole, bool isFast, Failure failure,
                        bool isOpenedAnew) {
@@ -240,7 +246,7 @@ class AllocationFaultsOfTheOwner : public AllocationFaults,
 
 TEST_P(AllocationFaultsOfTheOwner, InATransactionAreTold) {
   fill(3, 9);
-  failEvery(GetParam(), "transaction", GetParam() == Of::SQLITE ? 23 : 1, [&](Failure failure) {
+  failEvery(GetParam(), "transaction", 25, [&](Failure failure) {
     close_store();
     RawConnection(dbFile()).exec("DELETE FROM msg_message_table WHERE textMessage = 'new';");
     const long blocks = FailingMemory::blocksOfSqlite();
@@ -289,8 +295,7 @@ class AllocationFaultsOfIndexes : public AllocationFaultsOfTheOwner {
 
 TEST_P(AllocationFaultsOfIndexes, LeaveAllOrNone) {
   fill(3, 9);
-  const int step = GetParam() == Of::SQLITE ? 211 : 1;
-  failEvery(GetParam(), "db_create_indexes", step, [&](Failure failure) {
+  failEvery(GetParam(), "db_create_indexes", 12, [&](Failure failure) {
     close_store();
     dropIndexes();
     const long blocks = FailingMemory::blocksOfSqlite();
@@ -320,7 +325,7 @@ TEST_P(AllocationFaultsOfIndexes, LeaveAllOrNone) {
 TEST_P(AllocationFaultsOfTheOwner, LeaveNoConnectionOfAThreadThatEnded) {
   fill(3, 9);
   close_store();
-  failEvery(GetParam(), "thread", GetParam() == Of::SQLITE ? 101 : 1, [&](Failure failure) {
+  failEvery(GetParam(), "thread", 20, [&](Failure failure) {
     const long blocks = FailingMemory::blocksOfSqlite();
     const std::size_t managers = db::DBMgrInternal::instanceCount();
     bool hasFailed = false;
@@ -378,7 +383,7 @@ class AllocationFaultsOfMaking : public AllocationFaults,
 };
 
 TEST_P(AllocationFaultsOfMaking, AreMendedByTheNext) {
-  failEvery(whom(), "createDb", whom() == Of::SQLITE ? 251 : 3, [&](Failure failure) {
+  failEvery(whom(), "createDb", 12, [&](Failure failure) {
     begin();
     FakePlatform::get().clearLines();
     const long blocks = FailingMemory::blocksOfSqlite();

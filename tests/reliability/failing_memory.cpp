@@ -23,6 +23,7 @@ Failure failing = {Of::SQLITE, 0, false};
 /** Until the one that fails; 0 when none does. */
 std::atomic<int> left{0};
 std::atomic<bool> hasFailed{false};
+int seenAllocations = 0;
 
 /** Whether an allocation that comes now has to fail. */
 bool has_to_fail(Of whom) {
@@ -165,10 +166,13 @@ void FailingMemory::fail(Failure failure) {
 }
 
 bool FailingMemory::mend() {
+  seenAllocations = failing.number - left;
   left = 0;
   close_left_handles();
   return hasFailed;
 }
+
+int FailingMemory::seen() { return seenAllocations; }
 
 long FailingMemory::blocksOfSqlite() { return blocks; }
 

@@ -27,6 +27,8 @@ class FailingMemory {
   static void fail(Failure failure);
   /** From here on nothing fails; whether anything did. */
   static bool mend();
+  /** How many allocations there were between the last two of these, in which none failed. */
+  static int seen();
 
   /** How many blocks SQLite has got and not given back. */
   static long blocksOfSqlite();
