@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <mutex>
 #include <ostream>
 
 namespace msg_tarvel {
@@ -13,9 +14,13 @@ using Kind = FailingDisk::Kind;
 sqlite3_vfs* real = nullptr;
 sqlite3_vfs disk;
 
+// Connections of several threads come here.
+std::mutex mutex;
+int number = 0;
 int left = 0;
 FailingDisk::Failure failing = {Kind::IO_ERROR, false};
 bool hasFailed = false;
+void (*tellFirst)() = nullptr;
 
 /** A file of the real file system, which follows in memory. */
 struct File {
@@ -28,11 +33,13 @@ sqlite3_file* real_of(sqlite3_file* file) { return reinterpret_cast<File*>(file)
 
 /** Whether the operation, which can fail in this way, has to. */
 bool has_to_fail(Kind kind) {
+  const std::lock_guard<std::mutex> lock(mutex);
   if (left == 0 || failing.kind != kind) return false;
   if (left > 1) {
     --left;
     return false;
   }
+  if (!hasFailed && tellFirst) tellFirst();
   hasFailed = true;
   if (!failing.isForGood) left = 0;
   return true;
@@ -149,16 +156,23 @@ void FailingDisk::install() {
   sqlite3_vfs_register(&disk, 1);
 }
 
-void FailingDisk::fail(int number, Failure failure) {
+void FailingDisk::onFirstFailure(void (*action)()) { tellFirst = action; }
+
+void FailingDisk::fail(int theNumber, Failure failure) {
+  const std::lock_guard<std::mutex> lock(mutex);
+  number = theNumber;
   left = number;
   failing = failure;
   hasFailed = false;
 }
 
 bool FailingDisk::mend() {
+  const std::lock_guard<std::mutex> lock(mutex);
   left = 0;
   return hasFailed;
 }
+
+int FailingDisk::seen() { return number - left; }
 
 std::ostream& operator<<(std::ostream& out, FailingDisk::Failure failure) {
   constexpr const char* NAMES[] = {"I/O error", "full", "read-only", "busy", "cannot open"};
