@@ -90,10 +90,14 @@ class AllocationFaults : private WithFailingMemory, public ListQueriesTest {
     unlink(dbFile().c_str());
     unlink(journalFile().c_str());
     if (encoding == Encoding::UTF_16) {
-      RawConnection(dbFile()).exec("PRAGMA encoding = 'UTF-16'; PRAGMA user_version = 4;");
+      // The first table settles it.
+      RawConnection(dbFile()).exec(
+          "PRAGMA encoding = 'UTF-16le'; CREATE TABLE first(id); DROP TABLE first; "
+          "PRAGMA user_version = 4;");
     }
     ASSERT_EQ(DBMgr::getInstance()->createDb(), DB_SUCCESS);
     ASSERT_EQ(DBMgr::getInstance()->execStatement("PRAGMA journal_mode = PERSIST;"), DB_SUCCESS);
+    EXPECT_EQ(raw().value("PRAGMA encoding;"), encoding == Encoding::UTF_8 ? "UTF-8" : "UTF-16le");
   }
 
   /** Closes the store, of which SQLite then has as much left as before it was opened. */
@@ -149,6 +153,7 @@ class AllocationFaultsOfQueries : public AllocationFaults,
       // The store is opened and read anew each time, and then it is not.
       failEvery(GetParam().whom, query.name, COLD_POINTS,
                 [&](Failure failure) { return tryQuery(query, whole, isFast, failure, true); });
+      ask(query.ask, isFast);
       failEvery(GetParam().whom, query.name, WARM_POINTS,
                 [&](Failure failure) { return tryQuery(query, whole, isFast, failure, false); });
       if (HasFailure()) return;
