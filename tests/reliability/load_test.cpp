@@ -32,7 +32,6 @@ namespace msg_tarvel {
 
 namespace {
 
-using db::DB_NO_DATA;
 using db::DB_SUCCESS;
 using db::DBMgr;
 
@@ -216,6 +215,7 @@ class Load : public StoreTest {
     std::atomic<int> started{0};
     std::vector<std::string> stored[WRITERS_EACH];
     std::vector<std::thread> threads;
+    threads.reserve(THREADS_EACH);
     const auto repeat = [&](const std::function<void(int)>& action) {
       begin_in_turn(process * THREADS_EACH + started++);
       for (int number = 0; number < LEAST_WORK || Clock::now() < end; ++number) {
@@ -277,6 +277,7 @@ TEST_F(Load, OfManyProcessesLosesAndDoublesNothing) {
   const Clock::time_point end =
       Clock::now() + (is_whole_run() ? milliseconds(30000) : milliseconds(1500));
   std::vector<std::unique_ptr<Child>> processes;
+  processes.reserve(PROCESSES);
   for (int process = 0; process < PROCESSES; ++process) {
     processes.push_back(std::make_unique<Child>([&, process] { return work(process, end); }));
   }
