@@ -24,7 +24,7 @@ namespace {
 
 using Draw = std::mt19937;
 
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef TEST_OF_INSTRUMENTED
 constexpr bool IS_MEMORY_KNOWN =
     false;  // freed memory is kept for a while; leaks are told at the end
 #else

@@ -32,12 +32,15 @@ using Command = std::vector<std::string>;
 using Draw = std::mt19937;
 
 /** What a sanitizer makes of ten seconds, and of memory, says nothing of the programs. */
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef TEST_OF_INSTRUMENTED
 constexpr unsigned MOST_SECONDS = 100;
 constexpr bool IS_MEMORY_KNOWN = false;
+/** A program takes a quarter of a second there: of what every run tries, one in so many. */
+constexpr unsigned FEWER = 5;
 #else
 constexpr unsigned MOST_SECONDS = 10;
 constexpr bool IS_MEMORY_KNOWN = true;
+constexpr unsigned FEWER = 1;
 #endif
 constexpr long MOST_KILOBYTES = 200'000;
 
@@ -355,7 +358,7 @@ class HostileStores : public ToolTest {
 // ---- Damaged and odd ones ----------------------------------------------------------------------
 
 TEST_F(HostileStores, DamagedAnywhereAreLookedAt) {
-  const unsigned step = is_whole_run() ? 1 : 49;
+  const unsigned step = is_whole_run() ? 1 : FEWER * 49;
   const std::vector<Command> commands = lookingCommands();
   int stores = 0;
   std::size_t next = 0;
@@ -381,7 +384,7 @@ TEST_F(HostileStores, DamagedAnywhereAreLookedAt) {
 }
 
 TEST_F(HostileStores, WithOddValuesAreLookedAt) {
-  const unsigned step = is_whole_run() ? 1 : 29;
+  const unsigned step = is_whole_run() ? 1 : FEWER * 29;
   const std::vector<Command> commands = lookingCommands();
   int stores = 0;
   std::size_t next = 0;
@@ -527,7 +530,7 @@ TEST_F(HostileSchemas, AreLookedAt) {
   int tried = 0;
   for (const Schema& schema : schemas()) {
     SCOPED_TRACE(schema.name);
-    if (!is_whole_run() && ++next % 3 != 0) continue;
+    if (!is_whole_run() && ++next % (3 * FEWER) != 0) continue;
     changeBy(schema.sql);
     for (std::size_t i = 0; i < looking.size(); ++i) {
       if (is_whole_run() || i == next % looking.size()) expectToCope(looking[i]);

@@ -48,7 +48,7 @@ constexpr int LEAST_WORK = 2;
 constexpr int ERROR = 6;
 
 /** In which connections share what they have read; the instrumented allocator gives back late. */
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef TEST_OF_INSTRUMENTED
 constexpr bool IS_MEMORY_KNOWN = false;
 #else
 constexpr bool IS_MEMORY_KNOWN = true;

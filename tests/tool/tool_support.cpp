@@ -1,6 +1,7 @@
 #include "tool/tool_support.h"
 
 #include <pty.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -135,6 +136,20 @@ ProcessResult ToolTest::runOnTerminal(
   waitpid(pid, &status, 0);
   close(terminal);
   result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return result;
+}
+
+ProcessResult ToolTest::runWithLittleMemory(const std::vector<std::string>& arguments) const {
+  // AddressSanitizer takes memory for itself, and keeps what is freed from being used again.
+#ifdef TEST_OF_INSTRUMENTED
+  constexpr long MOST = 96L * 1024;
+#else
+  constexpr long MOST = 64L * 1024;
+#endif
+  ProcessResult result = run(arguments, {"ASAN_OPTIONS=quarantine_size_mb=4"});
+  rusage usage = {};
+  EXPECT_EQ(getrusage(RUSAGE_CHILDREN, &usage), 0);
+  EXPECT_LT(usage.ru_maxrss, MOST);
   return result;
 }
 

@@ -50,6 +50,8 @@ class ToolTest : public ::testing::Test {
   ProcessResult runOnTerminal(const std::vector<std::string>& arguments,
                               const std::function<void(const std::string&, pid_t)>& onOutput,
                               unsigned short width = 60) const;
+  /** The same, and the program must have been content with 64 MB, as all programs before it. */
+  ProcessResult runWithLittleMemory(const std::vector<std::string>& arguments) const;
   /** What the command prints with --json, which must succeed. */
   nlohmann::json json(std::vector<std::string> arguments) const;
 
