@@ -38,9 +38,14 @@ namespace msg_tarvel::db {
  * work with them. End or join such threads before main returns or exit is called, or leave by
  * _exit or quick_exit, which skip this.
  *
- * A child process must not use what its parent opened before the fork, and that includes
- * deinit_db: let it exec, or fork before the first use. Its exit leaves the parent's connections
- * alone.
+ * A child process must not use the library's connections, and must open none of its own while any
+ * thread of its parent had one at the fork; that includes deinit_db. Let it exec, or fork before
+ * the first use. Its exit leaves the parent's connections alone, also where other threads were at
+ * work. A program that it execs inherits no connection, and createDb's own descriptors only in the
+ * moment in which the files are made.
+ *
+ * dlclose closes the connections and unloads the library; threads that used it may have ended or
+ * end later, but not in that moment.
  *
  * An open that fails is tried again by the next statement and keeps a handle of about 1.5 KB, which
  * is not given back: do not ask again and again for a store that is not there (a query each second
