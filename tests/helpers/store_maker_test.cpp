@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -139,6 +140,27 @@ TEST_F(StoreMaker, SaysSoWhenThereIsNoPlace) {
   expectRefused("");
 }
 
+TEST_F(StoreMaker, MakesNoFileWhereSomethingElseIs) {
+  const std::string elsewhere = dataDir() + "elsewhere";
+  const auto expectRefusedWith = [&](const std::string& path, const auto& plant) {
+    ASSERT_EQ(mkdir(dbDir().c_str(), 0755), 0);
+    plant(path);
+    expectRefused(": " + path + " is there, and not a file");
+    std::filesystem::remove_all(dbDir());
+  };
+  for (const std::string& path : {dbFile(), journalFile()}) {
+    expectRefusedWith(path,
+                      [&](const auto& link) { std::filesystem::create_symlink(elsewhere, link); });
+    EXPECT_FALSE(std::filesystem::exists(elsewhere));
+  }
+  expectRefusedWith(journalFile(),
+                    [](const auto& pipe) { ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0); });
+  ASSERT_EQ(mkdir(elsewhere.c_str(), 0700), 0);
+  expectRefusedWith(journalFile(),
+                    [&](const auto& link) { std::filesystem::create_symlink(elsewhere, link); });
+  EXPECT_EQ(mode_of(elsewhere), 0700U);
+}
+
 TEST_F(StoreMaker, MendsModes) {
   make_store();
   ASSERT_EQ(chmod(dbFile().c_str(), 0644), 0);
@@ -153,6 +175,23 @@ TEST_F(StoreMaker, MendsModes) {
   EXPECT_EQ(mode_of(dbFile()), 0660U);
   EXPECT_EQ(mode_of(journalFile()), 0660U);
   EXPECT_TRUE(make_store().mended.empty());
+}
+
+TEST_F(StoreMaker, MendsGroups) {
+  AS_ROOT();
+  make_store();
+  const std::string files[] = {dbFile(), journalFile()};
+  for (const std::string& path : files) ASSERT_EQ(chown(path.c_str(), NOBODY, NOBODY), 0);
+  const MadeStore made = make_store();
+  EXPECT_EQ(made.state, State::WHOLE);
+  EXPECT_TRUE(made.mended.empty());
+  for (const std::string& path : files) {
+    struct stat status = {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, NOBODY) << path;
+    EXPECT_EQ(status.st_gid, 5000U) << path;
+    EXPECT_EQ(mode_of(path), 0660U) << path;
+  }
 }
 
 TEST_F(StoreMaker, MendsNoFileElsewhere) {
