@@ -56,7 +56,12 @@ TEST_F(ImportLimits, NothingLongIsInMemory) {
 }
 
 TEST_F(ImportLimits, AMessageToVeryManyTakesLittleMemory) {
+  // AddressSanitizer puts more around a small block than is in it.
+#ifdef TEST_OF_INSTRUMENTED
+  constexpr int MANY = 40000;
+#else
   constexpr int MANY = 100000;
+#endif
   const std::string path = folder() + "/many.xml";
   std::ofstream out(path);
   out << "<smses>\n<mms address=\"+14155550111\" date=\"1\" msg_box=\"1\"><addrs>\n";
@@ -64,17 +69,11 @@ TEST_F(ImportLimits, AMessageToVeryManyTakesLittleMemory) {
     out << "<addr address=\"+1415" << 2000000 + i << "\" type=\"151\"/>\n";
   }
   out << "</addrs></mms></smses>\n";
-  const long size = out.tellp();
   out.close();
-  const ProcessResult result = run({"import", path, "--json"});
+  const ProcessResult result = runWithLittleMemory({"import", path, "--json"});
   ASSERT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(nlohmann::json::parse(result.out)["stored"], 1);
   EXPECT_EQ(rows("SELECT count(*) FROM msg_address_table;"), std::to_string(MANY + 1) + "\n");
-  rusage usage = {};
-  ASSERT_EQ(getrusage(RUSAGE_CHILDREN, &usage), 0);
-  // AddressSanitizer puts more around each of many small blocks than is in them.
-  constexpr long AROUND_BLOCKS = MOST_MEMORY > 64L * 1024 ? MOST_MEMORY : 0;
-  EXPECT_LT(usage.ru_maxrss, MOST_MEMORY + AROUND_BLOCKS + size / 1024);
 }
 
 TEST_F(ImportLimits, WhatALongTextIsCutFromIsNotImported) {
