@@ -50,8 +50,9 @@ LeftOut write(const ExportArguments& arguments, const std::string& media, std::o
   if (arguments.format == PHONE_XML) {
     return write_phone_xml(database, media, arguments.filter, out);
   }
-  if (arguments.media.empty())
+  if (arguments.media.empty()) {
     return write_json_lines(database, {media, nullptr}, arguments.filter, out);
+  }
   return interruptible("no file was kept, and the lines are not whole",
                        [&] { return write_with_files(arguments, database, media); });
 }
