@@ -18,7 +18,7 @@
 #include "support/statement_trace.h"
 #include "support/store.h"
 
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef TEST_LOOKS_FOR_LEAKS
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -29,7 +29,7 @@ namespace {
 /** Allocations made while one of these lives are not leaks. */
 class LeakAllowed {
  public:
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef TEST_LOOKS_FOR_LEAKS
   LeakAllowed() { __lsan_disable(); }
   LeakAllowed(const LeakAllowed&) = delete;
   LeakAllowed& operator=(const LeakAllowed&) = delete;

@@ -27,8 +27,9 @@ bool leads_to_root(const Command& way) {
 
 /** What to put before a command for it to run as root; nothing where there is no way. */
 Command way_to_root() {
-  for (const Command& way : {Command{"unshare", "--user", "--map-root-user", "--map-auto"},
-                             Command{"sudo", "--non-interactive", "--preserve-env"}}) {
+  for (const Command& way :
+       {Command{"unshare", "--user", "--map-root-user", "--map-auto", "--mount"},
+        Command{"sudo", "--non-interactive", "--preserve-env"}}) {
     if (leads_to_root(way)) return way;
   }
   return {};

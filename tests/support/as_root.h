@@ -13,8 +13,8 @@ enum class AsRoot { ALREADY, PASSED, FAILED, IMPOSSIBLE };
 
 /**
  * ALREADY for root. Anybody else has the running test repeated by a process of root's: in a user
- * namespace whose other users and groups are the caller's subordinate ones, else through sudo if
- * that asks for no password.
+ * namespace whose other users and groups are the caller's subordinate ones, with mounts of its own,
+ * else through sudo if that asks for no password.
  */
 AsRoot as_root();
 

@@ -54,7 +54,7 @@ class OnPayloadAllocation {
 long live_blocks();
 
 /** Whether those of array `new` are among them; a sanitizer keeps them to itself. */
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef TEST_OF_INSTRUMENTED
 constexpr bool ARRAYS_ARE_COUNTED = false;
 #else
 constexpr bool ARRAYS_ARE_COUNTED = true;

@@ -1,5 +1,7 @@
 #include "tool/tool_support.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -103,6 +105,20 @@ ProcessResult ToolTest::run(const std::vector<std::string>& arguments,
   std::vector<std::string> variables = environment();
   variables.insert(variables.end(), extraEnvironment.begin(), extraEnvironment.end());
   return run_program(command, variables);
+}
+
+ProcessResult ToolTest::runWithLittleMemory(const std::vector<std::string>& arguments) const {
+  // AddressSanitizer takes memory for itself, and keeps what is freed from being used again.
+#ifdef TEST_OF_INSTRUMENTED
+  constexpr long MOST = 96L * 1024;
+#else
+  constexpr long MOST = 64L * 1024;
+#endif
+  ProcessResult result = run(arguments, {"ASAN_OPTIONS=quarantine_size_mb=4"});
+  rusage usage = {};
+  EXPECT_EQ(getrusage(RUSAGE_CHILDREN, &usage), 0);
+  EXPECT_LT(usage.ru_maxrss, MOST);
+  return result;
 }
 
 nlohmann::json ToolTest::json(std::vector<std::string> arguments) const {

@@ -45,6 +45,8 @@ class ToolTest : public ::testing::Test {
   std::vector<std::string> environment() const;
   ProcessResult run(const std::vector<std::string>& arguments,
                     const std::vector<std::string>& extraEnvironment = {}) const;
+  /** The same, and the program must have been content with 64 MB, as all programs before it. */
+  ProcessResult runWithLittleMemory(const std::vector<std::string>& arguments) const;
   /** What the command prints with --json, which must succeed. */
   nlohmann::json json(std::vector<std::string> arguments) const;
 

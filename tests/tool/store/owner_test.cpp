@@ -24,7 +24,7 @@ using std::chrono::milliseconds;
 constexpr int MESSAGES = 20000;
 
 /** Instrumented or emulated, a slice takes its time, and so does being heard. */
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(__x86_64__)
+#if defined(TEST_OF_INSTRUMENTED) || !defined(__x86_64__)
 constexpr milliseconds LONGEST_WAIT(1000);
 #else
 constexpr milliseconds LONGEST_WAIT(100);
