@@ -42,6 +42,15 @@ void make_directories() {
   }
 }
 
+/** createDb follows a link, and waits at a pipe, in the place of a file that it is to make. */
+void require_room_for_files() {
+  for (const std::string& path : {db::get_db_filepath(), db::get_db_journal_filepath()}) {
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode)) continue;
+    throw StoreError(cannot_make() + ": " + path + " is there, and not a file", db::DB_NO_DATA);
+  }
+}
+
 void make_files_and_tables() {
   const Umask mask(OWNER_ONLY);
   db::DBMgr* const store = db::DBMgr::getInstance();
@@ -181,6 +190,10 @@ MadeStore make_store() {
     require_version();
     made.state =
         has_every_table() && !lacksJournal ? MadeStore::State::WHOLE : MadeStore::State::COMPLETED;
+    // The end of a transaction waits for readers, also where nothing was written.
+    if (is_complete()) return made;
+  } else {
+    require_room_for_files();
   }
   make_files_and_tables();
   if (!has_every_table()) {

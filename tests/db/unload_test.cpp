@@ -20,10 +20,11 @@ class UnloadTest : public ::testing::Test {
     std::string pattern = (fs::temp_directory_path() / "unload-XXXXXX").string();
     _folder = mkdtemp(pattern.data());
     setenv("MSG_TARVEL_DATA_DIR", (_folder / "data/").c_str(), 1);
-    _module = dlopen(UNLOAD_MODULE, RTLD_NOW);
+    load();
   }
   ~UnloadTest() override { fs::remove_all(_folder); }
 
+  void load() { _module = dlopen(UNLOAD_MODULE, RTLD_NOW); }
   int useStore() {
     const auto use = reinterpret_cast<int (*)()>(dlsym(_module, "use_store"));
     return use ? use() : -1;
@@ -57,6 +58,31 @@ TEST_F(UnloadTest, UnloadingClosesTheConnectionOfAThreadThatLives) {
   unload();
   EXPECT_FALSE(isLoaded());
   EXPECT_FALSE(isStoreOpen());
+}
+
+TEST_F(UnloadTest, LoadingAgainAndAgainLeavesNothing) {
+  for (int round = 0; round < 25; ++round) {
+    std::promise<void> unloaded;
+    const std::shared_future<void> isUnloaded = unloaded.get_future().share();
+    std::promise<int> used[2];
+    std::thread early([&] { EXPECT_EQ(useStore(), 0); });
+    early.join();
+    std::thread late[2];
+    for (int i = 0; i < 2; ++i) {
+      late[i] = std::thread([&, i] {
+        used[i].set_value(useStore());
+        isUnloaded.wait();
+      });
+    }
+    for (std::promise<int>& result : used) EXPECT_EQ(result.get_future().get(), 0);
+    ASSERT_TRUE(isStoreOpen());
+    unload();
+    ASSERT_FALSE(isLoaded());
+    EXPECT_FALSE(isStoreOpen());
+    unloaded.set_value();
+    for (std::thread& thread : late) thread.join();
+    load();
+  }
 }
 
 TEST_F(UnloadTest, AThreadMayEndAfterUnloading) {

@@ -140,6 +140,27 @@ TEST_F(StoreMaker, SaysSoWhenThereIsNoPlace) {
   expectRefused("");
 }
 
+TEST_F(StoreMaker, MakesNoFileWhereSomethingElseIs) {
+  const std::string elsewhere = dataDir() + "elsewhere";
+  const auto expectRefusedWith = [&](const std::string& path, const auto& plant) {
+    ASSERT_EQ(mkdir(dbDir().c_str(), 0755), 0);
+    plant(path);
+    expectRefused(": " + path + " is there, and not a file");
+    std::filesystem::remove_all(dbDir());
+  };
+  for (const std::string& path : {dbFile(), journalFile()}) {
+    expectRefusedWith(path,
+                      [&](const auto& link) { std::filesystem::create_symlink(elsewhere, link); });
+    EXPECT_FALSE(std::filesystem::exists(elsewhere));
+  }
+  expectRefusedWith(journalFile(),
+                    [](const auto& pipe) { ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0); });
+  ASSERT_EQ(mkdir(elsewhere.c_str(), 0700), 0);
+  expectRefusedWith(journalFile(),
+                    [&](const auto& link) { std::filesystem::create_symlink(elsewhere, link); });
+  EXPECT_EQ(mode_of(elsewhere), 0700U);
+}
+
 TEST_F(StoreMaker, MendsModes) {
   make_store();
   ASSERT_EQ(chmod(dbFile().c_str(), 0644), 0);

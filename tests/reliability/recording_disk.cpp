@@ -284,7 +284,13 @@ int chmod(const char* path, mode_t mode) noexcept {
   static const auto real = next("chmod", &chmod);
   const int result = real(path, mode);
   if (result == 0 && is_recording()) {
-    note_if_recorded("mode", {mode & 07777}, whole_path(AT_FDCWD, path));
+    // A descriptor that can do nothing else has its mode set by the name it has here.
+    const std::string descriptors = "/proc/self/fd/";
+    const std::string text = path;
+    note_if_recorded("mode", {mode & 07777},
+                     text.compare(0, descriptors.size(), descriptors) == 0
+                         ? path_of(std::stoi(text.substr(descriptors.size())))
+                         : whole_path(AT_FDCWD, path));
   }
   return result;
 }
@@ -300,6 +306,16 @@ int fchown(int descriptor, uid_t owner, gid_t group) noexcept {
   static const auto real = next("fchown", &fchown);
   const int result = real(descriptor, owner, group);
   if (result == 0 && is_recording()) note_if_recorded("owner", {owner, group}, path_of(descriptor));
+  return result;
+}
+
+int fchownat(int directory, const char* path, uid_t owner, gid_t group, int flags) noexcept {
+  static const auto real = next("fchownat", &fchownat);
+  const int result = real(directory, path, owner, group, flags);
+  if (result == 0 && is_recording()) {
+    note_if_recorded("owner", {owner, group},
+                     *path == '\0' ? path_of(directory) : whole_path(directory, path));
+  }
   return result;
 }
 

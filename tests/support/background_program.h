@@ -21,6 +21,7 @@ class BackgroundProgram {
 
   /** Waits for a line of its standard output; what there is when the output ends before. */
   std::string line();
+  pid_t pid() const { return _child.pid(); }
   void terminate() const;
   /** Waits for its end: the exit status, or 128 + the signal that ended it, and what is left of its
    * standard output. */

@@ -4,6 +4,7 @@
 #include <grp.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,11 +33,13 @@ void keep_emulator_reachable() {
   }
 }
 
-int status_of(pid_t pid) {
+int status_of(pid_t pid, long* kilobytes = nullptr) {
   int status = 0;
-  while (waitpid(pid, &status, 0) == -1) {
+  rusage used = {};
+  while (wait4(pid, &status, 0, &used) == -1) {
     if (errno != EINTR) return -1;
   }
+  if (kilobytes) *kilobytes = used.ru_maxrss;
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
@@ -137,7 +140,7 @@ ProcessResult run_program(const std::vector<std::string>& command,
   communicate(in[1], out[0], err[0], input, result);
   close(out[0]);
   close(err[0]);
-  result.status = status_of(pid);
+  result.status = status_of(pid, &result.kilobytes);
   return result;
 }
 

@@ -19,6 +19,8 @@ struct ProcessResult {
   int status = -1;
   std::string out;
   std::string err;
+  /** The most memory that it, or a program that it waited for, had in use. */
+  long kilobytes = 0;
 };
 
 /**

@@ -1,6 +1,9 @@
 #include "tool/tool_support.h"
 
+#include <pty.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -105,6 +108,35 @@ ProcessResult ToolTest::run(const std::vector<std::string>& arguments,
   std::vector<std::string> variables = environment();
   variables.insert(variables.end(), extraEnvironment.begin(), extraEnvironment.end());
   return run_program(command, variables);
+}
+
+ProcessResult ToolTest::runOnTerminal(
+    const std::vector<std::string>& arguments,
+    const std::function<void(const std::string&, pid_t)>& onOutput, unsigned short width) const {
+  winsize size = {24, width, 0, 0};
+  int terminal = -1;
+  const pid_t pid = forkpty(&terminal, nullptr, nullptr, &size);
+  if (pid == 0) {
+    std::vector<std::string> program = {_program};
+    program.insert(program.end(), arguments.begin(), arguments.end());
+    program = runnable(program);
+    std::vector<std::string> command = {"env"};
+    for (const std::string& variable : environment()) command.push_back(variable);
+    command.insert(command.end(), program.begin(), program.end());
+    execute(command);
+    _exit(127);
+  }
+  ProcessResult result;
+  char buffer[4096];
+  for (ssize_t count = 0; (count = read(terminal, buffer, sizeof buffer)) > 0;) {
+    result.out.append(buffer, static_cast<std::size_t>(count));
+    onOutput(result.out, pid);
+  }
+  int status = 0;
+  waitpid(pid, &status, 0);
+  close(terminal);
+  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return result;
 }
 
 ProcessResult ToolTest::runWithLittleMemory(const std::vector<std::string>& arguments) const {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
@@ -45,6 +46,10 @@ class ToolTest : public ::testing::Test {
   std::vector<std::string> environment() const;
   ProcessResult run(const std::vector<std::string>& arguments,
                     const std::vector<std::string>& extraEnvironment = {}) const;
+  /** Runs it on a terminal; `onOutput` sees all that it printed so far, and its process. */
+  ProcessResult runOnTerminal(const std::vector<std::string>& arguments,
+                              const std::function<void(const std::string&, pid_t)>& onOutput,
+                              unsigned short width = 60) const;
   /** The same, and the program must have been content with 64 MB, as all programs before it. */
   ProcessResult runWithLittleMemory(const std::vector<std::string>& arguments) const;
   /** What the command prints with --json, which must succeed. */

@@ -2,6 +2,7 @@
 
 #include "check/mend.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -164,15 +165,38 @@ void mend_rows(const Findings& found) {
   mend_conversations(found, known);
 }
 
+/** A file that has another name may be one of somebody else's. */
+bool is_of_store_alone(const struct stat& status, const StorePlace& place) {
+  if (place.isDirectory) return S_ISDIR(status.st_mode);
+  return S_ISREG(status.st_mode) && status.st_nlink == 1;
+}
+
+/**
+ * By a descriptor: every member of the group may put a link to another file into media, also after
+ * its name was looked at. What may not be changed is left.
+ */
+void mend_place(const StorePlace& place, bool setsGroup, bool setsMode) {
+  const int file = open(place.path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC);
+  struct stat status = {};
+  if (file != -1 && fstat(file, &status) == 0 && is_of_store_alone(status, place)) {
+    if (setsGroup) {
+      constexpr auto SAME_OWNER = static_cast<uid_t>(-1);
+      static_cast<void>(fchownat(file, "", SAME_OWNER, STORE_GROUP, AT_EMPTY_PATH) == 0);
+    }
+    if (setsMode) {
+      const std::string itself = "/proc/self/fd/" + std::to_string(file);
+      static_cast<void>(chmod(itself.c_str(), wanted_mode(place)) == 0);
+    }
+  }
+  if (file != -1) close(file);
+}
+
 void mend_files(const Findings& found) {
   for (const StorePlace& place : places_of(data_directory(), names_in(media_directory()))) {
-    // What may not be changed is left.
-    if (has(found, Kind::GROUP) && place.isOfGroup && place.group != STORE_GROUP) {
-      static_cast<void>(lchown(place.path.c_str(), place.owner, STORE_GROUP) == 0);
-    }
-    if (has(found, Kind::MODES) && place.mode != wanted_mode(place)) {
-      static_cast<void>(chmod(place.path.c_str(), wanted_mode(place)) == 0);
-    }
+    const bool isGroupWrong =
+        has(found, Kind::GROUP) && place.isOfGroup && place.group != STORE_GROUP;
+    const bool isModeWrong = has(found, Kind::MODES) && place.mode != wanted_mode(place);
+    if (isGroupWrong || isModeWrong) mend_place(place, isGroupWrong, isModeWrong);
   }
 }
 

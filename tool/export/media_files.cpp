@@ -19,8 +19,9 @@ constexpr mode_t ONLY_THIS_USER = 0700;
 
 class OpenFile {
  public:
-  OpenFile(const std::string& path, int flags, mode_t mode = 0)
-      : _descriptor(open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, mode)) {}
+  OpenFile(int directory, const std::string& name, int flags, mode_t mode = 0)
+      : _descriptor(
+            openat(directory, name.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, mode)) {}
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
   ~OpenFile() {
@@ -41,6 +42,13 @@ class OpenFile {
   throw Failure(std::string("cannot ") + what + " " + path + ": " + std::strerror(errno));
 }
 
+/** False when it is there. */
+bool make_directory(const std::string& path) {
+  const bool isMade = mkdir(path.c_str(), ONLY_THIS_USER) == 0;
+  if (!isMade && errno != EEXIST) fail_with("make the directory", path);
+  return isMade;
+}
+
 }  // namespace
 
 std::optional<std::string> name_in_media(const std::string& path, const std::string& media) {
@@ -54,7 +62,7 @@ std::optional<std::string> name_in_media(const std::string& path, const std::str
 
 std::optional<std::string> read_media(const std::string& media, const std::string& name) {
   const std::string path = media + "/" + name;
-  const OpenFile file(path, O_RDONLY);
+  const OpenFile file(AT_FDCWD, path, O_RDONLY);
   if (!file.isPlain()) return std::nullopt;
   std::string bytes;
   char piece[65536];
@@ -66,21 +74,20 @@ std::optional<std::string> read_media(const std::string& media, const std::strin
   return bytes;
 }
 
-MediaTarget::MediaTarget(std::string path) : _path(std::move(path)) {
-  _isNew = mkdir(_path.c_str(), ONLY_THIS_USER) == 0;
-  if (!_isNew && errno != EEXIST) fail_with("make the directory", _path);
-}
+MediaTarget::MediaTarget(std::string path)
+    : _path(std::move(path)), _isNew(make_directory(_path)), _directory(_path) {}
 
 MediaTarget::~MediaTarget() {
   if (_isKept) return;
-  for (const std::string& name : _written) unlink((_path + "/" + name).c_str());
+  for (const std::string& name : _written) unlinkat(_directory.descriptor(), name.c_str(), 0);
   if (_isNew) rmdir(_path.c_str());
 }
 
 void MediaTarget::write(const std::string& name, const std::string& bytes) {
   if (_written.count(name) > 0) return;
   const std::string path = _path + "/" + name;
-  const OpenFile file(path, O_WRONLY | O_CREAT | O_EXCL, FILE_MODE_OF_EXPORTS);
+  const OpenFile file(_directory.descriptor(), name, O_WRONLY | O_CREAT | O_EXCL,
+                      FILE_MODE_OF_EXPORTS);
   if (file.descriptor() == -1) fail_with("create", path);
   // From here on the file is this export's own.
   _written.insert(name);

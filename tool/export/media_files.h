@@ -4,6 +4,8 @@
 #include <set>
 #include <string>
 
+#include "store/media.h"
+
 namespace msg_tarvel::tool {
 
 /**
@@ -23,12 +25,12 @@ inline std::optional<std::string> read_named_media(const std::string& path,
 }
 
 /**
- * The directory into which an export writes files. Unless they are kept, those that it wrote go
- * again with it, and the directory if it was not there before.
+ * The directory into which an export writes files, be it renamed meanwhile. Unless they are kept,
+ * those that it wrote go again with it, and the directory if it was not there before.
  */
 class MediaTarget {
  public:
-  /** Throws Failure. */
+  /** Throws Failure, also for a link. */
   explicit MediaTarget(std::string path);
   MediaTarget(const MediaTarget&) = delete;
   MediaTarget& operator=(const MediaTarget&) = delete;
@@ -41,6 +43,7 @@ class MediaTarget {
  private:
   std::string _path;
   bool _isNew;
+  OpenDirectory _directory;
   bool _isKept = false;
   std::set<std::string> _written;
 };

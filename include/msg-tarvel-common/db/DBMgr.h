@@ -38,9 +38,14 @@ namespace msg_tarvel::db {
  * work with them. End or join such threads before main returns or exit is called, or leave by
  * _exit or quick_exit, which skip this.
  *
- * A child process must not use what its parent opened before the fork, and that includes
- * deinit_db: let it exec, or fork before the first use. Its exit leaves the parent's connections
- * alone.
+ * A child process must not use the library's connections, and must open none of its own while any
+ * thread of its parent had one at the fork; that includes deinit_db. Let it exec, or fork before
+ * the first use. Its exit leaves the parent's connections alone, also where other threads were at
+ * work. A program that it execs inherits no connection, and createDb's own descriptors only in the
+ * moment in which the files are made.
+ *
+ * dlclose closes the connections and unloads the library; threads that used it may have ended or
+ * end later, but not in that moment.
  *
  * An open that fails is tried again by the next statement and keeps a handle of about 1.5 KB, which
  * is not given back: do not ask again and again for a store that is not there (a query each second
@@ -76,8 +81,10 @@ class MSG_TARVEL_EXPORT DBMgr {
 
   /**
    * Leaves the transaction; the outermost call commits or rolls back by its own argument alone.
-   * When that fails, the transaction is still running and the call may be repeated. Without a
-   * transaction it does nothing.
+   * When that fails, the transaction is still running and the call may be repeated. When rolling
+   * back fails too, SQLite has ended the transaction by itself, or lacks the memory to: with
+   * memory, only a new connection goes on then: deinit_db, init_db. Without a transaction it does
+   * nothing.
    */
   int endTransaction(bool commit);
 
@@ -100,7 +107,7 @@ class MSG_TARVEL_EXPORT DBMgr {
    *
    * When that is false, call endTransaction(false), and give up or try both again. If that fails
    * too, SQLite has ended the transaction by itself, and only a new connection goes on: deinit_db,
-   * init_db.
+   * init_db. When createDb throws std::bad_alloc, what it began is rolled back.
    *
    * The files are readable for everyone from their birth until their mode is set. An owner keeps
    * others out by making the directories first (0755) and calling this under umask 0077.

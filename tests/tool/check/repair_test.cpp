@@ -117,6 +117,22 @@ TEST_F(Repair, MendsOnlyWhatItIsAskedFor) {
             "50\n");
 }
 
+TEST_F(Repair, AFileThatHasAnotherNameIsLeftAlone) {
+  const std::string secret = file("secret", "somebody's secret");
+  ASSERT_EQ(chmod(secret.c_str(), 0600), 0);
+  fs::create_hard_link(secret, mediaDir() + "/1-9.png");
+  const ProcessResult result = run({"repair", "modes", "group"});
+  EXPECT_EQ(result.status, 1) << result.err;
+  EXPECT_NE(result.out.find("/1-9.png: mode is 0600, not 0660\n"), std::string::npos) << result.out;
+  struct stat status = {};
+  ASSERT_EQ(stat(secret.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600U);
+  EXPECT_EQ(status.st_gid, getgid());
+  // Once it is the store's alone it is mended.
+  fs::remove(secret);
+  EXPECT_EQ(run({"repair", "modes", "group"}).status, 0);
+}
+
 TEST_F(Repair, ADamagedDatabaseIsLeftAlone) {
   plant(TWO_FAULTS);
   std::string bytes = read_file(dbFile());
@@ -136,6 +152,16 @@ TEST_F(Repair, ALockedStoreIsNotMended) {
                 ": it is locked by another process");
   writer.exec("ROLLBACK;");
   EXPECT_EQ(rows("SELECT msgCnt FROM msg_conversation_table WHERE convId = 1;"), "5\n");
+  EXPECT_EQ(backups().size(), 0U);
+}
+
+TEST_F(Repair, WhatTheStoreRefusesChangesNothing) {
+  plant(std::string(TWO_FAULTS) +
+        "UPDATE msg_conversation_table SET unreadCnt = 7; CREATE TRIGGER refusal BEFORE UPDATE OF "
+        "unreadCnt ON msg_conversation_table BEGIN SELECT RAISE(ABORT, 'not today'); END;");
+  expectFailure(run({"repair"}), "cannot mend " + dbFile() + ": not today");
+  EXPECT_EQ(rows("SELECT msgCnt FROM msg_conversation_table WHERE convId = 1;"), "5\n");
+  EXPECT_EQ(backups().size(), 0U);
 }
 
 TEST_F(Repair, AnotherUserChecksNothing) {

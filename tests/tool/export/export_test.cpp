@@ -200,6 +200,19 @@ TEST_F(Export, FilesOfAnExportThatFailsGoAgain) {
   EXPECT_EQ(std::distance(fs::directory_iterator(media), fs::directory_iterator()), 1);
 }
 
+TEST_F(Export, FilesFollowNoLink) {
+  import(mms({}, data_part("image/png", "QUJD"), ""));
+  const std::string elsewhere = folder() + "/elsewhere";
+  const std::string link = folder() + "/link";
+  fs::create_directory(elsewhere);
+  fs::create_symlink(elsewhere, link);
+  expectFailure(run({"export", "--media", link}), "cannot open " + link, ": Not a directory");
+  EXPECT_TRUE(fs::is_empty(elsewhere));
+  // With its slash it is the directory.
+  EXPECT_EQ(run({"export", "--media", link + "/"}).status, 0);
+  EXPECT_FALSE(fs::is_empty(elsewhere));
+}
+
 TEST_F(Export, AFullDiskLeavesNoFiles) {
   AS_ROOT();
   import(mms({}, data_part("image/png", "QUJD"), "") +

@@ -1,8 +1,6 @@
 // The progress bar of an import, and what an interruption leaves.
 
-#include <pty.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -32,36 +30,6 @@ class Terminal : public ToolTest {
     // Only a message with several addresses needs to know whose phone it is.
     out << mms({}, data_part("image/png", picture), addrs({{137, "+14155550111"}})) << "</smses>";
     return path;
-  }
-
-  /** Runs the tool on a terminal; `onOutput` sees all that it printed so far, and its process. */
-  ProcessResult runOnTerminal(const std::vector<std::string>& arguments,
-                              const std::function<void(const std::string&, pid_t)>& onOutput,
-                              unsigned short width = 60) const {
-    winsize size = {24, width, 0, 0};
-    int terminal = -1;
-    const pid_t pid = forkpty(&terminal, nullptr, nullptr, &size);
-    if (pid == 0) {
-      std::vector<std::string> program = {TOOL_PROGRAM};
-      program.insert(program.end(), arguments.begin(), arguments.end());
-      program = runnable(program);
-      std::vector<std::string> command = {"env"};
-      for (const std::string& variable : environment()) command.push_back(variable);
-      command.insert(command.end(), program.begin(), program.end());
-      execute(command);
-      _exit(127);
-    }
-    ProcessResult result;
-    char buffer[4096];
-    for (ssize_t count = 0; (count = read(terminal, buffer, sizeof buffer)) > 0;) {
-      result.out.append(buffer, static_cast<std::size_t>(count));
-      onOutput(result.out, pid);
-    }
-    int status = 0;
-    waitpid(pid, &status, 0);
-    close(terminal);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    return result;
   }
 };
 

@@ -1,0 +1,553 @@
+// A store whose database is damaged anywhere, or was made by somebody who means harm: whoever looks
+// at it says what he can, in time and without much memory, changes nothing, leaves nothing behind
+// and tells the terminal nothing that it would obey.
+
+#include <glib.h>
+#include <sqlite3.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "db/query_outcome.h"
+#include "msg-tarvel-common/db/DBMgr.h"
+#include "msg-tarvel-common/db/db_common_funcs.h"
+#include "msg-tarvel-common/db/db_error.h"
+#include "reliability/extent.h"
+#include "tool/tool_support.h"
+
+namespace msg_tarvel {
+namespace {
+
+namespace fs = std::filesystem;
+
+using Command = std::vector<std::string>;
+using Draw = std::mt19937;
+
+/** What a sanitizer makes of ten seconds, and of memory, says nothing of the programs. */
+#ifdef TEST_OF_INSTRUMENTED
+constexpr unsigned MOST_SECONDS = 100;
+constexpr bool IS_MEMORY_KNOWN = false;
+/** A program takes a quarter of a second there: of what every run tries, one in so many. */
+constexpr unsigned FEWER = 5;
+#else
+constexpr unsigned MOST_SECONDS = 10;
+constexpr bool IS_MEMORY_KNOWN = true;
+constexpr unsigned FEWER = 1;
+#endif
+constexpr long MOST_KILOBYTES = 200'000;
+
+constexpr int STATUS_OF_TIMEOUT = 124;
+
+// ---- The library -------------------------------------------------------------------------------
+
+template <typename Item, typename Query>
+void ask_for_list(const Query& query) {
+  std::vector<Item> items;
+  const int result = query(items);
+  EXPECT_TRUE(result == db::DB_SUCCESS || result < 0) << result;
+}
+
+template <typename Item, typename Query>
+void ask_for_item(const Query& query) {
+  Item item;
+  const int result = query(item);
+  EXPECT_TRUE(result == db::DB_SUCCESS || result < 0) << result;
+}
+
+void ask_for_messages() {
+  ListCondition some;
+  some.limit = 3;
+  some.convIds = {1, 2, 3};
+  for (const ListCondition& condition : {ListCondition(), some}) {
+    ask_for_list<Message>([&](auto& out) { return db::db_get_message_list(condition, out); });
+  }
+  ask_for_list<Message>(
+      [](auto& out) { return db::db_get_messages_by_time(1'700'000'000'000, NO_FOLDER, out); });
+  ask_for_list<Message>([](auto& out) { return db::db_get_unsynced_messages(out); });
+  ask_for_list<Message>([](auto& out) {
+    return db::db_get_standalone_messages({0, 1, 2, 3}, out);
+  });
+  ask_for_list<Message>([](auto& out) { return db::db_get_deleted_messages(false, out); });
+  for (int id = 1; id < 6; ++id) {
+    ask_for_item<Message>([id](auto& out) { return db::db_get_message(id, out); });
+    ask_for_item<Conversation>([id](auto& out) { return db::db_get_conversation(id, out); });
+    ask_for_list<Content>([id](auto& out) { return db::db_get_contents(id, out); });
+    ask_for_item<Content>([id](auto& out) { return db::db_get_sending_msg_content_info(id, out); });
+    ask_for_item<NmsMsgMeta>([id](auto& out) { return db::db_get_nms_msg_meta(id, "", out); });
+  }
+  ask_for_item<Message>([](auto& out) { return db::db_get_message(1, "sms", MAIN_FOLDER_1, out); });
+}
+
+void ask_for_conversations() {
+  ask_for_list<Thread>([](auto& out) { return db::db_get_threads(out); });
+  for (int id = 1; id < 4; ++id) {
+    ask_for_item<Thread>([id](auto& out) { return db::db_get_thread(id, out); });
+    ask_for_list<Conversation>([id](auto& out) { return db::db_get_conversations(id, out); });
+    ask_for_list<Address>([id](auto& out) { return db::db_get_addresses(id, out); });
+  }
+  ask_for_item<int>([](int& threadId) {
+    std::vector<Address> people(1);
+    people[0].address = "+14155550111";
+    return db::db_check_thread_address_exist(people, &threadId);
+  });
+}
+
+void ask_for_the_rest() {
+  ask_for_list<SimInfo>([](auto& out) { return db::db_get_sim_infos(out); });
+  ask_for_item<Content>(
+      [](auto& out) { return db::db_get_sending_file_content_info("/path/1", out); });
+  ask_for_item<bool>([](bool& out) { return db::db_has_download_required_message(&out); });
+  ask_for_list<NmsMsgMeta>([](auto& out) {
+    return db::db_get_uncorrelated_nms_msg_metas("p1", NmsMsgMeta::BT_CORRELATION,
+                                                 NmsMsgMeta::PRIMARY_OR_SECONDARY_ID, true, out);
+  });
+  for (const bool isDeleted : {false, true}) {
+    ask_for_list<NmsMsgMeta>(
+        [isDeleted](auto& out) { return db::db_get_sync_required_nms_msg_metas(isDeleted, out); });
+  }
+  ask_for_list<NmsMsgMeta>(
+      [](auto& out) { return db::db_get_download_required_nms_msg_metas(out); });
+  ask_for_item<unsigned long long>([](unsigned long long& notiIdx) {
+    std::string token;
+    return db::db_get_subscription_info(notiIdx, token);
+  });
+}
+
+/** Asks the library everything that it answers, in both ways. */
+void ask_everything() {
+  FakePlatform::get().set("db/csc/salescode", "ATT");
+  for (const bool isFast : {true, false}) {
+    db::fastQueriesAreOn = isFast;
+    ask_for_messages();
+    ask_for_conversations();
+    ask_for_the_rest();
+  }
+}
+
+// ---- Stores ------------------------------------------------------------------------------------
+
+/** Values that no program of ours writes. */
+const std::vector<std::string>& odd_values() {
+  static const std::vector<std::string> all = {
+      "NULL", "''", "'text'", "-1", "2147483648", "-2147483649", "9223372036854775807",
+      "-9223372036854775808", "1e308", "9e999", "0.5", "x'00'", "x'FFFE'", "zeroblob(100000)",
+      // No UTF-8: a lone byte, a surrogate, an overlong slash, a cut sequence, what is beyond it.
+      "CAST(x'80' AS TEXT)", "CAST(x'EDA080' AS TEXT)", "CAST(x'C0AF' AS TEXT)",
+      "CAST(x'61E282' AS TEXT)", "CAST(x'F5808080' AS TEXT)", "CAST(x'6100620063' AS TEXT)",
+      // What a terminal obeys.
+      "char(27) || '[2J' || char(127, 155, 8238, 8295, 1564, 13, 10, 7)", "CAST(x'9B324A' AS TEXT)",
+      "printf('%.*c', 1000000, 'x')", "'/../../etc/passwd'"};
+  return all;
+}
+
+/** A store that is whole but for this. */
+using Mutation = void (*)(Draw& draw, std::string& bytes);
+
+constexpr std::size_t HEADER = 100;
+constexpr std::size_t PAGE = 4096;
+
+void scribble(Draw& draw, std::string& bytes, std::size_t at, std::size_t most) {
+  for (std::size_t count = 1 + draw() % most; count > 0 && at < bytes.size(); --count) {
+    bytes[at++] = static_cast<char>(draw() % 256);
+  }
+}
+
+void change_header(Draw& draw, std::string& bytes) { scribble(draw, bytes, draw() % HEADER, 8); }
+
+/** Somewhere where something is. */
+void change_content(Draw& draw, std::string& bytes) {
+  std::size_t at = 0;
+  while (at < HEADER || bytes[at] == '\0') at = draw() % bytes.size();
+  scribble(draw, bytes, at, 16);
+}
+
+/** Where a page says what it is and where its cells are. */
+void change_page_header(Draw& draw, std::string& bytes) {
+  const std::size_t page = draw() % (bytes.size() / PAGE);
+  scribble(draw, bytes, page * PAGE + (page == 0 ? HEADER : 0) + draw() % 24, 4);
+}
+
+void change_pages(Draw& draw, std::string& bytes) {
+  const std::size_t pages = bytes.size() / PAGE;
+  const std::size_t to = draw() % pages * PAGE;
+  if (draw() % 3 == 0) {
+    bytes.replace(to, PAGE, PAGE, '\0');
+  } else {
+    bytes.replace(to, PAGE, bytes.substr(draw() % pages * PAGE, PAGE));
+  }
+}
+
+void change_size(Draw& draw, std::string& bytes) {
+  bytes.resize(draw() % 4 == 0 ? bytes.size() + draw() % (4 * PAGE) : draw() % bytes.size());
+}
+
+void claim_write_ahead_mode(Draw& draw, std::string& bytes) {
+  constexpr std::size_t VERSIONS = 18;
+  const char* const claims[] = {"\2\2", "\1\2", "\2\1"};
+  bytes.replace(VERSIONS, 2, claims[draw() % 3]);
+  if (draw() % 2 == 0) change_content(draw, bytes);
+}
+
+constexpr Mutation MUTATIONS[] = {change_header, change_content, change_page_header,
+                                  change_pages,  change_size,    claim_write_ahead_mode};
+
+class HostileStores : public ToolTest {
+ protected:
+  void SetUp() override {
+    create();
+    EXPECT_EQ(run({"generate", "--messages", "40"}).status, 0);
+    RawConnection store(dbFile());
+    store.exec(
+        "PRAGMA journal_mode = PERSIST; INSERT INTO msg_ft_content_table (msgId, filepath) VALUES "
+        "(1, '/path/1'); INSERT INTO deleted_msg_table (msgId, storageFolder) VALUES (99, 1); "
+        "INSERT INTO msg_nms_meta_table (msgId, objectId, primaryId, secondaryId, BTCorrelated, "
+        "MSSICorrelated) SELECT msgId, 'o', 'p1', 'p1', 0, 0 FROM msg_message_table WHERE msgId < "
+        "9;");
+    _tables = store.column(
+        "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite%';");
+    fs::create_directory(temporary());
+    fs::copy(dataDir(), folder() + "/whole", fs::copy_options::recursive);
+    _whole = content_of(dbFile());
+  }
+
+  std::string temporary() const { return folder() + "/temporary"; }
+  std::string target() const { return folder() + "/backup.db"; }
+  const std::string& whole() const { return _whole; }
+  const std::vector<std::string>& tables() const { return _tables; }
+  const std::map<int, int>& statuses() const { return _statuses; }
+  long runs() const { return _runs; }
+
+  void beginAnew() const {
+    fs::remove_all(dataDir());
+    fs::copy(folder() + "/whole", dataDir(), fs::copy_options::recursive);
+  }
+
+  void replaceDatabase(const std::string& bytes) const {
+    file("data/dbspace/.msg-tarvel-server.db", bytes);
+  }
+
+  /** Changes the store, as far as SQLite lets it. */
+  void changeBy(const std::string& sql) const {
+    RawConnection store(dbFile());
+    const std::string all = "PRAGMA journal_mode = PERSIST; PRAGMA synchronous = OFF; " + sql;
+    sqlite3_exec(store.handle(), all.c_str(), nullptr, nullptr, nullptr);
+  }
+
+  std::vector<std::string> columnsOf(const std::string& table) const {
+    return RawConnection(dbFile()).column("SELECT name FROM pragma_table_info(" + quoted(table) +
+                                          ");");
+  }
+
+  /** The bytes of every file of the store, by path. */
+  std::map<std::string, std::string> storeFiles() const {
+    std::map<std::string, std::string> files;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(dataDir())) {
+      files[entry.path()] = entry.is_regular_file() ? content_of(entry.path()) : "";
+    }
+    return files;
+  }
+
+  /** All that look; those of the front half say on standard error why they fail, and only then. */
+  std::vector<Command> lookingCommands() const {
+    return {{"check"},
+            {"threads"},
+            {"messages", "--json"},
+            {"export"},
+            {"info"},
+            {"repair", "--dry-run"},
+            {"backup", target(), "--redact"},
+            {"messages"},
+            {"message", "1", "2", "3"},
+            {"find", "+14155550111", "--explain"},
+            {"export", "--format", "xml"},
+            {"query", "db_get_threads"},
+            {"backup", target()}};
+  }
+  static constexpr std::size_t PLAIN_COMMANDS = 7;
+
+  /** Runs a command that looks; it ends in time and by itself. */
+  ProcessResult runInTime(const Command& arguments) {
+    Command command = {"timeout", "--signal=KILL", std::to_string(MOST_SECONDS), TOOL_PROGRAM};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    Command variables = environment();
+    variables.push_back("TMPDIR=" + temporary());
+    ProcessResult result = run_program(command, variables);
+    EXPECT_TRUE(result.status == 0 || result.status == 1 || result.status == 3)
+        << result.status << ": " << result.err;
+    EXPECT_NE(result.status, STATUS_OF_TIMEOUT);
+    noteMemory(result.kilobytes);
+    ++_statuses[result.status];
+    ++_runs;
+    return result;
+  }
+
+  void expectToCope(const Command& command) {
+    SCOPED_TRACE(::testing::PrintToString(command));
+    const ProcessResult result = runInTime(command);
+    if (command.front() == "backup") {
+      EXPECT_EQ(fs::exists(target()), result.status == 0) << result.status << ": " << result.err;
+      fs::remove(target());
+    }
+    if (result.status == 3) {
+      EXPECT_NE(result.err, "");
+    }
+    EXPECT_TRUE(fs::is_empty(temporary()));
+  }
+
+  /** The library's queries, each in both ways, in a process of their own. */
+  void expectTheLibraryToCope() {
+    Child asking([this] {
+      alarm(MOST_SECONDS);
+      FakePlatform::get().setDataPath(dataDir() + "/");
+      ask_everything();
+      rusage used = {};
+      getrusage(RUSAGE_SELF, &used);
+      noteMemory(used.ru_maxrss);
+      return HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(asking.wait(), 0);
+    ++_runs;
+  }
+
+  void expectAHarmlessTerminal(const Command& command) {
+    SCOPED_TRACE(::testing::PrintToString(command));
+    const ProcessResult result = runOnTerminal(command, [](const std::string&, pid_t) {});
+    EXPECT_LE(result.status, 3) << result.out;
+    EXPECT_TRUE(g_utf8_validate(result.out.data(), static_cast<gssize>(result.out.size()), nullptr))
+        << result.out;
+    for (const gchar* at = result.out.c_str(); *at; at = g_utf8_next_char(at)) {
+      const gunichar character = g_utf8_get_char(at);
+      // The terminal itself makes "\r\n" of each end of a line.
+      const bool isEndOfLine = character == '\n' || (character == '\r' && at[1] == '\n');
+      const GUnicodeType type = g_unichar_type(character);
+      EXPECT_TRUE(isEndOfLine || (type != G_UNICODE_CONTROL && type != G_UNICODE_FORMAT) ||
+                  character == 0x200D)
+          << std::hex << character << " in " << result.out;
+    }
+    fs::remove(target());
+    ++_runs;
+  }
+
+  void printMemory() const {
+    print_figure("the most memory of a command: " + std::to_string(_kilobytes / 1000) + " MB");
+  }
+
+ private:
+  void noteMemory(long kilobytes) {
+    if (IS_MEMORY_KNOWN) {
+      EXPECT_LT(kilobytes, MOST_KILOBYTES);
+    }
+    _kilobytes = std::max(_kilobytes, kilobytes);
+  }
+
+  std::string _whole;
+  std::vector<std::string> _tables;
+  std::map<int, int> _statuses;
+  long _runs = 0;
+  long _kilobytes = 0;
+};
+
+// ---- Damaged and odd ones ----------------------------------------------------------------------
+
+TEST_F(HostileStores, DamagedAnywhereAreLookedAt) {
+  const unsigned step = is_whole_run() ? 1 : FEWER * 49;
+  const std::vector<Command> commands = lookingCommands();
+  int stores = 0;
+  std::size_t next = 0;
+  for (unsigned seed = 0; seed < 1500 && !HasFailure(); seed += step, ++stores) {
+    SCOPED_TRACE(::testing::Message() << "seed " << seed);
+    Draw draw(seed);
+    std::string bytes = whole();
+    MUTATIONS[seed % std::size(MUTATIONS)](draw, bytes);
+    replaceDatabase(bytes);
+    const auto before = storeFiles();
+    for (std::size_t i = 0; i < (is_whole_run() ? commands.size() : 2); ++i) {
+      expectToCope(commands[next++ % commands.size()]);
+    }
+    EXPECT_TRUE(storeFiles() == before) << "who looks changes nothing";
+    if (seed % 4 == 0) expectAHarmlessTerminal(commands[next % commands.size()]);
+    expectTheLibraryToCope();
+    beginAnew();
+  }
+  for (const int status : {0, 3}) EXPECT_GT(statuses().count(status), 0U) << status;
+  print_figure("damaged stores: " + std::to_string(stores) + ", " + std::to_string(runs()) +
+               " runs");
+  printMemory();
+}
+
+TEST_F(HostileStores, WithOddValuesAreLookedAt) {
+  const unsigned step = is_whole_run() ? 1 : FEWER * 29;
+  const std::vector<Command> commands = lookingCommands();
+  int stores = 0;
+  std::size_t next = 0;
+  for (unsigned seed = 0; seed < 500 && !HasFailure(); seed += step, ++stores) {
+    SCOPED_TRACE(::testing::Message() << "seed " << seed);
+    Draw draw(seed);
+    std::string sql;
+    for (int change = 0; change < 8; ++change) {
+      const std::string& table = tables()[draw() % tables().size()];
+      const std::vector<std::string> columns = columnsOf(table);
+      sql += "UPDATE OR IGNORE " + table + " SET " + columns[1 + draw() % (columns.size() - 1)] +
+             " = " + odd_values()[draw() % odd_values().size()] +
+             " WHERE rowid % 3 = " + std::to_string(draw() % 3) + ";";
+    }
+    changeBy(sql);
+    for (std::size_t i = 0; i < (is_whole_run() ? commands.size() : 2); ++i) {
+      expectToCope(commands[next++ % commands.size()]);
+    }
+    for (const Command& shown : {Command{"threads"}, {"messages"}, {"check"}}) {
+      if (is_whole_run() || shown.front() == "messages") expectAHarmlessTerminal(shown);
+    }
+    expectTheLibraryToCope();
+    beginAnew();
+  }
+  print_figure("stores with odd values: " + std::to_string(stores) + ", " + std::to_string(runs()) +
+               " runs");
+  printMemory();
+}
+
+// ---- Schemas that mean harm --------------------------------------------------------------------
+
+struct Schema {
+  std::string name;
+  std::string sql;
+  /** The library itself asks on: who may make a schema may keep its users busy. */
+  bool isForTheToolAlone = false;
+};
+
+constexpr const char* ENDLESS =
+    "WITH RECURSIVE endless (n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM endless) ";
+
+class HostileSchemas : public HostileStores {
+ protected:
+  /** A view in a table's place, with `value` for each of its columns. */
+  std::string viewInPlaceOf(const std::string& table, const std::string& value,
+                            const std::string& with, const std::string& from) const {
+    std::string columns;
+    for (const std::string& column : columnsOf(table)) {
+      columns += (columns.empty() ? "" : ", ") + value + " AS " + column;
+    }
+    return "DROP TABLE " + table + "; CREATE VIEW " + table + " AS " + with + "SELECT " + columns +
+           from + ";";
+  }
+
+  std::string tableOfOtherShape(const std::string& table, const std::string& type,
+                                const std::string& ending) const {
+    std::string columns;
+    for (const std::string& column : columnsOf(table)) {
+      columns += (columns.empty() ? "" : ", ") + column + " " + type;
+    }
+    const std::string key = columnsOf(table).front();
+    return "CREATE TABLE other (" + columns +
+           (ending.empty() ? ")" : ", PRIMARY KEY (" + key + "))") + ending +
+           "; INSERT INTO other SELECT * FROM " + table + "; DROP TABLE " + table +
+           "; ALTER TABLE other RENAME TO " + table + ";";
+  }
+
+  static std::string inMaster(const std::string& type, const std::string& name,
+                              const std::string& rootPage, const std::string& sql) {
+    return "PRAGMA writable_schema = ON; DELETE FROM sqlite_master WHERE name = " + quoted(name) +
+           "; INSERT INTO sqlite_master (type, name, tbl_name, rootpage, sql) VALUES (" +
+           quoted(type) + ", " + quoted(name) + ", " + quoted(name) + ", " + rootPage + ", " +
+           quoted(sql) + ");";
+  }
+
+  std::vector<Schema> schemas() const {
+    std::vector<Schema> all = {
+        {"a circle of views",
+         "DROP TABLE msg_message_table; CREATE VIEW msg_message_table AS "
+         "SELECT * FROM circle; CREATE VIEW circle AS SELECT * FROM "
+         "msg_message_table;"},
+        {"no columns", "DROP TABLE msg_message_table; CREATE TABLE msg_message_table (x);"},
+        {"no tables", "DROP TABLE msg_message_table; DROP TABLE msg_conversation_table;"},
+        {"endless triggers",
+         std::string(
+             "CREATE TRIGGER a AFTER INSERT ON msg_message_table BEGIN INSERT INTO temp_log "
+             "(data1) ") +
+             ENDLESS +
+             "SELECT n FROM endless; END; CREATE TRIGGER b AFTER "
+             "UPDATE ON msg_conversation_table BEGIN INSERT INTO temp_log (data1) " +
+             ENDLESS + "SELECT n FROM endless; END;"},
+        {"triggers on triggers",
+         "PRAGMA recursive_triggers = ON; CREATE TRIGGER a AFTER INSERT ON temp_log BEGIN INSERT "
+         "INTO temp_log (data1) VALUES (1); END; CREATE TRIGGER b AFTER INSERT ON "
+         "msg_message_table BEGIN INSERT INTO temp_log (data1) VALUES (1); END;"},
+        {"an index on costly words",
+         "CREATE INDEX costly ON msg_message_table (length(hex(zeroblob(1000000))));"},
+        {"computed columns",
+         "ALTER TABLE msg_message_table ADD COLUMN costly AS (hex(zeroblob(1000000)));"},
+        {"names that a terminal obeys",
+         "ALTER TABLE msg_message_table ADD COLUMN \"\x1B[2J\n\" TEXT; CREATE TABLE \"\x1B[2J\" "
+         "(\"\x7F\"); CREATE VIEW \"\xC2\x9B\" AS SELECT 1;"},
+        {"a hidden table",
+         "DROP TABLE msg_sim_table; CREATE VIRTUAL TABLE msg_sim_table USING "
+         "fts5 (simId, imsi);"},
+        {"a tree",
+         "DROP TABLE msg_sim_table; CREATE VIRTUAL TABLE msg_sim_table USING rtree (id, "
+         "a, b);"},
+        {"an unknown module", inMaster("table", "msg_sim_table", "0",
+                                       "CREATE VIRTUAL TABLE msg_sim_table USING unknown (a)")},
+        {"an unknown collation",
+         inMaster("table", "msg_sim_table", "2",
+                  "CREATE TABLE msg_sim_table (a TEXT COLLATE unknown PRIMARY KEY)")},
+        {"no SQL", inMaster("table", "msg_sim_table", "2", "nonsense")},
+        {"a page beyond the end",
+         inMaster("table", "msg_sim_table", "99999999", "CREATE TABLE msg_sim_table (a)")},
+        {"one page for two tables",
+         "PRAGMA writable_schema = ON; UPDATE sqlite_master SET rootpage = (SELECT rootpage FROM "
+         "sqlite_master WHERE name = 'msg_message_table') WHERE name = 'msg_address_table';"},
+        {"a table for another",
+         "PRAGMA writable_schema = ON; UPDATE sqlite_master SET tbl_name = 'msg_message_table' "
+         "WHERE name = 'msg_address_table';"},
+        {"a text beyond the limit",
+         "UPDATE msg_message_table SET mainText = zeroblob(100000001) WHERE msgId = 1;", true},
+    };
+    for (const std::string& table : tables()) {
+      all.push_back(
+          {"endless " + table, viewInPlaceOf(table, "n", ENDLESS, " FROM endless"), true});
+      all.push_back({"a row of " + table, viewInPlaceOf(table, "x'80'", "", "")});
+      all.push_back(
+          {"failing " + table, viewInPlaceOf(table, "abs(-9223372036854775807 - 1)", "", "")});
+      all.push_back({"blobs of " + table, tableOfOtherShape(table, "BLOB NOT NULL", "")});
+      all.push_back({"no rowid of " + table, tableOfOtherShape(table, "TEXT", " WITHOUT ROWID")});
+    }
+    return all;
+  }
+};
+
+TEST_F(HostileSchemas, AreLookedAt) {
+  const std::vector<Command> looking = lookingCommands();
+  const Command writing[] = {{"import", file("b.xml", backup(sms({})))}, {"repair"}, {"create"}};
+  std::size_t next = 0;
+  int tried = 0;
+  for (const Schema& schema : schemas()) {
+    SCOPED_TRACE(schema.name);
+    if (!is_whole_run() && ++next % (3 * FEWER) != 0) continue;
+    changeBy(schema.sql);
+    for (std::size_t i = 0; i < looking.size(); ++i) {
+      if (is_whole_run() || i == next % looking.size()) expectToCope(looking[i]);
+    }
+    if (is_whole_run()) expectAHarmlessTerminal({"check"});
+    if (!schema.isForTheToolAlone) expectTheLibraryToCope();
+    for (const Command& command : writing) {
+      if (is_whole_run() || next % 4 == 0) runInTime(command);
+    }
+    beginAnew();
+    ++tried;
+    if (HasFailure()) return;
+  }
+  print_figure("hostile schemas: " + std::to_string(tried) + ", " + std::to_string(runs()) +
+               " runs");
+  printMemory();
+}
+
+}  // namespace
+}  // namespace msg_tarvel

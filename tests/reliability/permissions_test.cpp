@@ -1,0 +1,523 @@
+// Who gets at a store and at what is made of it, and what becomes of what others have put in its
+// places: an error, never a write elsewhere.
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "msg-tarvel-common/db/DBMgr.h"
+#include "msg-tarvel-common/db/db_common_funcs.h"
+#include "msg-tarvel-common/db/db_error.h"
+#include "reliability/extent.h"
+#include "support/as_root.h"
+#include "support/fake_platform.h"
+#include "tool/tool_support.h"
+
+namespace msg_tarvel {
+namespace {
+
+namespace fs = std::filesystem;
+
+using Command = std::vector<std::string>;
+
+constexpr uid_t OWNER = 65533;
+constexpr uid_t MEMBER = 65532;
+constexpr gid_t STORE_GROUP = 5000;
+
+/** Instrumented, a program takes a quarter of a second: of what every run tries, one in so many. */
+#ifdef TEST_OF_INSTRUMENTED
+constexpr int FEWER = 4;
+#else
+constexpr int FEWER = 1;
+#endif
+
+std::string picture(int date) {
+  return mms({{"date", std::to_string(date)}}, data_part("image/png", "QUJD"), "");
+}
+
+/** Every file below the folders. */
+std::vector<fs::path> files_below(const std::vector<std::string>& folders) {
+  std::vector<fs::path> files;
+  for (const std::string& folder : folders) {
+    std::error_code gone;
+    fs::recursive_directory_iterator entry(folder, fs::directory_options::skip_permission_denied,
+                                           gone);
+    for (; !gone && entry != fs::recursive_directory_iterator(); entry.increment(gone)) {
+      if (entry->symlink_status(gone).type() == fs::file_type::regular) files.push_back(*entry);
+    }
+  }
+  return files;
+}
+
+bool opens(const std::string& path, int flags) {
+  const int file = open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC);
+  if (file != -1) close(file);
+  return file != -1;
+}
+
+/** Another user who walks through the folders over and over and tries every door. */
+class Stranger {
+ public:
+  explicit Stranger(const std::vector<std::string>& folders)
+      : _child([this, folders] { return walk(folders); }) {
+    _isThere.wait();
+  }
+
+  /** Whether he got in anywhere. */
+  bool gotIn() {
+    kill(_child.pid(), SIGTERM);
+    const int status = _child.wait();
+    EXPECT_TRUE(status == 0 || status == 128 + SIGTERM) << status;
+    return status == 0;
+  }
+
+ private:
+  int walk(const std::vector<std::string>& folders) {
+    if (!become_nobody()) return 99;
+    _isThere.send();
+    for (;;) {
+      for (const fs::path& file : files_below(folders)) {
+        if (!opens(file, O_RDONLY) && !opens(file, O_WRONLY)) continue;
+        std::cerr << "a stranger got into " << file << "\n";
+        return 0;
+      }
+    }
+  }
+
+  Signal _isThere;
+  Child _child;
+};
+
+class Permissions : public ToolTest {
+ protected:
+  void SetUp() override {
+    umask(022);
+    for (const std::string& shared : {out(), temporary()}) {
+      fs::create_directory(shared);
+      ASSERT_EQ(chmod(shared.c_str(), 01777), 0);
+    }
+    ASSERT_EQ(chmod(folder().c_str(), 0755), 0);
+    if (geteuid() != 0) return;  // the test is repeated as root
+    ASSERT_EQ(chown(folder().c_str(), OWNER, OWNER), 0);
+    useProgramForEveryone();
+  }
+
+  std::string out() const { return folder() + "/out"; }
+  std::string temporary() const { return folder() + "/temporary"; }
+
+  std::string backupFile() const { return file("b.xml", backup(picture(1) + picture(2))); }
+
+  /** Runs the tool as another user, whose umask lets everybody in. */
+  int runAs(uid_t user, const std::vector<gid_t>& groups, const Command& command) const {
+    Child child([&] {
+      if (!become_user(user, groups)) return 99;
+      umask(0);
+      const ProcessResult result = run(command, {"TMPDIR=" + temporary()});
+      if (result.status != 0) std::cerr << command.front() << ": " << result.err;
+      return result.status;
+    });
+    return child.wait();
+  }
+
+  /** What a store's owner does that makes files. */
+  void makeEverything(uid_t user, const std::vector<gid_t>& groups) const {
+    const std::string backups = backupFile();
+    for (const Command& command :
+         {Command{"create"}, Command{"import", backups}, Command{"backup", out() + "/whole.db"},
+          Command{"backup", out() + "/redacted.db", "--redact"},
+          Command{"export", "--media", out() + "/media"}, Command{"threads"}}) {
+      EXPECT_EQ(runAs(user, groups, command), 0) << command.front();
+    }
+    RawConnection(dbFile()).exec(
+        "PRAGMA journal_mode = PERSIST; UPDATE msg_conversation_table SET msgCnt = 9;");
+    EXPECT_EQ(runAs(user, groups, {"repair"}), 0);
+  }
+
+  void removeEverything() const {
+    fs::remove_all(dataDir());
+    fs::remove_all(out());
+    fs::create_directory(out());
+    ASSERT_EQ(chmod(out().c_str(), 01777), 0);
+  }
+
+  std::vector<std::string> all() const { return {dataDir(), out(), temporary()}; }
+};
+
+// ---- Who gets in -------------------------------------------------------------------------------
+
+TEST_F(Permissions, AreForNobodyElse) {
+  AS_ROOT();
+  const int rounds = is_whole_run() ? 60 : 2;
+  std::set<std::string> made;
+  for (int round = 0; round < rounds && !HasFailure(); ++round) {
+    Stranger stranger(all());
+    round % 2 == 0 ? makeEverything(0, {}) : makeEverything(OWNER, {STORE_GROUP});
+    EXPECT_FALSE(stranger.gotIn());
+    Child lateStranger([this] {
+      if (!become_nobody()) return 99;
+      for (const fs::path& file : files_below(all())) {
+        if (opens(file, O_RDONLY) || opens(file, O_WRONLY)) return 1;
+      }
+      return 0;
+    });
+    EXPECT_EQ(lateStranger.wait(), 0);
+    for (const fs::path& file : files_below(all())) made.insert(file.filename());
+    removeEverything();
+  }
+  // Database, journal, two pictures twice, two backups and that of the repair.
+  EXPECT_GE(made.size(), 7U);
+  print_figure("strangers beside " + std::to_string(rounds) + " stores: 0 got in");
+}
+
+TEST_F(Permissions, AreWhatKeepsAStrangerOut) {
+  AS_ROOT();
+  Stranger stranger(all());
+  for (const char* name : {"/out/secret", "/out/open"}) std::ofstream(folder() + name) << "x";
+  ASSERT_EQ(chmod((out() + "/secret").c_str(), 0660), 0);
+  sleep(1);
+  EXPECT_TRUE(stranger.gotIn());
+}
+
+/** What a program of a member of the group does with the library. */
+int write_and_read(const std::string& dataDirectory) {
+  FakePlatform::get().setDataPath(dataDirectory);
+  db::init_db();
+  db::DBMgr* const store = db::DBMgr::getInstance();
+  std::vector<Message> messages;
+  const bool isDone =
+      store->execStatement("PRAGMA journal_mode = PERSIST;") == db::DB_SUCCESS &&
+      store->beginTransaction() == db::DB_SUCCESS &&
+      store->execStatement("UPDATE msg_message_table SET read = 1;") == db::DB_SUCCESS &&
+      store->endTransaction(true) == db::DB_SUCCESS &&
+      db::db_get_message_list(ListCondition(), messages) == db::DB_SUCCESS && !messages.empty();
+  db::deinit_db();
+  return isDone ? 0 : 1;
+}
+
+TEST_F(Permissions, AreForTheWholeGroup) {
+  AS_ROOT();
+  for (const uid_t owner : {uid_t{0}, OWNER}) {
+    const std::vector<gid_t> groups = {STORE_GROUP};
+    makeEverything(owner, groups);
+    int opened = 0;
+    Child member([&] {
+      if (!become_user(MEMBER, groups)) return -1;
+      for (const fs::path& file : files_below({dataDir() + "/dbspace", mediaDir()})) {
+        if (!opens(file, O_RDWR)) return -1;
+        ++opened;
+      }
+      return write_and_read(dataDir() + "/") == 0 ? opened : -1;
+    });
+    EXPECT_EQ(member.wait(), 4) << "database, journal and two pictures";
+    const std::string more = file("more.xml", backup(picture(3)));
+    EXPECT_EQ(runAs(MEMBER, groups, {"import", more}), 0);
+    EXPECT_EQ(runAs(owner, groups, {"import", file("most.xml", backup(picture(4)))}), 0);
+    EXPECT_EQ(runAs(MEMBER, groups, {"export"}), 0) << "also what the owner added";
+    EXPECT_EQ(runAs(owner, groups, {"check", "modes", "owner", "group"}), 0);
+    removeEverything();
+  }
+}
+
+// ---- What is planted ---------------------------------------------------------------------------
+
+/** Something that stands where a file or directory is to be. */
+struct Plant {
+  const char* name;
+  std::function<void(const std::string& path, const std::string& elsewhere)> put;
+};
+
+const std::vector<Plant>& plants() {
+  static const std::vector<Plant> all = {
+      {"a link to a file",
+       [](const std::string& path, const std::string& elsewhere) {
+         fs::create_symlink(elsewhere + "/secret", path);
+       }},
+      {"a link to a directory",
+       [](const std::string& path, const std::string& elsewhere) {
+         fs::create_directory_symlink(elsewhere + "/inner", path);
+       }},
+      {"a link to nothing",
+       [](const std::string& path, const std::string& elsewhere) {
+         fs::create_symlink(elsewhere + "/inner/new", path);
+       }},
+      {"a hard link",
+       [](const std::string& path, const std::string& elsewhere) {
+         fs::create_hard_link(elsewhere + "/secret", path);
+       }},
+      {"a pipe", [](const std::string& path,
+                    const std::string&) { ASSERT_EQ(mkfifo(path.c_str(), 0666), 0); }},
+      {"a directory",
+       [](const std::string& path, const std::string&) { fs::create_directory(path); }},
+      {"a file",
+       [](const std::string& path, const std::string&) { std::ofstream(path) << "planted"; }},
+      {"a file of a stranger's",
+       [](const std::string& path, const std::string&) {
+         std::ofstream(path) << "planted";
+         ASSERT_EQ(chown(path.c_str(), NOBODY, NOBODY), 0);
+         ASSERT_EQ(chmod(path.c_str(), 0666), 0);
+       }},
+      {"a directory of a stranger's",
+       [](const std::string& path, const std::string&) {
+         fs::create_directory(path);
+         ASSERT_EQ(chown(path.c_str(), NOBODY, NOBODY), 0);
+         ASSERT_EQ(chmod(path.c_str(), 0777), 0);
+       }},
+  };
+  return all;
+}
+
+class Planted : public Permissions {
+ protected:
+  void SetUp() override {
+    Permissions::SetUp();
+    fs::create_directories(elsewhere() + "/inner");
+    file("elsewhere/secret", "secret");
+    ASSERT_EQ(chmod((elsewhere() + "/secret").c_str(), 0600), 0);
+    ASSERT_EQ(chmod(elsewhere().c_str(), 0700), 0);
+  }
+
+  std::string elsewhere() const { return folder() + "/elsewhere"; }
+
+  /** All that can be said of what lies elsewhere. */
+  std::map<std::string, std::string> stateElsewhere() const {
+    std::map<std::string, std::string> state;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(elsewhere())) {
+      struct stat status = {};
+      EXPECT_EQ(lstat(entry.path().c_str(), &status), 0);
+      std::string text = entry.is_regular_file() ? content_of(entry.path()) : "";
+      for (const long long number :
+           {static_cast<long long>(status.st_mode), static_cast<long long>(status.st_uid),
+            static_cast<long long>(status.st_gid), static_cast<long long>(status.st_mtim.tv_sec),
+            static_cast<long long>(status.st_mtim.tv_nsec)}) {
+        text += " " + std::to_string(number);
+      }
+      state[entry.path()] = text;
+    }
+    return state;
+  }
+
+  /** Runs a command, which ends in time and by itself. */
+  ProcessResult runInTime(const Command& arguments) const {
+    Command command = {"timeout", "60", TOOL_PROGRAM};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    Command variables = environment();
+    variables.push_back("TMPDIR=" + temporary());
+    ProcessResult result = run_program(command, variables);
+    EXPECT_GE(result.status, 0);
+    EXPECT_LE(result.status, 3) << arguments.front() << ": " << result.err;
+    return result;
+  }
+
+  /** A whole store, or nothing but its two directories. */
+  void begin(bool hasStore) const {
+    removeEverything();
+    if (hasStore) {
+      fs::copy(folder() + "/whole", dataDir(), fs::copy_options::recursive);
+    } else {
+      fs::create_directories(dataDir() + "/dbspace");
+    }
+  }
+
+  void keepAWholeStore() const {
+    create();
+    ASSERT_EQ(run({"import", backupFile()}).status, 0);
+    // So that there is something to mend, in rows and in modes.
+    RawConnection(dbFile()).exec(
+        "PRAGMA journal_mode = PERSIST; UPDATE msg_conversation_table SET msgCnt = 9;");
+    for (const std::string& name : mediaFiles()) {
+      ASSERT_EQ(chmod((mediaDir() + "/" + name).c_str(), 0600), 0);
+    }
+    fs::rename(dataDir(), folder() + "/whole");
+  }
+};
+
+/** A place, and the commands that make or open something there. */
+struct Place {
+  std::string path;
+  bool hasStore;
+  std::vector<Command> commands;
+};
+
+TEST_F(Planted, LeadsNoWriteElsewhere) {
+  AS_ROOT();
+  keepAWholeStore();
+  const Command import = {"import", file("b.xml", backup(picture(3)))};
+  const Command backUp = {"backup", out() + "/b.db"};
+  const Command redact = {"backup", out() + "/b.db", "--redact"};
+  const Command exportMedia = {"export", "--media", out() + "/media"};
+  const std::vector<Command> everything = {{"create"},  import,      backUp,
+                                           exportMedia, {"threads"}, {"repair"}};
+  const Place places[] = {
+      {dataDir() + "/dbspace", false, {{"create"}}},
+      {dbFile(), false, {{"create"}}},
+      {dbFile() + "-journal", false, {{"create"}}},
+      {mediaDir(), false, {{"create"}}},
+      {dataDir() + "/dbspace", true, everything},
+      {dbFile(), true, everything},
+      {dbFile() + "-journal", true, everything},
+      {dbFile() + "-wal", true, everything},
+      {mediaDir(), true, everything},
+      {mediaDir() + "/1-1.png", true, {{"repair"}, exportMedia, import}},
+      {mediaDir() + "/3-1.png", true, {import, {"repair"}}},
+      {mediaDir() + "/incoming-3-1.png", true, {import, {"repair"}}},
+      {out() + "/b.db", true, {backUp, redact}},
+      {out() + "/b.db-journal", true, {backUp}},
+      {out() + "/media", true, {exportMedia}},
+      {out() + "/media/1-1.png", true, {exportMedia}},
+  };
+  const auto before = stateElsewhere();
+  int runs = 0;
+  int number = 0;
+  for (const Place& place : places) {
+    for (const Plant& plant : plants()) {
+      if (!is_whole_run() && ++number % (4 * FEWER) != 0) continue;
+      for (const Command& command : place.commands) {
+        SCOPED_TRACE(::testing::Message() << plant.name << " at " << place.path);
+        begin(place.hasStore);
+        fs::create_directories(fs::path(place.path).parent_path());
+        fs::remove_all(place.path);
+        plant.put(place.path, elsewhere());
+        runInTime(command);
+        // A hard link is a file of the store's too, and is as it was all the same.
+        EXPECT_EQ(stateElsewhere(), before) << command.front();
+        ++runs;
+        if (HasFailure()) return;
+      }
+    }
+  }
+  print_figure("planted links, pipes, directories and files: " + std::to_string(runs) +
+               " runs, 0 writes elsewhere");
+}
+
+TEST_F(Planted, AtTheNameOfARepairsBackupIsPassedOver) {
+  AS_ROOT();
+  keepAWholeStore();
+  begin(true);
+  for (int second = 0; second < 5; ++second) {
+    const std::time_t time = std::time(nullptr) + second;
+    char name[64];
+    std::strftime(name, sizeof name, "/before-repair-%Y%m%d-%H%M%S.db", std::gmtime(&time));
+    fs::create_symlink(elsewhere() + "/inner/new", dataDir() + name);
+  }
+  const auto before = stateElsewhere();
+  const ProcessResult result = runInTime({"repair"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out.rfind("backup: ", 0), 0U) << result.out;
+  EXPECT_NE(result.out.find("-2.db\n"), std::string::npos) << result.out;
+  EXPECT_EQ(stateElsewhere(), before);
+}
+
+// ---- What is planted in the moment between looking and using -----------------------------------
+
+/** Somebody who lets two names change places as fast as he can. */
+class Swapper {
+ public:
+  Swapper(const std::string& one, const std::string& other)
+      : _child([&]() -> int {
+          for (;;) renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE);
+        }) {}
+
+ private:
+  Child _child;
+};
+
+class Swapped : public Planted {
+ protected:
+  void SetUp() override {
+    Planted::SetUp();
+    if (geteuid() != 0) return;
+    keepAWholeStore();
+  }
+
+  /**
+   * Runs `command` often while `path` and a link to `target` change places; `prepare` and `look`
+   * come before and after each time.
+   */
+  void race(const char* what, const std::string& path, const std::string& target,
+            const Command& command, const std::function<void()>& prepare,
+            const std::function<void(const ProcessResult&)>& look) {
+    const std::string link = folder() + "/link";
+    const int tries = is_whole_run() ? 300 : 8 / FEWER;
+    const auto before = stateElsewhere();
+    std::map<int, int> statuses;
+    for (int i = 0; i < tries && !HasFailure(); ++i) {
+      begin(true);
+      prepare();
+      fs::remove_all(link);
+      fs::create_symlink(target, link);
+      ProcessResult result;
+      {
+        const Swapper swapper(path, link);
+        result = runInTime(command);
+      }
+      ++statuses[result.status];
+      EXPECT_EQ(stateElsewhere(), before);
+      look(result);
+    }
+    std::string text = std::string(what) + ": " + std::to_string(tries) + " tries, status";
+    for (const auto& [status, count] : statuses) {
+      text += " " + std::to_string(status) + " " + std::to_string(count) + " times";
+    }
+    print_figure(text);
+  }
+
+  static void lookAtNothing(const ProcessResult& /*result*/) {}
+};
+
+TEST_F(Swapped, MediaGetNoImportedFileElsewhere) {
+  AS_ROOT();
+  std::string elements;
+  for (int date = 3; date < 40; ++date) elements += picture(date);
+  const std::string path = file("many.xml", backup(elements));
+  race(
+      "media swapped for a link, import", mediaDir(), elsewhere() + "/inner", {"import", path},
+      [] {}, lookAtNothing);
+}
+
+TEST_F(Swapped, MediaAreMadeNowhereElse) {
+  AS_ROOT();
+  race(
+      "media swapped for a link, create", mediaDir(), elsewhere() + "/inner", {"create"}, [] {},
+      lookAtNothing);
+}
+
+TEST_F(Swapped, ExportsLeaveAndRemoveNothingElsewhere) {
+  AS_ROOT();
+  const std::string target = out() + "/media";
+  race(
+      "the directory of an export swapped for a link", target, elsewhere() + "/inner",
+      {"export", "--media", target}, [&] { fs::create_directory(target); }, lookAtNothing);
+}
+
+TEST_F(Swapped, RepairsMendNoModeElsewhere) {
+  AS_ROOT();
+  race(
+      "a picture swapped for a link, repair", mediaDir() + "/1-1.png", elsewhere() + "/secret",
+      {"repair", "modes", "group"}, [] {}, lookAtNothing);
+}
+
+TEST_F(Swapped, ExportsTellNoSecret) {
+  AS_ROOT();
+  race(
+      "a picture swapped for a link, export", mediaDir() + "/1-1.png", elsewhere() + "/secret",
+      {"export"}, [] {},
+      [](const ProcessResult& result) {
+        EXPECT_EQ(result.out.find("c2VjcmV0"), std::string::npos) << "the secret in base64";
+      });
+}
+
+}  // namespace
+}  // namespace msg_tarvel
