@@ -27,6 +27,8 @@ constexpr int CHANCE_CHOICES = 8;
 
 /** What is on the disk when the process alone is killed. */
 constexpr const char* KILL = "all written";
+/** When the power is, and no disk writes before it is told to. */
+constexpr const char* POWER_CUT = "what was not synced lost";
 
 [[noreturn]] void give_up(const std::string& what) {
   std::perror(what.c_str());
@@ -277,12 +279,17 @@ bool CrashStates::_bringsAlong(const Operation& sync, const Operation& change) c
   }
 }
 
-/** Whether the point comes after a call that makes, names or opens a file, or after everything. */
-bool CrashStates::_isMilestone(std::size_t point) const {
-  if (point == 0) return false;
-  if (point == _operations.size()) return true;
-  const Kind kind = _operations[point - 1].kind;
-  return _isChange(_operations[point - 1]) && kind != Kind::WRITE && kind != Kind::TRUNCATE;
+/** Of the states at that point, those that a choice of a few always has. */
+bool CrashStates::_isTelling(std::size_t point, const Choice& choice) const {
+  const bool isEnd = point == _operations.size();
+  const Kind last = point == 0 ? Kind::PROMISE : _operations[point - 1].kind;
+  if (choice.how == KILL) {
+    return isEnd || (last != Kind::WRITE && last != Kind::TRUNCATE && last != Kind::PROMISE &&
+                     !_isSync(_operations[point - 1]));
+  }
+  // SQLite syncs data alone.
+  const bool isSyncNext = !isEnd && _operations[point].kind == Kind::SYNC;
+  return choice.how == POWER_CUT && (isEnd || isSyncNext || last == Kind::RENAME);
 }
 
 bool CrashStates::_isBeforeSync(std::size_t point) const {
@@ -327,7 +334,7 @@ std::vector<CrashStates::Choice> CrashStates::_choicesAt(
     std::size_t point, const std::vector<std::size_t>& pending) const {
   std::vector<Choice> choices = {{KILL, pending}};
   if (pending.empty()) return choices;
-  choices.push_back({"what was not synced lost", {}});
+  choices.push_back({POWER_CUT, {}});
   if (pending.back() + 1 == point) _addTorn(pending, choices);
   if (_isBeforeSync(point)) _addLost(pending, choices);
   return choices;
@@ -369,9 +376,8 @@ int CrashStates::forEach(int most, const std::function<void(const CrashState&)>&
                                               _operations[point - 1].text + ")";
     for (const Choice& choice : choices) {
       const bool isDrawn = number++ % step == 0;
-      const bool isKill = choice.how == KILL;
-      if (!isDrawn && !(isKill && _isMilestone(point))) continue;
-      CrashState state = {when + ": " + choice.how, promises, isKill, durable};
+      if (!isDrawn && !_isTelling(point, choice)) continue;
+      CrashState state = {when + ": " + choice.how, promises, choice.how == KILL, durable};
       for (const std::size_t one : choice.done) {
         const bool isLast = one == choice.done.back();
         _do(_operations[one], state.tree, isLast ? choice.tornFrom : 0,

@@ -81,8 +81,9 @@ class CrashStates {
 
   /**
    * Calls `visit` with different states, with all of them where there are no more than `most`, else
-   * with about as many from everywhere, and with each in which the process was killed at the end or
-   * after it had made a file, given it a name or set its mode; returns how many it was.
+   * with about as many from everywhere and with those that tell most: the process killed after it
+   * has made a file, given it a name or set its mode, the power cut after it has given a name and
+   * before it syncs, and both at the end. Returns how many it was.
    */
   int forEach(int most, const std::function<void(const CrashState&)>& visit) const;
 
@@ -120,7 +121,7 @@ class CrashStates {
   static bool _isSync(const Operation& operation);
   bool _bringsAlong(const Operation& sync, const Operation& change) const;
   bool _isAbove(int directory, int node) const;
-  bool _isMilestone(std::size_t point) const;
+  bool _isTelling(std::size_t point, const Choice& choice) const;
   bool _isBeforeSync(std::size_t point) const;
   std::vector<Choice> _choicesAt(std::size_t point, const std::vector<std::size_t>& pending) const;
   void _addTorn(const std::vector<std::size_t>& pending, std::vector<Choice>& choices) const;

@@ -8,10 +8,10 @@
 
 namespace msg_tarvel {
 
-/** Before the first folder is made. */
+/** Before the first folder is made. Where somebody has chosen a place, it is that. */
 struct InMemory {
   InMemory() {
-    if (access("/dev/shm", W_OK | X_OK) == 0) setenv("TMPDIR", "/dev/shm", 1);
+    if (access("/dev/shm", W_OK | X_OK) == 0) setenv("TMPDIR", "/dev/shm", 0);
   }
 };
 

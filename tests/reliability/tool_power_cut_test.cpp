@@ -109,7 +109,7 @@ class ToolPowerCut : private InMemory, public ToolTest {
 
 TEST_F(ToolPowerCut, TheNextCreateMakesTheStoreWhole) {
   const CrashStates states = statesOf({"create"});
-  tryEach("create", states, 20, [&](const CrashState& state) {
+  tryEach("create", states, 12, [&](const CrashState& state) {
     EXPECT_TRUE(isThere() || state.promises == 0);
     expectSuccess({"create"});
     expectWhole();
@@ -152,7 +152,7 @@ TEST_F(ToolPowerCut, RepairMakesTheStoreWholeThatCreateDbLeaves) {
   const std::set<Names> listed = listed_findings();
   EXPECT_EQ(listed.size(), 4U);
   std::set<Names> seen;
-  tryEach("createDb, then repair", states, 40, [&](const CrashState&) {
+  tryEach("createDb, then repair", states, 24, [&](const CrashState&) {
     if (!isThere()) {
       for (const char* command : {"check", "repair"}) {
         expectFailure(run({command}), "no message store at ");
@@ -180,9 +180,10 @@ TEST_F(ToolPowerCut, WhoUndoesInTheDefaultModeDeletesTheJournal) {
     });
     EXPECT_EQ(owner.wait(), 0);
   });
+  int number = 0;
   int halves = 0;
   states.forEach(INT_MAX, [&](const CrashState& state) {
-    if (!state.isKill || HasFailure()) return;
+    if (!state.isKill || HasFailure() || (!is_whole_run() && ++number % 3 != 0)) return;
     SCOPED_TRACE(state.how);
     state.tree.writeTo(folder());
     if (findings({}).count("rollback") == 0) return;
@@ -192,7 +193,7 @@ TEST_F(ToolPowerCut, WhoUndoesInTheDefaultModeDeletesTheJournal) {
     expectSuccess({"repair"});
     expectWhole();
   });
-  EXPECT_GT(halves, 1);
+  EXPECT_GT(halves, 0);
 }
 
 // ---- import ------------------------------------------------------------------------------------
@@ -227,7 +228,7 @@ class ImportPowerCut : public ToolPowerCut {
     constexpr const char* COUNT = "SELECT count(*) FROM msg_message_table;";
     constexpr int IMPORTED = 4;
     int number = 0;
-    tryEach(what, statesOf({"import", path}), 16, [&](const CrashState& state) {
+    tryEach(what, statesOf({"import", path}), 8, [&](const CrashState& state) {
       const int found = std::stoi(valueIn(state, COUNT));
       EXPECT_TRUE(found == before + IMPORTED || (found == before && state.promises == 0)) << found;
       EXPECT_LE(run({"check"}).status, 1);
@@ -268,7 +269,7 @@ TEST_F(ImportPowerCut, OfARepairIsMendedByTheNext) {
       "msg_conversation_table SET msgCnt = 9, lastMsgId = 1;");
   ASSERT_FALSE(fs::exists(dbFile() + "-journal")) << "the default mode deletes it";
   ASSERT_EQ(chmod(dbFile().c_str(), 0644), 0);
-  tryEach("repair", statesOf({"repair"}), 16, [&](const CrashState& state) {
+  tryEach("repair", statesOf({"repair"}), 8, [&](const CrashState& state) {
     EXPECT_EQ(valueIn(state, "SELECT count(*) FROM msg_message_table;"), "4");
     expectSuccess({"repair"});
     expectWhole();
