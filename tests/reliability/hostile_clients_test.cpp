@@ -160,7 +160,7 @@ TEST_F(HostileClients, GetTheirErrorsAndStopNothing) {
   }
   expectHoldings(before,
                  "malformed calls to the owner: " + std::to_string(rounds * CALLS_PER_ROUND),
-                 is_whole_run() ? 1000 : 200);
+                 is_whole_run() ? 1000 : 100);
 }
 
 // ---- Clients that are gone ---------------------------------------------------------------------
