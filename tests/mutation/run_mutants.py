@@ -1,0 +1,174 @@
+#!/usr/bin/env -S python3 -B
+"""Tries mutants of src/ and helpers/ in a tree that nobody works on; script/mutate makes one.
+
+Each mutant is compiled and tested until a test notices it: first by the test programs of its own folder, then
+by the others, then with the tool, and with --sanitizers under the sanitizers."""
+
+import argparse
+import datetime
+import enum
+import os
+import pathlib
+import random
+import signal
+import subprocess
+import sys
+import time
+
+from mutants import mutants_of
+
+FOLDERS = ("src", "helpers")
+# What is compiled is used once.
+PLAIN = ["--preset", "dev", "-DCMAKE_CXX_FLAGS=-g0"]
+LIBRARY = ("library", [*PLAIN, "-DMSG_TARVEL_BUILD_TOOL=OFF"])
+TOOL = ("tool", PLAIN)
+SANITIZERS = ("asan", ["--preset", "asan"])
+# A mutant may loop for ever; the longest program takes a few seconds.
+LONGEST = 90
+EQUIVALENT = pathlib.Path(__file__).parent / "equivalent.txt"
+
+
+class Outcome(enum.Enum):
+    NOTICED = "noticed"
+    SURVIVED = "survived"
+    NOT_COMPILED = "not compiled"
+
+
+def quiet(command, seconds=None):
+    """The exit status of a command whose output nobody needs; None when it took too long."""
+    process = subprocess.Popen(
+        command,
+        stdout=subprocess.DEVNULL,
+        stderr=subprocess.DEVNULL,
+        stdin=subprocess.DEVNULL,
+        start_new_session=True,
+        env={**os.environ, "G_SLICE": "always-malloc"},
+    )
+    try:
+        return process.wait(seconds)
+    except subprocess.TimeoutExpired:
+        return None
+    finally:
+        # With what it has started itself.
+        if process.poll() is None:
+            os.killpg(process.pid, signal.SIGKILL)
+            process.wait()
+
+
+class Build:
+    """A build of the tree, whose test programs notice a mutant or do not."""
+
+    def __init__(self, tree, name, options):
+        self.tree = tree
+        self.folder = tree / "build" / name
+        subprocess.run(
+            ["cmake", "-S", tree, "-B", self.folder, "-DMSG_TARVEL_WERROR=OFF", *options],
+            check=True,
+            stdout=subprocess.DEVNULL,
+        )
+        subprocess.run(["cmake", "--build", self.folder, "--", "--quiet"], check=True)
+        self.folders, self.seconds = {}, {}
+        for file in self.folder.glob("tests/**/*-tests[[]1]_include.cmake"):
+            program = next(self.folder.glob("bin/**/" + file.name.split("[")[0]))
+            began = time.monotonic()
+            if not self._passes(program):
+                sys.exit(f"{program} fails without any mutant")
+            self.folders[program] = str(file.parent.relative_to(self.folder / "tests"))
+            self.seconds[program] = time.monotonic() - began
+
+    @staticmethod
+    def _passes(program):
+        return quiet([program, "--each"], LONGEST) == 0
+
+    def try_mutant(self, mutant):
+        """Puts the mutant in the place of its source for as long as it takes, and tells of it."""
+        began = time.monotonic()
+        path = self.tree / mutant.path
+        source = path.read_text()
+        path.write_text(mutant.apply(source))
+        try:
+            outcome, by = self._outcome(mutant.path)
+        finally:
+            path.write_text(source)
+        print(f"{outcome.value}{by}, {time.monotonic() - began:.1f} s: {mutant.name}", flush=True)
+        return outcome
+
+    def _outcome(self, path):
+        """What becomes of the changed tree, and by which program."""
+        parts = pathlib.PurePath(path).parts
+        own = parts[1] if parts[0] == "src" and len(parts) > 2 else parts[0]
+        programs = sorted(self.folders, key=self.seconds.get)
+        for near in (True, False):
+            these = [p for p in programs if (self.folders[p] == own) == near]
+            targets = ["--target", *(p.name for p in these)] if near and these else []
+            if quiet(["cmake", "--build", self.folder, *targets]) != 0:
+                return Outcome.NOT_COMPILED, ""
+            for program in these:
+                if not self._passes(program):
+                    return Outcome.NOTICED, f" by {program.name}"
+        return Outcome.SURVIVED, ""
+
+
+def equivalents():
+    """Name -> reason of the mutants that do what the source does."""
+    known = {}
+    if EQUIVALENT.exists():
+        lines = [line for line in EQUIVALENT.read_text().splitlines() if line and not line.startswith("#")]
+        for name, reason in zip(lines[::2], lines[1::2]):
+            known[name] = reason.strip()
+    return known
+
+
+def all_mutants(tree):
+    found = []
+    for folder in FOLDERS:
+        for path in sorted((tree / folder).rglob("*")):
+            if path.suffix in (".cpp", ".h"):
+                found += mutants_of(str(path.relative_to(tree)), path.read_text())
+    return found
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--tree", type=pathlib.Path, required=True)
+    parser.add_argument("--count", type=int, default=30, help="how many are drawn")
+    parser.add_argument("--seed", default=datetime.date.today().isoformat(), help="what draws them: the date")
+    parser.add_argument("--only", default="", help="of the mutants whose name holds this text")
+    parser.add_argument("--least", type=float, default=90, help="per cent that must be noticed")
+    parser.add_argument("--sanitizers", action="store_true", help="try what survives under them too")
+    arguments = parser.parse_args()
+    # What restores the source runs at an end by a signal too.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(128 + signal.SIGTERM))
+
+    mutants = [m for m in all_mutants(arguments.tree) if arguments.only in m.name]
+    known = equivalents()
+    drawn = [m for m in mutants if m.name not in known]
+    random.Random(arguments.seed).shuffle(drawn)
+
+    build = Build(arguments.tree, *LIBRARY)
+    noticed, survivors = 0, []
+    for mutant in drawn:
+        if noticed + len(survivors) == arguments.count:
+            break
+        outcome = build.try_mutant(mutant)
+        noticed += outcome is Outcome.NOTICED
+        if outcome is Outcome.SURVIVED:
+            survivors.append(mutant)
+    tried = noticed + len(survivors)
+    for name, options in [TOOL, SANITIZERS] if arguments.sanitizers else [TOOL]:
+        if survivors:
+            build = Build(arguments.tree, name, options)
+            survivors = [m for m in survivors if build.try_mutant(m) is not Outcome.NOTICED]
+
+    for mutant in survivors:
+        print(f"survived: {mutant.name}")
+    rate = 100 * (tried - len(survivors)) / max(1, tried)
+    print(
+        f"{tried} of {len(mutants)} mutants ({len(known)} more do what the source does), drawn by"
+        f" {arguments.seed}: {len(survivors)} survived, {rate:.1f} % noticed"
+    )
+    return 0 if rate >= arguments.least else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
