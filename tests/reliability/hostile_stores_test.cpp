@@ -36,11 +36,11 @@ using Draw = std::mt19937;
 constexpr unsigned MOST_SECONDS = 100;  // of the processor
 constexpr bool IS_MEMORY_KNOWN = false;
 /** A program takes a quarter of a second there: of what every run tries, one in so many. */
-constexpr unsigned FEWER = 5;
+constexpr std::size_t FEWER = 5;
 #else
 constexpr unsigned MOST_SECONDS = 10;  // of the processor
 constexpr bool IS_MEMORY_KNOWN = true;
-constexpr unsigned FEWER = 1;
+constexpr std::size_t FEWER = 1;
 #endif
 constexpr long MOST_KILOBYTES = 200'000;
 
@@ -256,7 +256,6 @@ class HostileStores : public ToolTest {
     return files;
   }
 
-  /** All that look; those of the front half say on standard error why they fail, and only then. */
   std::vector<Command> lookingCommands() const {
     return {{"check"},
             {"threads"},
@@ -272,7 +271,6 @@ class HostileStores : public ToolTest {
             {"query", "db_get_threads"},
             {"backup", target()}};
   }
-  static constexpr std::size_t PLAIN_COMMANDS = 7;
 
   /** Runs a command, which ends in time and by itself. */
   ProcessResult runInTime(const Command& arguments) {
@@ -365,13 +363,13 @@ class HostileStores : public ToolTest {
 // ---- Damaged and odd ones ----------------------------------------------------------------------
 
 TEST_F(HostileStores, DamagedAnywhereAreLookedAt) {
-  const unsigned step = is_whole_run() ? 1 : FEWER * 49;
+  const std::size_t step = is_whole_run() ? 1 : FEWER * 49;
   const std::vector<Command> commands = lookingCommands();
   int stores = 0;
   std::size_t next = 0;
-  for (unsigned seed = 0; seed < 1500 && !HasFailure(); seed += step, ++stores) {
+  for (std::size_t seed = 0; seed < 1500 && !HasFailure(); seed += step, ++stores) {
     SCOPED_TRACE(::testing::Message() << "seed " << seed);
-    Draw draw(seed);
+    Draw draw(static_cast<unsigned>(seed));
     std::string bytes = whole();
     MUTATIONS[seed % std::size(MUTATIONS)](draw, bytes);
     replaceDatabase(bytes);
@@ -391,13 +389,13 @@ TEST_F(HostileStores, DamagedAnywhereAreLookedAt) {
 }
 
 TEST_F(HostileStores, WithOddValuesAreLookedAt) {
-  const unsigned step = is_whole_run() ? 1 : FEWER * 29;
+  const std::size_t step = is_whole_run() ? 1 : FEWER * 29;
   const std::vector<Command> commands = lookingCommands();
   int stores = 0;
   std::size_t next = 0;
-  for (unsigned seed = 0; seed < 500 && !HasFailure(); seed += step, ++stores) {
+  for (std::size_t seed = 0; seed < 500 && !HasFailure(); seed += step, ++stores) {
     SCOPED_TRACE(::testing::Message() << "seed " << seed);
-    Draw draw(seed);
+    Draw draw(static_cast<unsigned>(seed));
     // One of them where every list shows it, and some anywhere.
     const std::string& shown = odd_values()[seed % odd_values().size()];
     std::string sql = "UPDATE OR IGNORE msg_message_table SET mainText = " + shown +
