@@ -313,8 +313,12 @@ void free_address(gpointer data) {
 
 unsigned int pass_byte(char*& at) { return static_cast<unsigned char>(*at++); }
 
-/** Moves `at` behind marker, image and strings of a record; the image's first byte. */
-char* pass_record(char*& at) {
+/**
+ * Moves `at` behind marker, image and strings of a record, and counts it and its texts that are not
+ * empty; the image's first byte.
+ */
+char* pass_record(char*& at, std::size_t& parts) {
+  ++parts;
   const unsigned int imageSize = pass_byte(at);
   char* const image = at;
   at += imageSize;
@@ -322,6 +326,7 @@ char* pass_record(char*& at) {
     std::uint32_t length = 0;
     std::memcpy(&length, at, sizeof length);
     at += sizeof length + length;
+    if (length > 0) ++parts;
   }
   return image;
 }
@@ -329,17 +334,44 @@ char* pass_record(char*& at) {
 /**
  * The reader leaves the sender's number in the slot of a content metadata's `text2` when that text
  * is empty, and the record does not tell a number from a pointer. So the number is taken out of the
- * buffer (which has been checked) before the reader sees it.
+ * buffer (which has been checked) before the reader sees it. Returns how many records and texts
+ * there are.
  */
-void clear_unread_pointers(char* at) {
+std::size_t clear_unread_pointers(char* at) {
   constexpr std::size_t TEXT2_AT = 3 * sizeof(std::int32_t);
-  pass_record(at);
-  for (unsigned int left = pass_byte(at); left > 0; --left) pass_record(at);
+  std::size_t parts = 0;
+  pass_record(at, parts);
+  for (unsigned int left = pass_byte(at); left > 0; --left) pass_record(at, parts);
   for (unsigned int left = pass_byte(at); left > 0; --left) {
-    pass_record(at);
+    pass_record(at, parts);
     if (pass_byte(at) == 0) continue;
-    std::memset(pass_record(at) + TEXT2_AT, 0, sizeof(std::int32_t));
+    std::memset(pass_record(at, parts) + TEXT2_AT, 0, sizeof(std::int32_t));
   }
+  if (pass_byte(at) != 0) pass_record(at, parts);
+  return parts;
+}
+
+/** A record and its texts. */
+template <typename... Texts>
+std::size_t with_texts(const Texts*... texts) {
+  return 1 + (std::size_t{0} + ... + (texts ? 1U : 0U));
+}
+
+/** How many records and texts the reader made. */
+std::size_t parts_of(const msg_message_item_t& record) {
+  std::size_t parts = with_texts(record.text1, record.text2, record.text3);
+  for_each<msg_address_item_t>(record.addressList, [&parts](const msg_address_item_t& address) {
+    parts += with_texts(address.text1);
+  });
+  for_each<msg_content_item_t>(record.contentList, [&parts](const msg_content_item_t& content) {
+    parts += with_texts(content.text1, content.text2, content.text3, content.text4, content.text5,
+                        content.text6);
+    const auto* const meta = content.nmsContentMetaData;
+    if (meta) parts += with_texts(meta->text1, meta->text2, meta->text3);
+  });
+  const auto* const meta = record.nmsMsgMetaData;
+  if (meta) parts += with_texts(meta->text1, meta->text2, meta->text3, meta->text4);
+  return parts;
 }
 
 }  // namespace
@@ -411,9 +443,11 @@ std::string to_buffer(const Message& message) {
 MessageRecord read_record(const char* buffer, std::size_t size) {
   if (size == 0 || msg_check_message(buffer, size) != size) return nullptr;
   std::string copy(buffer, size);
-  clear_unread_pointers(copy.data());
+  const std::size_t parts = clear_unread_pointers(copy.data());
   MessageRecord record(new_record<msg_message_item_t>());
   msg_deserialize_message(copy.data(), record.get());
+  // The reader reports nothing: what it had no memory for is missing.
+  if (parts_of(*record) != parts) throw std::bad_alloc();
   return record;
 }
 

@@ -42,7 +42,7 @@ std::string to_buffer(const Message& message);
 
 /**
  * The records in a buffer from anywhere. Null unless the `size` bytes at `buffer` are exactly one
- * well-formed message.
+ * well-formed message. Throws std::bad_alloc, also when there was memory for a part of it only.
  */
 MessageRecord read_record(const char* buffer, std::size_t size);
 

@@ -3,10 +3,13 @@
 #include <msg-tarvel-common/db/db_error.h>
 #include <msg-tarvel-common/db/db_indexes.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string_view>
 
 #include "helpers/statements.h"
 #include "helpers/store_error.h"
+#include "helpers/store_schema.h"
 
 namespace msg_tarvel::helpers {
 
@@ -14,7 +17,8 @@ namespace {
 
 constexpr std::string_view CANNOT_INDEX = "cannot index the message store";
 
-constexpr const char* COUNT_INDEXES = "SELECT count(*) FROM sqlite_master WHERE type = 'index';";
+constexpr const char* COUNT_INDEX =
+    "SELECT count(*) FROM sqlite_master WHERE type = 'index' AND name = ?;";
 
 constexpr const char* IS_A_MESSAGE_STORED = "SELECT EXISTS (SELECT 1 FROM msg_message_table);";
 
@@ -26,12 +30,18 @@ constexpr const char* READ_INDEXES =
 
 }  // namespace
 
+bool has_every_index() {
+  return std::all_of(std::begin(STORE_INDEXES), std::end(STORE_INDEXES), [](const auto& index) {
+    return number(COUNT_INDEX, CANNOT_INDEX, std::string(index.name)) != 0;
+  });
+}
+
 bool make_indexes() {
-  const int before = number(COUNT_INDEXES, CANNOT_INDEX);
+  if (has_every_index()) return false;
   if (const int ret = db::db_create_indexes(); ret != db::DB_SUCCESS) {
     throw StoreError(std::string(CANNOT_INDEX), ret);
   }
-  return number(COUNT_INDEXES, CANNOT_INDEX) != before;
+  return true;
 }
 
 std::vector<std::string> set_indexes_aside() {

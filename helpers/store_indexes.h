@@ -5,7 +5,11 @@
 
 namespace msg_tarvel::helpers {
 
-// The indexes of a store, each function within a transaction of the caller's. Throws StoreError.
+// The indexes of a store. Each function throws StoreError; those that write are called within a
+// transaction of the caller's.
+
+/** Whether the store has all of the library's indexes, by their names. */
+bool has_every_index();
 
 /** Makes the library's indexes; false when all of them were there. */
 bool make_indexes();

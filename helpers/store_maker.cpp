@@ -64,11 +64,15 @@ void make_files_and_tables() {
 }
 
 /** By path: closing a descriptor of the database would drop this process's locks on it. */
-std::vector<MadeStore::MendedMode> mend_modes() {
+std::vector<MadeStore::MendedMode> mend_files() {
   std::vector<MadeStore::MendedMode> mended;
   for (const std::string& path : {db::get_db_filepath(), db::get_db_journal_filepath()}) {
     struct stat status = {};
     if (lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) continue;
+    // A creator that was killed may have left them to its own group.
+    if (status.st_gid != FILE_GROUP) {
+      static_cast<void>(lchown(path.c_str(), status.st_uid, FILE_GROUP) == 0);
+    }
     const mode_t mode = status.st_mode & PERMISSIONS;
     if (mode != FILE_MODE && chmod(path.c_str(), FILE_MODE) == 0) mended.push_back({path, mode});
   }
@@ -180,12 +184,14 @@ MadeStore make_store() {
   make_directories();
   if (is_there(db::get_db_filepath())) {
     const bool lacksJournal = make_missing_journal();
-    made.mended = mend_modes();
+    made.mended = mend_files();
     // createDb does this for a store that it makes; adding tables to another would end its journal.
     execute("PRAGMA journal_mode = PERSIST;", cannot_make());
     require_version();
     made.state =
         has_every_table() && !lacksJournal ? MadeStore::State::WHOLE : MadeStore::State::COMPLETED;
+    // The end of a transaction waits for readers, also where nothing was written.
+    if (is_complete()) return made;
   } else {
     require_room_for_files();
   }

@@ -33,8 +33,8 @@ struct MadeStore {
  *
  * The directories are made first; the files then under a umask that keeps everybody else out, until
  * they have their mode, 0660: who opened a file before would keep reading it for ever. The umask is
- * the process's, so no other thread should make files meanwhile. Files of another mode get this one
- * where that is allowed.
+ * the process's, so no other thread should make files meanwhile. Files of another mode or group get
+ * these where that is allowed.
  *
  * Throws StoreError unless the whole store is there and committed. Not within a transaction.
  */

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
 
 namespace msg_tarvel::tool {
 
@@ -34,7 +35,7 @@ class UsageError : public std::runtime_error {
 struct Interrupted {
   int signal = 0;
   /** What came of the command, for its line on standard error. */
-  const char* outcome = "nothing was changed";
+  std::string outcome = "nothing was changed";
 };
 
 }  // namespace msg_tarvel::tool

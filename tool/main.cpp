@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <new>
+#include <string>
 
 #include "command_line.h"
 #include "exit_status.h"
@@ -28,11 +29,14 @@ int main(int argc, char** argv) {
     return CommandLine().run(argc, argv);
   } catch (const UsageError& error) {
     return complain(error.what(), USAGE_ERROR);
+  } catch (const msg_tarvel::helpers::UnknownOutcome& error) {
+    const std::string what = with_log_failure(naming_store(error.what()));
+    // A commit that had to wait for a lock in vain did nothing.
+    return complain(is_lock_error() ? what : what + "; whether it was done is not known", FAILED);
   } catch (const msg_tarvel::helpers::StoreError& error) {
     return complain(with_log_failure(naming_store(error.what())), FAILED);
   } catch (const Interrupted& interrupted) {
-    return complain(std::string("interrupted; ") + interrupted.outcome,
-                    INTERRUPTED + interrupted.signal);
+    return complain("interrupted; " + interrupted.outcome, INTERRUPTED + interrupted.signal);
   } catch (const std::bad_alloc&) {
     return complain("out of memory", FAILED);
   } catch (const std::exception& error) {

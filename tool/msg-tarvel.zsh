@@ -49,9 +49,9 @@ _msg-tarvel-create() {
 
 _msg-tarvel-generate() {
   local -a own=(
-    '--seed=[Another number, another store]:N\:NONNEGATIVE: '
-    '--messages=[How many messages]:N\:INT in [1 - 10000000]: '
-    '--conversations=[How many conversations (default: 60 for 1,000 messages, 600 for 100,000)]:N\:INT in [1 - 20000]: '
+    '--seed=[Another number, another store]:N: '
+    '--messages=[How many messages]:N: '
+    '--conversations=[How many conversations (default: 60 for 1,000 messages, 600 for 100,000)]:N: '
     '--no-indexes[Add no indexes to the store]'
   )
   _arguments $everywhere $own
@@ -82,7 +82,7 @@ _msg-tarvel-backup() {
 
 _msg-tarvel-export() {
   local -a own=(
-    '*--conv=[Only of these conversations]:ID[,ID...]\:INT in [0 - 2147483647]: '
+    '*--conv=[Only of these conversations]:ID[,ID...]: '
     '*--with=[Only of conversations with this person, the number in any form; given again, with that one too]:NUMBER: '
     '--since=[Only from this day or moment on: 2026-03-01, 2026-03-01T14:30, yesterday, 12h, 7d]:TIME: '
     '--until=[Only up to this day or moment, the whole of that day too]:TIME: '
@@ -91,7 +91,7 @@ _msg-tarvel-export() {
     '--unread[Only received and not read]'
     '--failed[Only what could not be sent]'
     '--type=[Only of this type, such as sms or mms]:TYPE: '
-    '--limit=[At most so many; 0: all (the default)]:N\:INT in [0 - 2147483647]: '
+    '--limit=[At most so many; 0: all (the default)]:N: '
     '--format=[jsonl (default) or xml]:FORMAT\:{jsonl,xml}: '
     '--media=[Write the files into this directory instead of the lines]:DIR:_files -/'
   )
@@ -124,7 +124,7 @@ _msg-tarvel-threads() {
 
 _msg-tarvel-messages() {
   local -a own=(
-    '*--conv=[Only of these conversations]:ID[,ID...]\:INT in [0 - 2147483647]: '
+    '*--conv=[Only of these conversations]:ID[,ID...]: '
     '*--with=[Only of conversations with this person, the number in any form; given again, with that one too]:NUMBER: '
     '--since=[Only from this day or moment on: 2026-03-01, 2026-03-01T14:30, yesterday, 12h, 7d]:TIME: '
     '--until=[Only up to this day or moment, the whole of that day too]:TIME: '
@@ -133,7 +133,7 @@ _msg-tarvel-messages() {
     '--unread[Only received and not read]'
     '--failed[Only what could not be sent]'
     '--type=[Only of this type, such as sms or mms]:TYPE: '
-    '--limit=[At most so many; 0: all (the default)]:N\:INT in [0 - 2147483647]: '
+    '--limit=[At most so many; 0: all (the default)]:N: '
     '--ascending[Oldest first]'
   )
   _arguments $everywhere $own
@@ -149,7 +149,7 @@ _msg-tarvel-conversation() {
     '--unread[Only received and not read]'
     '--failed[Only what could not be sent]'
     '--type=[Only of this type, such as sms or mms]:TYPE: '
-    '--limit=[At most so many; 0: all (the default)]:N\:INT in [0 - 2147483647]: '
+    '--limit=[At most so many; 0: all (the default)]:N: '
     ':ID: '
   )
   _arguments $everywhere $own

@@ -4,10 +4,14 @@
 // say is as on a device from the factory.
 
 #include <dlog.h>
+#include <fcntl.h>
 #include <glib.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vconf.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -56,6 +60,53 @@ std::string settings_path() {
   return path.get();
 }
 
+/** A file that is open for reading, or none. */
+class OpenFile {
+ public:
+  // Non-blocking, so that a named pipe is refused rather than waited for.
+  explicit OpenFile(const std::string& path)
+      : _descriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+  ~OpenFile() {
+    if (_descriptor != -1) close(_descriptor);
+  }
+
+  bool isOpen() const { return _descriptor != -1; }
+  bool isRegular() const {
+    struct stat status = {};
+    return fstat(_descriptor, &status) == 0 && S_ISREG(status.st_mode);
+  }
+  /** Appends all of it to `text`; false, with errno, when it cannot be read. */
+  bool read(std::string& text) const {
+    char piece[4096];
+    for (;;) {
+      const ssize_t count = ::read(_descriptor, piece, sizeof piece);
+      if (count == 0) return true;
+      if (count > 0) text.append(piece, static_cast<std::size_t>(count));
+      if (count == -1 && errno != EINTR) return false;
+    }
+  }
+
+ private:
+  const int _descriptor;
+};
+
+/** Loads the file into `settings`; why not, or nothing, also for a file that is not there. */
+std::string load_file(const std::string& path, GKeyFile* settings) {
+  const OpenFile file(path);
+  if (!file.isOpen()) return errno == ENOENT ? "" : g_strerror(errno);
+  if (!file.isRegular()) return "Not a regular file";
+  std::string text;
+  if (!file.read(text)) return g_strerror(errno);
+  Error failure;
+  if (g_key_file_load_from_data(settings, text.data(), text.size(), G_KEY_FILE_NONE,
+                                &failure.error)) {
+    return "";
+  }
+  return failure.error->message;
+}
+
 /** The settings, without groups when there is no file; null when the file is there but unusable. */
 KeyFile load_settings() {
   // One line for a file that stays broken, however many reads fail because of it.
@@ -63,15 +114,14 @@ KeyFile load_settings() {
 
   const std::string path = settings_path();
   KeyFile settings(g_key_file_new());
-  Error failure;
-  if (g_key_file_load_from_file(settings.get(), path.c_str(), G_KEY_FILE_NONE, &failure.error) ||
-      g_error_matches(failure.error, G_FILE_ERROR, G_FILE_ERROR_NOENT)) {
+  const std::string problem = load_file(path, settings.get());
+  if (problem.empty()) {
     reported = false;
     return settings;
   }
   if (!reported.exchange(true)) {
     __dlog_print(LOG_ID_MAIN, DLOG_ERROR, LOG_TAG, "The settings file %s cannot be read: %s",
-                 path.c_str(), failure.error->message);
+                 path.c_str(), problem.c_str());
   }
   return nullptr;
 }

@@ -17,6 +17,7 @@
 #include <cstring>
 
 #include "db/DBMgr_internal.h"
+#include "db/SqlStatement_internal.h"
 #include "db/bounded_text.h"
 #include "db/db_schema.h"
 #include "db/kept_statements.h"
@@ -153,9 +154,10 @@ int insert_subscription_row(log::CallSite site = log::CallSite::here()) {
     MSG_TARVEL_ERROR_AT(site, "compileStatement() failed!");
     return DB_ERR_PREPARE;
   }
+  const LostTexts lost;
   statement->bind(1, 0);
   statement->bind(2, "");
-  const int ret = statement->step();
+  const int ret = SqlStatementInternal::stepWithBoundTexts(*statement, lost);
   statement.reset();
   if (ret != DB_SUCCESS) MSG_TARVEL_ERROR_AT(site, "step() failed: (%d)", ret);
   return ret;
@@ -365,16 +367,22 @@ void DBMgrInternal::compileStatement(sqlite3* db, int code) {
 }
 
 int DBMgr::createDb() {
-  if (const int ret = _createDbFiles(); ret != DB_SUCCESS) {
-    // The function's name lacks its "s" in this line; readers of the log know it so.
-    MSG_TARVEL_ERROR("_createDbFile() failed: (%d)", ret);
-    return ret;
+  const int32_t depth = _transactionDepth;
+  try {
+    if (const int ret = _createDbFiles(); ret != DB_SUCCESS) {
+      // The function's name lacks its "s" in this line; readers of the log know it so.
+      MSG_TARVEL_ERROR("_createDbFile() failed: (%d)", ret);
+      return ret;
+    }
+    if (const int ret = _createDbTables(); ret != DB_SUCCESS) {
+      MSG_TARVEL_ERROR("_createDbTables() failed: (%d)", ret);
+      return ret;
+    }
+    return DB_SUCCESS;
+  } catch (...) {
+    if (_transactionDepth > depth) endTransaction(false);
+    throw;
   }
-  if (const int ret = _createDbTables(); ret != DB_SUCCESS) {
-    MSG_TARVEL_ERROR("_createDbTables() failed: (%d)", ret);
-    return ret;
-  }
-  return DB_SUCCESS;
 }
 
 int DBMgr::_createDbFiles() {
@@ -425,10 +433,14 @@ int DBMgr::_createDbFiles() {
       int& count = *static_cast<int*>(used);
       return count > BUSY_LAST_COUNT + 1 ? 0 : _onBusyHandler(nullptr, count++);
     };
+    // Also where memory ends meanwhile, nothing waits with `waits` when it is gone.
+    struct Restored {
+      sqlite3* db;
+      ~Restored() { sqlite3_busy_handler(db, &DBMgr::_onBusyHandler, nullptr); }
+    } const restored = {_db};
     sqlite3_busy_handler(_db, waitWithinBudget, &waits);
     keep_journal(_db);
     ret = beginTransaction();
-    sqlite3_busy_handler(_db, &DBMgr::_onBusyHandler, nullptr);
   }
   if (ret != DB_SUCCESS) {
     MSG_TARVEL_ERROR("beginTransaction() failed!");

@@ -25,6 +25,10 @@ int SqlStatementInternal::step(int code) {
   return DB_ERR_STEP;
 }
 
+int SqlStatementInternal::stepWithBoundTexts(SqlStatement& statement, const LostTexts& lost) {
+  return lost.any() ? step(SQLITE_NOMEM) : statement.step();
+}
+
 void SqlStatement::reset() {
   // An empty text has no handle, and SQLite would follow the null pointer when clearing it.
   if (!_stmt) return;
@@ -43,7 +47,9 @@ void SqlStatement::bind(int index, long long value) { sqlite3_bind_int64(_stmt, 
 
 void SqlStatement::bind(int index, const char* text) {
   if (!text) return;
-  sqlite3_bind_text(_stmt, index, text, static_cast<int>(std::strlen(text)), SQLITE_STATIC);
+  const int code =
+      sqlite3_bind_text(_stmt, index, text, static_cast<int>(std::strlen(text)), SQLITE_STATIC);
+  if (code == SQLITE_NOMEM) LostTexts::add();
 }
 
 void SqlStatement::bindNull(int index) { sqlite3_bind_null(_stmt, index); }

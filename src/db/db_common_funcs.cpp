@@ -633,21 +633,23 @@ constexpr const char* SELECT_SENDING_MSG_CONTENT =
 constexpr const char* SELECT_SENDING_FILE_CONTENT =
     "SELECT msgId, status, filepath, filename FROM msg_ft_content_table WHERE filepath = ?;";
 
-/** Runs a bound look-up of msg_ft_content_table; without a row `content` stays as it is. */
-int read_sending_content(SqlStatement& statement, Content& content,
+/**
+ * Runs a look-up of msg_ft_content_table that is bound, since `lost` began; without a row `content`
+ * stays as it is.
+ */
+int read_sending_content(SqlStatement& statement, const LostTexts& lost, Content& content,
                          log::CallSite site = log::CallSite::here()) {
-  const int ret = statement.step();
-  if (ret == DB_ERR_STEP) {
-    log_step_failure(StepFailure::WITH_CODE, ret, site);
-    return ret;
-  }
+  int ret = SqlStatementInternal::stepWithBoundTexts(statement, lost);
   if (ret == DB_ROW) {
     content.msgId = statement.getInt(0);
     content.status = statement.getInt(1);
     content.filepath = statement.getText(2);
     content.filename = statement.getText(3);
+    if (lost.any()) ret = step_behind_lost_text(statement);
   }
-  return DB_SUCCESS;
+  if (ret != DB_ERR_STEP) return DB_SUCCESS;
+  log_step_failure(StepFailure::WITH_CODE, ret, site);
+  return ret;
 }
 
 }  // namespace
@@ -666,16 +668,18 @@ int db_get_contents(int msgId, std::vector<Content>& contents) {
 int db_get_sending_msg_content_info(int msgId, Content& content) {
   const auto statement = compile(SELECT_SENDING_MSG_CONTENT);
   if (!statement) return DB_ERR_PREPARE;
+  const LostTexts lost;
   statement->bind(1, msgId);
   statement->bind(2, STRUCTURED_MESSAGE);
-  return read_sending_content(*statement, content);
+  return read_sending_content(*statement, lost, content);
 }
 
 int db_get_sending_file_content_info(const std::string& filepath, Content& content) {
   const auto statement = compile(SELECT_SENDING_FILE_CONTENT);
   if (!statement) return DB_ERR_PREPARE;
+  const LostTexts lost;
   statement->bind(1, filepath.c_str());
-  return read_sending_content(*statement, content);
+  return read_sending_content(*statement, lost, content);
 }
 
 // Network message store: metadata and subscription

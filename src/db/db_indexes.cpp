@@ -11,6 +11,15 @@ namespace msg_tarvel::db {
 
 namespace {
 
+/**
+ * Rolls back. After some errors SQLite has done so itself, and the manager, which still counts a
+ * transaction, gets an empty one to end.
+ */
+void give_up(DBMgr& store) {
+  if (store.endTransaction(false) == DB_SUCCESS) return;
+  if (store.execStatement("BEGIN;") == DB_SUCCESS) store.endTransaction(false);
+}
+
 int create_all(DBMgr& store, log::CallSite site) {
   for (const IndexDefinition& index : INDEXES) {
     const int ret = store.execStatement(std::string("CREATE INDEX IF NOT EXISTS ") + index.name +
@@ -35,14 +44,18 @@ int db_create_indexes() {
   try {
     ret = create_all(store, log::CallSite::here());
   } catch (...) {
-    store.endTransaction(false);
+    give_up(store);
     throw;
   }
-  const int endRet = store.endTransaction(ret == DB_SUCCESS);
-  if (ret != DB_SUCCESS || endRet == DB_SUCCESS) return ret;
-  MSG_TARVEL_ERROR("endTransaction() failed: (%d)", endRet);
-  store.endTransaction(false);
-  return endRet;
+  if (ret != DB_SUCCESS) {
+    give_up(store);
+    return ret;
+  }
+  ret = store.endTransaction(true);
+  if (ret == DB_SUCCESS) return ret;
+  MSG_TARVEL_ERROR("endTransaction() failed: (%d)", ret);
+  give_up(store);
+  return ret;
 }
 
 }  // namespace msg_tarvel::db

@@ -27,12 +27,14 @@ class OneState {
   explicit OneState(sqlite3* db) : _db(db) {
     if (sqlite3_get_autocommit(db) == 0) return;
     _isOurs = true;
-    _isHeld = run("BEGIN");
+    // Compiled before it is needed: where memory has run out, the transaction can still be ended.
+    _commit.emplace(db, "COMMIT");
+    _isHeld = _commit->isCompiled() && run("BEGIN");
   }
   OneState(const OneState&) = delete;
   OneState& operator=(const OneState&) = delete;
   ~OneState() {
-    if (_isOurs && _isHeld && !run("COMMIT")) run("ROLLBACK");
+    if (_isOurs && _isHeld && _commit->step() != SQLITE_DONE) run("ROLLBACK");
   }
 
   bool isHeld() const { return _isHeld; }
@@ -45,6 +47,7 @@ class OneState {
   }
 
   sqlite3* _db;
+  std::optional<QuietStatement> _commit;
   bool _isOurs = false;
   bool _isHeld = true;
 };
@@ -87,7 +90,6 @@ bool are_metas_as_created(sqlite3* db) {
 
 /** Whether the indexes may choose among rows whose order a text leaves open. */
 bool has_indexes(sqlite3* db) {
-  if (!db) return false;
   QuietStatement index(
       db, std::string("SELECT 1 FROM sqlite_master WHERE type = 'index' AND name = '") +
               CONVERSATION_INDEX + "';");
@@ -417,7 +419,9 @@ FastResult unless_memory_fails(Way way) {
   try {
     return way();
   } catch (const std::bad_alloc&) {
-    return {std::nullopt, has_indexes(DBMgrInternal().handle())};
+    // The store may still have to be opened before it tells whether the order is open.
+    DBMgrInternal manager;
+    return {std::nullopt, manager.openDb() == DB_SUCCESS && has_indexes(manager.handle())};
   }
 }
 

@@ -350,12 +350,25 @@ const char* read_optional_metadata(const char* at, msg_nms_content_meta_data_t**
   return at;
 }
 
+// Whether there was no memory for a record of a list, or for its metadata. What was read of it ends
+// at `end`.
+
+bool is_missing(const msg_address_item_t* item, const char* /*end*/) { return !item; }
+
+bool is_missing(const msg_content_item_t* item, const char* end) {
+  const auto isPresent = [end] { return byte_at(end - 1) != 0; };
+  return !item || (!item->nmsContentMetaData && isPresent());
+}
+
 /**
  * Reads a count and that many records into a new list. Without memory for a record its entry is
- * null and its block is not passed over.
+ * null and its block is not passed over: what follows would be read from the wrong place. False
+ * when `message`, in which the list stands, is well-formed, so that who checked it may rely on
+ * nothing beyond its end being read: then the list ends there, and reading has to end too.
  */
 template <typename Record>
-const char* read_list(const char* at, GSList** list, int (*readBlock)(const char*, Record*)) {
+bool read_list(const char*& at, GSList** list, int (*readBlock)(const char*, Record*),
+               const char* message) {
   *list = nullptr;
   GSList* last = nullptr;
   for (std::size_t left = byte_at(at++); left > 0; --left) {
@@ -364,8 +377,9 @@ const char* read_list(const char* at, GSList** list, int (*readBlock)(const char
     // Appending to the last node finds the end at once.
     GSList* const appended = g_slist_append(last, item);
     last = last ? last->next : (*list = appended);
+    if (is_missing(item, at) && msg_check_message(message, INT_MAX) != 0) return false;
   }
-  return at;
+  return true;
 }
 
 int bytes_between(const char* begin, const char* end) { return static_cast<int>(end - begin); }
@@ -481,8 +495,10 @@ int msg_serialize_nms_msg_meta(const msg_nms_msg_meta_data_t* meta, char** out) 
 void msg_deserialize_message(const char* buf, msg_message_item_t* item) {
   if (!buf || !item) return;
   const char* at = read_head(buf, *item, CallSite::here());
-  at = read_list(at, &item->addressList, &__deserialize_msg_address_item);
-  at = read_list(at, &item->contentList, &__deserialize_msg_content_item);
+  item->contentList = nullptr;
+  item->nmsMsgMetaData = nullptr;
+  if (!read_list(at, &item->addressList, &__deserialize_msg_address_item, buf)) return;
+  if (!read_list(at, &item->contentList, &__deserialize_msg_content_item, buf)) return;
   read_last_optional(at, &item->nmsMsgMetaData, &__deserialize_nms_msg_meta_data_item);
 }
 

@@ -3,34 +3,16 @@
 
 #include "backup/backup_reader.h"
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <string>
 
 #include "backup/damaged_backup.h"
 #include "exit_status.h"
 #include "fuzz_target.h"
+#include "input_file.h"
 
 namespace {
 
 using namespace msg_tarvel::tool;  // NOLINT(google-build-using-namespace): whose reader it is
-
-/** A file in memory. */
-class InputFile {
- public:
-  InputFile(const std::uint8_t* data, std::size_t size) : _file(memfd_create("input", 0)) {
-    FUZZ_ASSERT(_file >= 0 && write(_file, data, size) == static_cast<ssize_t>(size));
-  }
-  InputFile(const InputFile&) = delete;
-  InputFile& operator=(const InputFile&) = delete;
-  ~InputFile() { close(_file); }
-
-  std::string path() const { return "/proc/self/fd/" + std::to_string(_file); }
-
- private:
-  int _file;
-};
 
 /** The messages in a file, or -1 for one that is no whole backup. */
 template <typename Reading>

@@ -23,10 +23,16 @@ class StoreIndexes : public StoreTest {
 
 TEST_F(StoreIndexes, AreMadeOnce) {
   Transaction transaction;
+  EXPECT_FALSE(has_every_index());
   EXPECT_TRUE(make_indexes());
   EXPECT_EQ(indexes(), 14);
+  EXPECT_TRUE(has_every_index());
   EXPECT_FALSE(make_indexes());
-  execute("DROP INDEX msg_message_time_index;", CANNOT_WRITE);
+  execute("DROP INDEX msg_message_time_index; CREATE INDEX other ON temp_log (id);", CANNOT_WRITE);
+  EXPECT_FALSE(has_every_index());
+  EXPECT_TRUE(make_indexes());
+  EXPECT_EQ(indexes(), 15);
+  execute("DROP INDEX other; DROP INDEX msg_message_time_index;", CANNOT_WRITE);
   EXPECT_TRUE(make_indexes());
   EXPECT_EQ(indexes(), 14);
 }

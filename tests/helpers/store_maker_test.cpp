@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -174,6 +175,23 @@ TEST_F(StoreMaker, MendsModes) {
   EXPECT_EQ(mode_of(dbFile()), 0660U);
   EXPECT_EQ(mode_of(journalFile()), 0660U);
   EXPECT_TRUE(make_store().mended.empty());
+}
+
+TEST_F(StoreMaker, MendsGroups) {
+  AS_ROOT();
+  make_store();
+  const std::string files[] = {dbFile(), journalFile()};
+  for (const std::string& path : files) ASSERT_EQ(chown(path.c_str(), NOBODY, NOBODY), 0);
+  const MadeStore made = make_store();
+  EXPECT_EQ(made.state, State::WHOLE);
+  EXPECT_TRUE(made.mended.empty());
+  for (const std::string& path : files) {
+    struct stat status = {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, NOBODY) << path;
+    EXPECT_EQ(status.st_gid, 5000U) << path;
+    EXPECT_EQ(mode_of(path), 0660U) << path;
+  }
 }
 
 TEST_F(StoreMaker, MendsNoFileElsewhere) {

@@ -628,6 +628,39 @@ TEST(ReaderMemory, AContentBehindOneWithoutMemoryIsRead) {
   release(item);
 }
 
+// Of a well-formed message nothing is read from a wrong place: reading ends with the record.
+TEST(ReaderMemory, AWellFormedMessageEndsWithTheRecordThatIsWithoutMemory) {
+  MessageValues values = empty_message();
+  values.addresses = {sample(ADDRESS_COUNTS, 1), sample(ADDRESS_COUNTS, 5)};
+  values.contents = {{sample(CONTENT_COUNTS, 1), sample(CONTENT_META_COUNTS, 3)},
+                     {sample(CONTENT_COUNTS, 5), std::nullopt}};
+  values.meta = sample(MESSAGE_META_COUNTS, 9);
+  Arena arena;
+  const std::string bytes = Buffer(arena.message(values)).bytes();
+  GuardedMemory memory(bytes.size());
+  struct {
+    std::size_t addresses;
+    std::size_t contents;
+    bool isLastNull;
+  } const expected[] = {{1, 0, true}, {2, 0, true}, {2, 1, true}, {2, 1, false}, {2, 2, true}};
+  for (int failing = 1; failing <= 5; ++failing) {
+    const auto& [addresses, contents, isLastNull] = expected[failing - 1];
+    msg_message_item_t item{};
+    WatchedCalls calls;
+    calls.failAllocation(failing);
+    msg_deserialize_message(memory.hold(bytes), &item);
+    EXPECT_EQ(calls.allocations(), failing);
+    const std::vector<void*> inAddresses = data_of(item.addressList);
+    const std::vector<void*> inContents = data_of(item.contentList);
+    EXPECT_EQ(inAddresses.size(), addresses);
+    EXPECT_EQ(inContents.size(), contents);
+    EXPECT_EQ((inContents.empty() ? inAddresses : inContents).back() == nullptr, isLastNull);
+    EXPECT_EQ(item.nmsMsgMetaData, nullptr);
+    EXPECT_TRUE(logged({}));
+    release(item);
+  }
+}
+
 TEST(ReaderMemory, MetadataWithoutMemoryIsNull) {
   MessageValues values = empty_message();
   values.meta = full_sample(MESSAGE_META_COUNTS, 1, "text ");

@@ -1,3 +1,4 @@
+#include <sys/stat.h>
 #include <vconf.h>
 
 #include <cstdlib>
@@ -138,6 +139,22 @@ TEST_F(Settings, OfAnUnparsableFileCannotBeReadWhichIsSaidOnce) {
 TEST_F(Settings, OfAFileThatIsNoFileCannotBeReadWhichIsSaidOnce) {
   std::filesystem::create_directory(file());
   expect_one_error(standard_error_of(expect_nothing_readable), file());
+}
+
+// Nobody writes into the pipe: who waited for that would never end.
+TEST_F(Settings, OfAPipeCannotBeReadWhichIsSaidOnce) {
+  ASSERT_EQ(mkfifo(file().c_str(), 0600), 0);
+  expect_one_error(standard_error_of(expect_nothing_readable), file());
+}
+
+TEST_F(Settings, OfADeviceCannotBeReadWhichIsSaidOnce) {
+  setEnvironment("MSG_TARVEL_SETTINGS", "/dev/null");
+  expect_one_error(standard_error_of(expect_nothing_readable), "/dev/null");
+}
+
+TEST_F(Settings, OfALongFileAreReadToItsEnd) {
+  write("# " + std::string(100000, 'x') + "\n" + ALL_FOUR);
+  EXPECT_EQ(standard_error_of([] { expect_values(7, 1, "KR", "ATT"); }), "");
 }
 
 TEST_F(Settings, OfAFileThatBecomesGoodAreReadAgain) {

@@ -6,17 +6,15 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
-#include <functional>
 #include <string>
-#include <utility>
-#include <vector>
 
-#include "db/list_queries.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "msg-tarvel-common/db/db_indexes.h"
+#include "reliability/every_query.h"
 #include "reliability/extent.h"
 #include "reliability/failing_disk.h"
+#include "reliability/left_handles.h"
 #include "support/db_log.h"
 #include "support/processes.h"
 #include "support/sqlite_faults.h"
@@ -27,24 +25,14 @@ namespace {
 
 using db::DB_ERR_EXEC;
 using db::DB_ERR_OPEN;
-using db::DB_ERR_PREPARE;
-using db::DB_ERR_STEP;
-using db::DB_NO_DATA;
 using db::DB_SUCCESS;
 using db::DBMgr;
 
-bool contains(const std::string& text, const std::string& piece) {
-  return text.find(piece) != std::string::npos;
-}
-
-bool begins_with(const std::string& text, const std::string& beginning) {
-  return text.compare(0, beginning.size(), beginning) == 0;
-}
-
-/** So that the next use opens the store, and reads all that it needs. */
-void close_store() {
-  db::init_db();
-  db::deinit_db();
+/** Whether anything failed. */
+bool mend() {
+  const bool hasFailed = FailingDisk::mend();
+  close_left_handles();
+  return hasFailed;
 }
 
 /** Installed before the store is made, which the base class does. */
@@ -78,80 +66,6 @@ class DiskFaults : private WithFailingDisk, public ListQueriesTest {
 
 // ---- Queries -----------------------------------------------------------------------------------
 
-/** Those of a list and those of one item; a failed one may leave anything in its item. */
-std::vector<ListQuery> all_queries() {
-  std::vector<ListQuery> queries = list_queries();
-  const auto one = [&queries](const char* name, std::function<Outcome()> ask) {
-    queries.push_back({name, std::move(ask)});
-  };
-  one("one message",
-      [] { return item_outcome<Message>([](auto& out) { return db::db_get_message(3, out); }); });
-  one("one message of an item", [] {
-    return item_outcome<Message>(
-        [](auto& out) { return db::db_get_message(1, "sms", MAIN_FOLDER_2, out); });
-  });
-  one("deleted messages", [] {
-    return list_outcome<Message>(1,
-                                 [](auto& out) { return db::db_get_deleted_messages(true, out); });
-  });
-  one("one conversation", [] {
-    return item_outcome<Conversation>([](auto& out) { return db::db_get_conversation(3, out); });
-  });
-  one("addresses", [] {
-    return list_outcome<Address>(1, [](auto& out) { return db::db_get_addresses(1, out); });
-  });
-  one("SIM cards",
-      [] { return list_outcome<SimInfo>(1, [](auto& out) { return db::db_get_sim_infos(out); }); });
-  one("contents", [] {
-    return list_outcome<Content>(1, [](auto& out) { return db::db_get_contents(3, out); });
-  });
-  one("one sending content", [] {
-    return item_outcome<Content>(
-        [](auto& out) { return db::db_get_sending_msg_content_info(3, out); });
-  });
-  one("one sending file", [] {
-    return item_outcome<Content>(
-        [](auto& out) { return db::db_get_sending_file_content_info("/path/3", out); });
-  });
-  one("one metadata", [] {
-    return item_outcome<NmsMsgMeta>([](auto& out) { return db::db_get_nms_msg_meta(3, "", out); });
-  });
-  one("metadata to sync", [] {
-    return list_outcome<NmsMsgMeta>(
-        1, [](auto& out) { return db::db_get_sync_required_nms_msg_metas(false, out); });
-  });
-  one("metadata to download", [] {
-    return list_outcome<NmsMsgMeta>(
-        1, [](auto& out) { return db::db_get_download_required_nms_msg_metas(out); });
-  });
-  return queries;
-}
-
-bool is_of_one_item(const ListQuery& query) {
-  return begins_with(query.name, "one ") || std::string(query.name) == "thread";
-}
-
-/** What the interface allows beside the whole answer. */
-void expect_allowed(const ListQuery& query, const Outcome& outcome, const Outcome& whole) {
-  // A message is given without its metadata rather than not at all, with a warning.
-  if (contains(outcome.lines, "db_get_nms_msg_meta() failed")) return;
-  if (outcome.result == whole.result) {
-    EXPECT_TRUE(outcome.items == whole.items);
-    return;
-  }
-  switch (outcome.result) {
-    case DB_ERR_STEP:
-      EXPECT_PRED2(contains, outcome.lines, "sqlite3_step() failed: (");
-      break;
-    case DB_ERR_PREPARE:
-      EXPECT_PRED2(contains, outcome.lines, "compileStatement() failed!");
-      break;
-    default:
-      ADD_FAILURE() << "result " << outcome.result << "\n" << outcome.lines;
-  }
-  EXPECT_TRUE(is_of_one_item(query) || begins_with(whole.items, outcome.items));
-}
-
 /** The parameter: whether there are indexes. */
 class DiskFaultsOfQueries : public DiskFaults, public ::testing::WithParamInterface<bool> {
  protected:
@@ -168,7 +82,7 @@ class DiskFaultsOfQueries : public DiskFaults, public ::testing::WithParamInterf
         close_store();
         FailingDisk::fail(number, failure);
         const Outcome outcome = ask(query.ask, isFast);
-        const bool hasFailed = FailingDisk::mend();
+        const bool hasFailed = mend();
         expect_allowed(query, outcome, whole);
         // The connection that saw the failure goes on.
         const Outcome again = ask(query.ask, isFast);
@@ -212,7 +126,7 @@ TEST_F(DiskFaults, OfATransactionAreTold) {
     const bool isInserted = ret == DB_SUCCESS;
     int ended = DB_ERR_EXEC;
     if (hasBegun) ended = store->endTransaction(isInserted);
-    const bool hasFailed = FailingDisk::mend();
+    const bool hasFailed = mend();
 
     if (isInserted && ended == DB_SUCCESS) {
       EXPECT_EQ(raw().value(COUNT_NEW), "1") << "what was committed is seen by others";
@@ -268,7 +182,7 @@ TEST_P(DiskFaultsOfIndexes, AreTold) {
     FakePlatform::get().clearLines();
     FailingDisk::fail(number, failure);
     const int ret = db::db_create_indexes();
-    const bool hasFailed = FailingDisk::mend();
+    const bool hasFailed = mend();
     EXPECT_TRUE(ret == DB_SUCCESS || !FakePlatform::get().lines().empty());
     if (GetParam() || failure.kind == FailingDisk::Kind::READ_ONLY) {
       close_store();
@@ -311,7 +225,7 @@ TEST_P(DiskFaultsOfMaking, AreMendedByTheNext) {
     FakePlatform::get().clearLines();
     FailingDisk::fail(number, failure);
     const int ret = DBMgr::getInstance()->createDb();
-    const bool hasFailed = FailingDisk::mend();
+    const bool hasFailed = mend();
     EXPECT_TRUE(ret == DB_SUCCESS || !FakePlatform::get().lines().empty());
     static_cast<void>(DBMgr::getInstance()->endTransaction(false));
 

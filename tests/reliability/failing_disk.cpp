@@ -1,10 +1,9 @@
 #include "reliability/failing_disk.h"
 
-#include <dlfcn.h>
 #include <sqlite3.h>
 
+#include <mutex>
 #include <ostream>
-#include <vector>
 
 namespace msg_tarvel {
 
@@ -15,12 +14,13 @@ using Kind = FailingDisk::Kind;
 sqlite3_vfs* real = nullptr;
 sqlite3_vfs disk;
 
-/** What failed opens have left: the library's interface does not close it. */
-std::vector<sqlite3*> leftHandles;
-
+// Connections of several threads come here.
+std::mutex mutex;
+int number = 0;
 int left = 0;
 FailingDisk::Failure failing = {Kind::IO_ERROR, false};
 bool hasFailed = false;
+void (*tellFirst)() = nullptr;
 
 /** A file of the real file system, which follows in memory. */
 struct File {
@@ -33,11 +33,13 @@ sqlite3_file* real_of(sqlite3_file* file) { return reinterpret_cast<File*>(file)
 
 /** Whether the operation, which can fail in this way, has to. */
 bool has_to_fail(Kind kind) {
+  const std::lock_guard<std::mutex> lock(mutex);
   if (left == 0 || failing.kind != kind) return false;
   if (left > 1) {
     --left;
     return false;
   }
+  if (!hasFailed && tellFirst) tellFirst();
   hasFailed = true;
   if (!failing.isForGood) left = 0;
   return true;
@@ -142,6 +144,7 @@ int access_file(sqlite3_vfs* /*vfs*/, const char* name, int flags, int* result) 
 }  // namespace
 
 void FailingDisk::install() {
+  if (real) return;
   real = sqlite3_vfs_find(nullptr);
   disk = *real;
   disk.iVersion = 1;
@@ -153,30 +156,27 @@ void FailingDisk::install() {
   sqlite3_vfs_register(&disk, 1);
 }
 
-void FailingDisk::fail(int number, Failure failure) {
+void FailingDisk::onFirstFailure(void (*action)()) { tellFirst = action; }
+
+void FailingDisk::fail(int theNumber, Failure failure) {
+  const std::lock_guard<std::mutex> lock(mutex);
+  number = theNumber;
   left = number;
   failing = failure;
   hasFailed = false;
 }
 
 bool FailingDisk::mend() {
+  const std::lock_guard<std::mutex> lock(mutex);
   left = 0;
-  for (sqlite3* const handle : leftHandles) sqlite3_close(handle);
-  leftHandles.clear();
   return hasFailed;
 }
+
+int FailingDisk::seen() { return number - left; }
 
 std::ostream& operator<<(std::ostream& out, FailingDisk::Failure failure) {
   constexpr const char* NAMES[] = {"I/O error", "full", "read-only", "busy", "cannot open"};
   return out << NAMES[static_cast<int>(failure.kind)] << (failure.isForGood ? " for good" : "");
-}
-
-extern "C" int sqlite3_open_v2(const char* filename, sqlite3** ppDb, int flags, const char* zVfs) {
-  static const auto next =
-      reinterpret_cast<decltype(&sqlite3_open_v2)>(dlsym(RTLD_NEXT, "sqlite3_open_v2"));
-  const int code = next(filename, ppDb, flags, zVfs);
-  if (code != SQLITE_OK && *ppDb) leftHandles.push_back(*ppDb);
-  return code;
 }
 
 }  // namespace msg_tarvel

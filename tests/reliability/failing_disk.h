@@ -29,8 +29,13 @@ class FailingDisk {
    * for, measures, reads, writes, cuts, syncs, locks, unlocks and deletes a file.
    */
   static void fail(int number, Failure failure);
+  /** Called when something fails for the first time. */
+  static void onFirstFailure(void (*action)());
   /** From here on nothing fails; whether anything did. */
   static bool mend();
+
+  /** How many operations that can fail so there were before the one that did. */
+  static int seen();
 };
 
 std::ostream& operator<<(std::ostream& out, FailingDisk::Failure failure);

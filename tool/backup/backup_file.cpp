@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
+#include <utility>
 
 namespace msg_tarvel::tool {
 
@@ -46,6 +48,22 @@ void write_whole(int file, const char* data, std::size_t size) {
     size -= static_cast<std::size_t>(count);
   }
 }
+
+/** How a text in UTF-16 begins: with a byte order mark, or else with "<?". */
+struct BeginningInUtf16 {
+  std::string_view bytes;
+  std::size_t markSize;
+  Utf16Decoder::Order order;
+};
+
+constexpr BeginningInUtf16 BEGINNINGS_IN_UTF_16[] = {
+    {{"\xFF\xFE", 2}, 2, Utf16Decoder::Order::LOW_BYTE_FIRST},
+    {{"\xFE\xFF", 2}, 2, Utf16Decoder::Order::HIGH_BYTE_FIRST},
+    {{"<\0?\0", 4}, 0, Utf16Decoder::Order::LOW_BYTE_FIRST},
+    {{"\0<\0?", 4}, 0, Utf16Decoder::Order::HIGH_BYTE_FIRST},
+};
+/** That of the longest. */
+constexpr std::size_t BEGINNING_SIZE = 4;
 
 bool is_beginning_of_gzip(const char* data, std::size_t size) {
   return size >= 2 && data[0] == '\x1F' && data[1] == '\x8B';
@@ -115,6 +133,56 @@ BackupStream::BackupStream(const BackupFile& file) : _file(file) {
 }
 
 std::size_t BackupStream::read(char* buffer, std::size_t size) {
+  _begin();
+  if (_given == _ready.size()) {
+    if (!_decoder) return _readBytes(buffer, size);
+    _recode();
+  }
+  const std::size_t count = _ready.copy(buffer, size, _given);
+  _given += count;
+  return count;
+}
+
+bool BackupStream::isRecoded() {
+  _begin();
+  return _decoder.has_value();
+}
+
+/** Looks at the first bytes, which tell the encoding. */
+void BackupStream::_begin() {
+  if (std::exchange(_hasBegun, true)) return;
+  std::array<char, BEGINNING_SIZE> bytes{};
+  std::size_t size = 0;
+  while (const std::size_t count = _readBytes(&bytes[size], bytes.size() - size)) {
+    size += count;
+    if (size == bytes.size()) break;
+  }
+  for (const BeginningInUtf16& beginning : BEGINNINGS_IN_UTF_16) {
+    if (std::string_view(bytes.data(), size).substr(0, beginning.bytes.size()) != beginning.bytes) {
+      continue;
+    }
+    _decoder.emplace(beginning.order);
+    _decoder->decode(bytes.data() + beginning.markSize, size - beginning.markSize, _ready);
+    return;
+  }
+  _ready.assign(bytes.data(), size);
+}
+
+/** Makes more ready, unless it is at the end. */
+void BackupStream::_recode() {
+  std::array<char, PIECE> piece{};
+  _ready.clear();
+  _given = 0;
+  while (_ready.empty()) {
+    const std::size_t count = _readBytes(piece.data(), piece.size());
+    _decoder->decode(piece.data(), count, _ready);
+    if (count > 0) continue;
+    _decoder->finish(_ready);
+    return;
+  }
+}
+
+std::size_t BackupStream::_readBytes(char* buffer, std::size_t size) {
   if (_decompressor) return _readCompressed(buffer, size);
   const std::size_t count = _file.readAt(_position, buffer, size);
   _position += static_cast<long long>(count);

@@ -3,8 +3,10 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "backup/utf16_decoder.h"
 #include "exit_status.h"
 
 typedef struct _GConverter GConverter;
@@ -57,7 +59,7 @@ class BackupFile {
   long long _size = 0;
 };
 
-/** One reading of a backup file from its beginning, decompressed. */
+/** One reading of a backup file from its beginning, decompressed, and in UTF-8 if in UTF-16. */
 class BackupStream {
  public:
   explicit BackupStream(const BackupFile& file);
@@ -67,6 +69,8 @@ class BackupStream {
    * read, BackupDamage when it cannot be decompressed.
    */
   std::size_t read(char* buffer, std::size_t size);
+  /** Whether the text is in UTF-16 in the file; throws as read does. */
+  bool isRecoded();
   /** The bytes of the file that are read so far. */
   long long position() const { return _position; }
 
@@ -75,6 +79,9 @@ class BackupStream {
     void operator()(GConverter* converter) const;
   };
 
+  void _begin();
+  void _recode();
+  std::size_t _readBytes(char* buffer, std::size_t size);
   std::size_t _readCompressed(char* buffer, std::size_t size);
   bool _fill();
 
@@ -85,6 +92,11 @@ class BackupStream {
   std::string _compressed;
   std::size_t _taken = 0;
   bool _isBetweenMembers = false;
+  bool _hasBegun = false;
+  std::optional<Utf16Decoder> _decoder;
+  /** What is ready to be read, from `_given` on: the first bytes, or what was in UTF-16. */
+  std::string _ready;
+  std::size_t _given = 0;
 };
 
 }  // namespace msg_tarvel::tool

@@ -164,7 +164,8 @@ void Reader::run() {
   if (!_parser) throw std::bad_alloc();
   // HUGE lifts the limit on the length of a value; it is safe because entities cannot be declared
   // (document types are refused). NOENT makes "&amp;" arrive as "&".
-  xmlCtxtUseOptions(_parser.get(), XML_PARSE_HUGE | XML_PARSE_NONET | XML_PARSE_NOENT);
+  xmlCtxtUseOptions(_parser.get(), XML_PARSE_HUGE | XML_PARSE_NONET | XML_PARSE_NOENT |
+                                       (_source.isRecoded ? XML_PARSE_IGNORE_ENC : 0));
 
   xmlParseDocument(_parser.get());
   if (_exception) std::rethrow_exception(_exception);
@@ -312,7 +313,7 @@ Payload Reader::payloadOf(const Attributes& attributes) {
   char* numberEnd = nullptr;
   const long number = std::strtol(data.begin, &numberEnd, 10);
   if (number > 0 && *numberEnd == PAYLOAD_NUMBER_END) return _stage->take(number);
-  // In encodings like UTF-16 the lifter sees no tags.
+  // In encodings that are not like ASCII the lifter sees no tags.
   return _stage->decode(data.begin, data.size);
 }
 
@@ -322,6 +323,7 @@ void read_backup(const BackupFile& file, PayloadStage* stage, const BackupEvents
   BackupStream stream(file);
   BackupSource source;
   source.name = file.name();
+  source.isRecoded = stream.isRecoded();
   source.read = [&](char* buffer, std::size_t size) {
     const std::size_t count = stream.read(buffer, size);
     events.onProgress(stream.position());

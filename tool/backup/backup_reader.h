@@ -73,6 +73,8 @@ struct BackupSource {
   /** The number of bytes read; 0 at the end. */
   std::function<std::size_t(char*, std::size_t)> read;
   int firstLine = 1;
+  /** Whether the text is in UTF-8, whatever it says itself. */
+  bool isRecoded = false;
 };
 
 /**

@@ -49,6 +49,7 @@ class Segments {
   bool next();
 
   int line() const { return _line; }
+  bool isRecoded() { return _stream.isRecoded(); }
   /** To be asked at the end of a segment. */
   bool isLast() const { return !_isWhole; }
   bool isEnd() const { return begins_with(std::string_view(_text).substr(_at), END); }
@@ -171,6 +172,7 @@ void read_segment(const BackupFile& file, std::string prefix, Segments& segments
   BackupSource source;
   source.name = file.name();
   source.firstLine = segments.line();
+  source.isRecoded = segments.isRecoded();
   source.read = [&](char* buffer, std::size_t size) {
     return read_between(prefix, segments, suffix, buffer, size);
   };

@@ -223,7 +223,8 @@ void mend(const Findings& found) {
     mend_schema(found);
     mend_rows(found);
     throw_if_interrupted();
-    if (has(found, Kind::UNNAMED_FILES) || has(found, Kind::MISSING_FILES)) {
+    // Found or not: while somebody wrote, or undid what was cut short, they could be an import's.
+    if (found.wants(Kind::UNNAMED_FILES) || found.wants(Kind::MISSING_FILES)) {
       settle_left_files(media_directory());
     }
     transaction.commit();

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -36,10 +37,17 @@ std::string new_key() {
 
 /** Returns what was left out. */
 std::vector<std::string> back_up_redacted(const std::string& path, const std::string& target) {
-  const PrivateDirectory directory;
-  back_up(path, directory.database());
-  std::vector<std::string> leftOut = redact_database(directory.database(), new_key());
-  back_up(directory.database(), target);
+  std::optional<PrivateDirectory> directory;
+  std::vector<std::string> leftOut;
+  try {
+    directory.emplace();
+    back_up(path, directory->database());
+    leftOut = redact_database(directory->database(), new_key());
+  } catch (const Failure& failure) {
+    // Nobody knows of the copy.
+    throw Failure("cannot write the backup " + target + ": " + failure.what());
+  }
+  back_up(directory->database(), target);
   return leftOut;
 }
 

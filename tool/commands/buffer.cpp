@@ -20,6 +20,7 @@
 #include "commands/command_set.h"
 #include "commands/commands.h"
 #include "exit_status.h"
+#include "filter/whole_number.h"
 #include "helpers/record_mapping.h"
 #include "helpers/store_error.h"
 #include "helpers/transaction.h"
@@ -179,7 +180,7 @@ void declare_encode(CommandSet& commands, CLI::App* group) {
   app.remove_option(app.get_option("--json"));
   app.add_option("MSGID", arguments->msgId, "The message, as 'messages' lists it")
       ->required()
-      ->check(CLI::Range(0, INT_MAX));
+      ->check(whole_number(0));
   app.add_option("-o,--output", arguments->outputFile, "Where to (default: standard output)")
       ->type_name("FILE");
 }

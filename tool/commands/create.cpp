@@ -65,6 +65,8 @@ struct CreateArguments {
 
 /** Whether any was missing. */
 bool add_indexes() {
+  // The end of a transaction waits for readers, also where nothing was written.
+  if (helpers::has_every_index()) return false;
   helpers::Transaction transaction;
   const bool isAdded = helpers::make_indexes();
   transaction.commit();

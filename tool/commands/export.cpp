@@ -1,16 +1,19 @@
 // msg-tarvel export
 
+#include <unistd.h>
+
 #include <memory>
-#include <optional>
 #include <ostream>
 #include <string>
 
 #include "commands/command_set.h"
 #include "commands/commands.h"
 #include "exit_status.h"
+#include "export/interruptible_output.h"
 #include "export/json_lines.h"
 #include "export/media_files.h"
 #include "export/phone_xml.h"
+#include "import/interrupt.h"
 #include "print/remark.h"
 #include "store/connections.h"
 #include "store/media.h"
@@ -29,19 +32,28 @@ struct ExportArguments {
   std::string media;
 };
 
+/** Lines on standard output and files in a directory, both or neither. */
+LeftOut write_with_files(const ExportArguments& arguments, const Database& database,
+                         const std::string& media) {
+  InterruptibleOutput lines(STDOUT_FILENO);
+  std::ostream out(&lines);
+  MediaTarget target(arguments.media);
+  LeftOut leftOut = write_json_lines(database, {media, &target}, arguments.filter, out);
+  // Without the lines the files are of no use.
+  if (!out.flush()) throw Failure("cannot write the output");
+  target.keep();
+  return leftOut;
+}
+
 LeftOut write(const ExportArguments& arguments, const std::string& media, std::ostream& out) {
   const Database database(last_connection());
   if (arguments.format == PHONE_XML) {
     return write_phone_xml(database, media, arguments.filter, out);
   }
-  std::optional<MediaTarget> target;
-  if (!arguments.media.empty()) target.emplace(arguments.media);
-  LeftOut leftOut =
-      write_json_lines(database, {media, target ? &*target : nullptr}, arguments.filter, out);
-  // Without the lines the files are of no use.
-  if (!out.flush()) throw Failure("cannot write the output");
-  if (target) target->keep();
-  return leftOut;
+  if (arguments.media.empty())
+    return write_json_lines(database, {media, nullptr}, arguments.filter, out);
+  return interruptible("no file was kept, and the lines are not whole",
+                       [&] { return write_with_files(arguments, database, media); });
 }
 
 int export_store(const Output& output, ExportArguments arguments) {

@@ -2,12 +2,14 @@
 
 #include "generate/generate.h"
 
+#include <cstdint>
 #include <memory>
 #include <ostream>
 
 #include "commands/command_set.h"
 #include "commands/commands.h"
 #include "exit_status.h"
+#include "filter/whole_number.h"
 #include "helpers/transaction.h"
 #include "print/json.h"
 #include "store/store.h"
@@ -46,15 +48,15 @@ void declare_generate(CommandSet& commands) {
       [options](const Output& output) { return generate(output, *options); });
   app.add_option("--seed", options->seed, "Another number, another store")
       ->capture_default_str()
-      ->check(CLI::NonNegativeNumber)
+      ->check(whole_number(0, UINT64_MAX))
       ->type_name("N");
   app.add_option("--messages", options->messages, "How many messages")
       ->capture_default_str()
-      ->check(CLI::Range(1, MOST_GENERATED_MESSAGES))
+      ->check(whole_number(1, MOST_GENERATED_MESSAGES))
       ->type_name("N");
   app.add_option("--conversations", options->conversations,
                  "How many conversations (default: 60 for 1,000 messages, 600 for 100,000)")
-      ->check(CLI::Range(1, MOST_GENERATED_CONVERSATIONS))
+      ->check(whole_number(1, MOST_GENERATED_CONVERSATIONS))
       ->type_name("N");
   app.add_flag("--no-indexes", options->withoutIndexes, "Add no indexes to the store");
 }

@@ -188,6 +188,13 @@ class Summaries {
   Json _json = Json::array();
 };
 
+/** What came of an import that was interrupted behind so many files. */
+std::string outcome_after(long imported) {
+  const std::string files =
+      imported == 1 ? "first file is" : "first " + std::to_string(imported) + " files are";
+  return "the " + files + " imported, and nothing of the next";
+}
+
 int import_files(const Output& output, const ImportArguments& arguments) {
   const auto& files = arguments.files;
   if (std::count(files.begin(), files.end(), STANDARD_INPUT) > 1) {
@@ -198,12 +205,18 @@ int import_files(const Output& output, const ImportArguments& arguments) {
   const helpers::StoreSession session;
   Summaries summaries(output, arguments);
   int status = FOUND;
+  long imported = 0;
   try {
     for (const std::string& file : files) {
       const ImportSummary summary = import_backup(file, arguments.options);
       if (summary.damages > 0) status = NOTHING_FOUND;
       summaries.add(summary);
+      ++imported;
     }
+  } catch (Interrupted& interrupted) {
+    summaries.end();
+    if (imported > 0 && !arguments.options.isDryRun) interrupted.outcome = outcome_after(imported);
+    throw;
   } catch (...) {
     summaries.end();
     throw;

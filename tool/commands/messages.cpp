@@ -1,6 +1,5 @@
 // msg-tarvel messages, conversation and message
 
-#include <climits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,6 +8,7 @@
 #include "commands/commands.h"
 #include "exit_status.h"
 #include "filter/message_filter.h"
+#include "filter/whole_number.h"
 #include "print/items.h"
 #include "print/remark.h"
 #include "store/read_items.h"
@@ -71,7 +71,7 @@ void declare_conversation(CommandSet& commands) {
       [filter](const Output& output) { return list_messages(output, *filter); });
   app.add_option("ID", filter->conversations.front(), "The conversation, as 'threads' lists it")
       ->required()
-      ->check(CLI::Range(0, INT_MAX));
+      ->check(whole_number(0));
   declare_filter_within_conversation(app, *filter);
 }
 
@@ -82,7 +82,7 @@ void declare_message(CommandSet& commands) {
            [msgIds](const Output& output) { return show_messages(output, *msgIds); })
       .add_option("ID", *msgIds, "The message, as 'messages' lists it")
       ->required()
-      ->check(CLI::Range(0, INT_MAX));
+      ->check(whole_number(0));
 }
 
 }  // namespace msg_tarvel::tool

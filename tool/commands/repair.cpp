@@ -72,6 +72,17 @@ Findings left_for_guessing(const Findings& before) {
   return left;
 }
 
+/** What is left of a store that was mended, whatever comes of this look at it. */
+Findings left_after_mending(const std::string& path, const std::vector<Kind>& kinds) {
+  Findings left(kinds);
+  try {
+    check_copy(path, left);
+  } catch (const Failure& failure) {
+    throw Failure("mended " + path + ", but cannot tell what is left: " + failure.what());
+  }
+  return left;
+}
+
 Repair mend_store(const std::string& path, const RepairArguments& arguments) {
   const std::vector<Kind> kinds = kinds_of(arguments.kinds);
   Repair repair{path, "", Findings(kinds), Findings(kinds)};
@@ -87,8 +98,7 @@ Repair mend_store(const std::string& path, const RepairArguments& arguments) {
     std::filesystem::remove(repair.backup);
     throw;
   }
-  repair.left = Findings(kinds);
-  check_copy(path, repair.left);
+  repair.left = left_after_mending(path, kinds);
   return repair;
 }
 

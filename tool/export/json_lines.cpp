@@ -97,7 +97,7 @@ class LineWriter {
 
   void _line(const Json& line) {
     throw_if_interrupted();
-    _out << json_line(line) << "\n";
+    if (!(_out << json_line(line) << "\n")) throw Failure("cannot write the output");
   }
 
   void _writeEnd() {

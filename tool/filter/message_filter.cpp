@@ -4,13 +4,13 @@
 #include <msg-tarvel-common/item/FolderType.h>
 
 #include <algorithm>
-#include <climits>
 #include <functional>
 #include <map>
 
 #include "exit_status.h"
 #include "filter/folder_words.h"
 #include "filter/time_words.h"
+#include "filter/whole_number.h"
 #include "helpers/same_address.h"
 #include "helpers/store_error.h"
 #include "print/printable.h"
@@ -117,7 +117,7 @@ void declare_filter(CLI::App& app, MessageFilter& filter) {
       ->type_name("ID[,ID...]")
       ->delimiter(',')
       ->allow_extra_args(false)
-      ->check(CLI::Range(0, INT_MAX));
+      ->check(whole_number(0));
   declare_filter_within_conversation(app, filter);
 }
 
@@ -153,7 +153,7 @@ void declare_filter_within_conversation(CLI::App& app, MessageFilter& filter) {
   app.add_option("--type", filter.type, "Only of this type, such as sms or mms")->type_name("TYPE");
   app.add_option("--limit", filter.limit, "At most so many; 0: all (the default)")
       ->type_name("N")
-      ->check(CLI::Range(0, INT_MAX));
+      ->check(whole_number(0));
 }
 
 MatchingMessages::MatchingMessages(const MessageFilter& filter)

@@ -453,6 +453,9 @@ ImportSummary import_backup(const std::string& path, const ImportOptions& option
   return interruptible("nothing was imported", [&] {
     const BackupFile file(path, &throw_if_interrupted);
     if (is_export(file)) return restore_export(file, options);
+    if (!options.media.empty()) {
+      throw UsageError(file.name() + " is no export; --media is only for what an export left out");
+    }
     try {
       return Import(file, &read_backup, options).run();
     } catch (const BackupDamage&) {

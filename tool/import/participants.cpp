@@ -4,6 +4,8 @@
 #include <unordered_map>
 #include <utility>
 
+#include "import/interrupt.h"
+
 namespace msg_tarvel::tool {
 
 using helpers::AddressSet;
@@ -27,6 +29,7 @@ std::vector<std::string> listed_addresses(const BackupMessage& message) {
   std::vector<std::string> addresses;
   const std::string& list = message.address;
   for (std::size_t begin = 0; begin < list.size();) {
+    throw_if_interrupted();
     const std::size_t end = std::min(list.find('~', begin), list.size());
     std::string address = normalised_address(list.substr(begin, end - begin));
     if (!address.empty() && address != "null") addresses.push_back(std::move(address));
@@ -52,6 +55,7 @@ std::string sender_named_by(const BackupMessage& message) {
 std::vector<Participant> addressed(const BackupMessage& message) {
   std::vector<Participant> participants;
   for (const BackupAddress& entry : message.addresses) {
+    throw_if_interrupted();
     const std::string address = normalised_address(entry.address);
     if (!address.empty() && address != NO_SENDER_YET) {
       participants.push_back({address, recipient_type_of(entry.type)});
@@ -63,7 +67,9 @@ std::vector<Participant> addressed(const BackupMessage& message) {
 /** Participants without duplicates; the nearest role of each counts (a sender is often cc too). */
 class Union {
  public:
+  /** Throws Interrupted: of some messages there are very many. */
   void add(const Participant& participant) {
+    throw_if_interrupted();
     if (_addresses.add(participant.address)) {
       _places.emplace(participant.address, _participants.size());
       _participants.push_back(participant);
@@ -119,6 +125,10 @@ void OwnNumbers::_observeSent(const BackupMessage& message) {
       recipients.add({normalised_address(entry.address)});
     }
   }
+  if (recipients.participants().empty()) return;
+  for (const std::string& address : listed_addresses(message)) {
+    if (!recipients.addresses().contains(address)) _listedBesideRecipients.add(address);
+  }
   if (recipients.participants().size() < 2) return;
   for (const Participant& one : recipients.participants()) _others.add(one.address);
 }
@@ -148,6 +158,7 @@ void OwnNumbers::_observeReceived(const BackupMessage& message) {
   if (!recipients.participants().empty()) ++_withRecipients;
   if (recipients.participants().size() > 1) ++_groupMessages;
   for (const Participant& participant : recipients.participants()) {
+    throw_if_interrupted();
     const bool isListed = listed.contains(participant.address);
     Recipient& recipient = _recipient(participant.address);
     ++recipient.named;
@@ -155,14 +166,16 @@ void OwnNumbers::_observeReceived(const BackupMessage& message) {
     if (!isAlone) continue;
     ++recipient.alone;
     if (!isListed) ++recipient.aloneUnlisted;
-    if (recipient.aloneFrom.empty()) recipient.aloneFrom = sender;
-    if (!is_same_address(recipient.aloneFrom, sender)) recipient.isAloneFromOthers = true;
   }
 }
 
-/** A list of two with the sender is that of a group of three; of several, that of a phone. */
+/**
+ * A list of two with the sender may be that of a group of three, whoever sends to it: that a phone
+ * lists itself shows in what it sent.
+ */
 bool OwnNumbers::_isOnlyRecipient(const std::string& number, const Recipient& recipient) const {
-  return recipient.alone > 0 && (recipient.aloneUnlisted > 0 || recipient.isAloneFromOthers) &&
+  const bool isListedBySelf = _listedBesideRecipients.contains(number);
+  return recipient.alone > 0 && (recipient.aloneUnlisted > 0 || isListedBySelf) &&
          !_others.contains(number);
 }
 

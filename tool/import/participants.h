@@ -26,7 +26,8 @@ enum class OwnNumberSource { OPTION, SIM_CARD, BACKUP };
  * one recipient of received messages, when nearly all of those name it; or else as the number that
  * every received group message is addressed to although it is not in the message's own list. Who
  * sends to the owner, a text or a message, is not the owner, nor who gets one of the owner's beside
- * others.
+ * others, nor who is listed beside the sender, as the silent members of groups are; unless sent
+ * messages list the number too.
  */
 class OwnNumbers {
  public:
@@ -52,9 +53,6 @@ class OwnNumbers {
     long alone = 0;
     /** In how many group messages it is not listed. */
     long unlistedInGroups = 0;
-    /** One who sent to it alone, and whether there is another. */
-    std::string aloneFrom;
-    bool isAloneFromOthers = false;
   };
 
   void _observeReceived(const BackupMessage& message);
@@ -68,6 +66,8 @@ class OwnNumbers {
   std::map<std::string, OwnNumberSource> _sources;
   /** Who sends to the owner, or is written to together with another. */
   helpers::AddressSet _others;
+  /** Who stands in the list of a sent message that is not to them. */
+  helpers::AddressSet _listedBesideRecipients;
   helpers::AddressSet _recipientNumbers;
   std::map<std::string, Recipient> _recipients;
   long _received = 0;

@@ -114,6 +114,10 @@ void forget_log_errors() {
 
 bool has_database_error() { return firstDatabaseError.code != 0; }
 
+bool is_lock_error() {
+  return firstDatabaseError.code == SQLITE_BUSY || firstDatabaseError.code == SQLITE_LOCKED;
+}
+
 std::string in_words(const DatabaseError& error) {
   const char* const words = words_for(error.code);
   return words ? words : error.text;

@@ -19,6 +19,9 @@ void forget_log_errors();
 /** Whether the database reported an error since the last forget_log_errors. */
 bool has_database_error();
 
+/** Whether the first of them was a lock of another process. */
+bool is_lock_error();
+
 /** What SQLite failed with, in words for a user. */
 std::string in_words(const DatabaseError& error);
 

@@ -81,8 +81,10 @@ class MSG_TARVEL_EXPORT DBMgr {
 
   /**
    * Leaves the transaction; the outermost call commits or rolls back by its own argument alone.
-   * When that fails, the transaction is still running and the call may be repeated. Without a
-   * transaction it does nothing.
+   * When that fails, the transaction is still running and the call may be repeated. When rolling
+   * back fails too, SQLite has ended the transaction by itself, or lacks the memory to: with
+   * memory, only a new connection goes on then: deinit_db, init_db. Without a transaction it does
+   * nothing.
    */
   int endTransaction(bool commit);
 
@@ -105,7 +107,7 @@ class MSG_TARVEL_EXPORT DBMgr {
    *
    * When that is false, call endTransaction(false), and give up or try both again. If that fails
    * too, SQLite has ended the transaction by itself, and only a new connection goes on: deinit_db,
-   * init_db.
+   * init_db. When createDb throws std::bad_alloc, what it began is rolled back.
    *
    * The files are readable for everyone from their birth until their mode is set. An owner keeps
    * others out by making the directories first (0755) and calling this under umask 0077.

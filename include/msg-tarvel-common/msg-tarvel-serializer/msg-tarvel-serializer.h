@@ -66,9 +66,11 @@ MSG_TARVEL_EXPORT int msg_serialize_nms_msg_meta(const msg_nms_msg_meta_data_t* 
  *
  * The reader trusts the buffer and has no bound: check one that you did not make with
  * msg_check_message first. It reports nothing. A string that there is no memory for is not stored.
- * A record that there is none for is null, also in its list, and what follows it is read from the
- * wrong place, even of a checked buffer and perhaps beyond its end. GLib ends the process when it
- * has no memory for a list node.
+ * A record that there is none for is null, also in its list. Of a message that msg_check_message
+ * accepts nothing is read then but the rest of that record: its list ends there, the contents
+ * behind it are an empty list, and the metadata is null. Of any other buffer what follows is read
+ * from the wrong place, perhaps beyond its end. GLib ends the process when it has no memory for a
+ * list node.
  */
 MSG_TARVEL_EXPORT void msg_deserialize_message(const char* buf, msg_message_item_t* item);
 
@@ -80,10 +82,9 @@ MSG_TARVEL_EXPORT void msg_deserialize_nms_msg_meta(const char* buf, msg_nms_msg
  * marker, count, length or presence byte is not as the serializer writes it or would reach past
  * `size`. Never reads past `size`. A null `buf` gives 0.
  *
- * What is accepted, msg_deserialize_message reads in bounds, as long as no allocation fails. What
- * msg_serialize_message makes is accepted with its exact length, unless a list had more than 255
- * elements: such a list is written whole behind a count modulo 256, and the buffer is no
- * well-formed message any more.
+ * What is accepted, msg_deserialize_message reads in bounds. What msg_serialize_message makes is
+ * accepted with its exact length, unless a list had more than 255 elements: such a list is written
+ * whole behind a count modulo 256, and the buffer is no well-formed message any more.
  */
 MSG_TARVEL_EXPORT size_t msg_check_message(const char* buf, size_t size);
 

@@ -256,6 +256,16 @@ TEST_F(CheckTest, Files) {
   }
 }
 
+// While somebody undoes what a killed import has begun, its files could be those of a writer.
+TEST_F(CheckTest, FilesThatAWriterHidAreMendedWithTheRest) {
+  const std::string left = media_directory() + "/incoming-1-2";
+  write_file(left, "x");
+  mend(Findings(kinds_of({"counters"})));
+  EXPECT_TRUE(fs::exists(left));
+  mend(Findings(kinds_of({})));
+  EXPECT_FALSE(fs::exists(left));
+}
+
 TEST_F(CheckTest, AStoreInWriteAheadModeIsToldAndLeftAsItIs) {
   const auto chooseWriteAhead = [] {
     Database(file()).execute("PRAGMA journal_mode = WAL;");

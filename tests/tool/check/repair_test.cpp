@@ -152,6 +152,16 @@ TEST_F(Repair, ALockedStoreIsNotMended) {
                 ": it is locked by another process");
   writer.exec("ROLLBACK;");
   EXPECT_EQ(rows("SELECT msgCnt FROM msg_conversation_table WHERE convId = 1;"), "5\n");
+  EXPECT_EQ(backups().size(), 0U);
+}
+
+TEST_F(Repair, WhatTheStoreRefusesChangesNothing) {
+  plant(std::string(TWO_FAULTS) +
+        "UPDATE msg_conversation_table SET unreadCnt = 7; CREATE TRIGGER refusal BEFORE UPDATE OF "
+        "unreadCnt ON msg_conversation_table BEGIN SELECT RAISE(ABORT, 'not today'); END;");
+  expectFailure(run({"repair"}), "cannot mend " + dbFile() + ": not today");
+  EXPECT_EQ(rows("SELECT msgCnt FROM msg_conversation_table WHERE convId = 1;"), "5\n");
+  EXPECT_EQ(backups().size(), 0U);
 }
 
 TEST_F(Repair, AnotherUserChecksNothing) {

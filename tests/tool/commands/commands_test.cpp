@@ -148,9 +148,37 @@ TEST_F(Commands, RefuseWhatMakesNoSense) {
     EXPECT_EQ(result.out, "") << ::testing::PrintToString(command);
     EXPECT_NE(result.err, "") << ::testing::PrintToString(command);
   }
-  EXPECT_EQ(run({"conversation", "x"}).err,
-            "ID: Value x not in range 0 to 2147483647\n"
-            "Run with --help or --help-all for more information.\n");
+}
+
+TEST_F(Commands, SayInPlainWordsWhatIsNoNumberOfTheirs) {
+  const std::vector<std::pair<std::vector<std::string>, std::string>> mistakes = {
+      {{"conversation", "x"}, "ID: 'x' is no whole number"},
+      {{"message", "1", "2.5"}, "ID: '2.5' is no whole number"},
+      {{"buffer", "encode", "-1"}, "MSGID: -1 is too small; the least is 0"},
+      {{"messages", "--limit", "abc"}, "--limit: 'abc' is no whole number"},
+      {{"messages", "--limit", ""}, "--limit: '' is no whole number"},
+      {{"messages", "--limit", "2147483648"},
+       "--limit: 2147483648 is too large; the most is 2147483647"},
+      {{"export", "--conv", "1,x"}, "--conv: 'x' is no whole number"},
+      {{"generate", "--seed", "x"}, "--seed: 'x' is no whole number"},
+      {{"generate", "--seed", "-1"}, "--seed: -1 is too small; the least is 0"},
+      {{"generate", "--seed", "18446744073709551616"},
+       "--seed: 18446744073709551616 is too large; the most is 18446744073709551615"},
+      {{"generate", "--messages", "0"}, "--messages: 0 is too small; the least is 1"},
+      {{"generate", "--messages", "10000001"},
+       "--messages: 10000001 is too large; the most is 10000000"},
+      {{"generate", "--conversations", "20001"},
+       "--conversations: 20001 is too large; the most is 20000"}};
+  for (const auto& [typed, words] : mistakes) {
+    const ProcessResult result = run(typed);
+    EXPECT_EQ(result.status, 2) << words;
+    EXPECT_EQ(result.err, words + "\nRun with --help or --help-all for more information.\n");
+  }
+  create();
+  for (const std::string most : {"0", "2147483647"}) {
+    EXPECT_EQ(run({"messages", "--limit", most}).status, 1) << most;
+  }
+  EXPECT_EQ(run({"generate", "--seed", "18446744073709551615", "--messages", "1"}).status, 0);
 }
 
 TEST_F(Commands, SuggestTheCommandThatWasMeant) {

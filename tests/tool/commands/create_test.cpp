@@ -189,6 +189,21 @@ TEST_F(CreateBesideAReader, FailsWhenItStays) {
   EXPECT_EQ(tables(), "14\n");
 }
 
+// Who waited would wait for 2.1 seconds, and then fail.
+TEST_F(Create, NobodyHoldsUpAWholeStore) {
+  create();
+  RawConnection reader(dbFile());
+  reader.exec("BEGIN;");
+  reader.value("SELECT count(*) FROM temp_log;");
+  RawConnection writer(dbFile());
+  writer.exec("BEGIN IMMEDIATE;");
+  const auto begin = std::chrono::steady_clock::now();
+  const ProcessResult result = run({"create"});
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out, "complete already: " + dbFile() + "\n");
+}
+
 TEST_F(Create, WaitsForAReaderOfAnEmptyFile) {
   std::filesystem::create_directories(dataDir() + "/dbspace");
   RawConnection reader(dbFile());

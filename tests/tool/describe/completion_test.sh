@@ -42,15 +42,16 @@ offers() {
   case $shell in
     bash) offers_of_bash "$1" ;;
     fish) offers_of_fish "$1" ;;
-    zsh) zsh -f "$here/zsh_offers.zsh" "$script" "$1" "$folder/zsh" ;;
+    # Its own function for files names a directory twice.
+    zsh) zsh -f "$here/zsh_offers.zsh" "$script" "$1" "$folder/zsh" | sort -u ;;
   esac
 }
 
 failures=0
-# expect OFFER LINE: OFFER is what stands in line, in alphabetical order
+# expect OFFER LINE: OFFER is what stands in line, in alphabetical order, each once
 expect() {
   local offered
-  offered=$(offers "msg-tarvel $2" | LC_ALL=C sort -u | paste -sd,)
+  offered=$(offers "msg-tarvel $2" | LC_ALL=C sort | paste -sd,)
   if [ "$offered" != "$1" ]; then
     printf 'FAILED: msg-tarvel %s\n  offers   %s\n  expected %s\n' "$2" "$offered" "$1"
     failures=1
@@ -86,5 +87,15 @@ expect "$options" "threads "
 # What has been typed as a value is no command.
 expect "buffer" "--data-dir buffer bu"
 expect "--verbose" "buffer --verb"
+
+# Options of several commands stand once in each list of those that take a value.
+repeats=$(
+  awk '/^ *case -/ || / \| / { delete seen; for (i = 1; i <= NF; i++) if (seen[$i]++ && $i ~ /^-/) print $i }' "$script"
+  grep -E '^    -.*\)$' "$script" | sort | uniq -d || true
+)
+if [ -n "$repeats" ]; then
+  printf 'FAILED: the script says twice:\n%s\n' "$repeats"
+  failures=1
+fi
 
 exit "$failures"

@@ -57,6 +57,15 @@ TEST_F(ImportFiles, SeveralAreATransactionEach) {
                           "conversations created: 0\nparts:   0 stored, 0 of them reported\n");
 }
 
+TEST_F(ImportFiles, AnExportsDirectoryIsNoneOfAPhones) {
+  const std::string path = file("1.xml", backup(text(1)));
+  const ProcessResult result = run({"import", path, "--media", folder()});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err,
+            "msg-tarvel: " + path + " is no export; --media is only for what an export left out\n");
+  EXPECT_EQ(storedTexts(), "");
+}
+
 TEST_F(ImportFiles, CompressedOnesAreReadLikeOthers) {
   const std::string whole = backup(text(1) + PICTURE + text(2));
   // Members follow one another; zeros that fill up a tape are none.

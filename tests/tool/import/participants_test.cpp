@@ -122,6 +122,19 @@ TEST_F(Participants, TheOwnerIsInEveryGroupWithoutBeingListed) {
             Numbers{OWNER});
 }
 
+// A phone that leaves its own number out lists a silent member like this, in every group.
+TEST_F(Participants, WhoIsListedBesideEverySenderNeedNotBeTheOwner) {
+  const BackupMessage one = multimedia("1", listed(A, C), {{A, 137}, {C, 151}});
+  const BackupMessage other = multimedia("1", listed(B, C), {{B, 137}, {C, 151}});
+  EXPECT_EQ(own_numbers({one, other, one, other}), Numbers{});
+  EXPECT_EQ(own_numbers({one, other, multimedia("2", A, {{TOKEN, 137}, {A, 151}})}), Numbers{});
+  // Unless it lists itself in what it sends.
+  EXPECT_EQ(own_numbers({one, other, multimedia("2", listed(A, C), {{TOKEN, 137}, {A, 151}})}),
+            Numbers{C});
+  EXPECT_EQ(own_numbers({one, other, multimedia("2", listed(A, C), {{A, 151}, {C, 151}})}),
+            Numbers{});
+}
+
 TEST_F(Participants, WeakSignsOfTheOwnerDoNotCountBesideStrongOnes) {
   EXPECT_EQ(own_numbers({multimedia("2", A, {{OWNER, 137}, {A, 151}}),
                          multimedia("1", A, {{A, 137}, {B, 151}, {OWNER, 151}})}),

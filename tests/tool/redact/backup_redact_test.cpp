@@ -74,6 +74,20 @@ TEST_F(BackupRedact, TellsWhatIsLeftOut) {
   EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 3) << out;
 }
 
+TEST_F(BackupRedact, WhatFailsNamesTheNewFile) {
+  const std::string cannot = "cannot write the backup " + target() + ": ";
+  const std::string nowhere = folder() + "/none";
+  expectFailure(run({"backup", target(), "--redact"}, {"TMPDIR=" + nowhere}),
+                cannot + "cannot make a directory " + nowhere, ": No such file or directory");
+  std::string damaged = content_of(dbFile());
+  file("data/dbspace/.msg-tarvel-server.db", damaged.replace(8192, 4096, 4096, 'x'));
+  expectFailure(run({"backup", target(), "--redact"}),
+                cannot + "cannot redact the message store: ");
+  EXPECT_FALSE(std::filesystem::exists(target()));
+  expectFailure(run({"backup", nowhere + "/b.db", "--redact"}),
+                "cannot write the backup " + nowhere + "/b.db: ");
+}
+
 TEST_F(BackupRedact, NeverOverAFile) {
   const std::string there = file("there", "kept");
   expectFailure(run({"backup", there, "--redact"}), "cannot write the backup " + there,
