@@ -164,8 +164,8 @@ class AllocationFaultsOfQueries : public AllocationFaults,
 
  private:
   // Of each query.
-  static constexpr int COLD_POINTS = 4;
-  static constexpr int WARM_POINTS = 15;
+  static constexpr int COLD_POINTS = 3;
+  static constexpr int WARM_POINTS = 11;
 
   /** Whether anything failed. */
   static bool tryQuery(const ListQuery& query, const Outcome& whole, bool isFast, Failure failure,
