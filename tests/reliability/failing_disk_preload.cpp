@@ -76,11 +76,11 @@ int sqlite3_open_v2(const char* filename, sqlite3** ppDb, int flags, const char*
 
 // The C library gives the parameters of these reserved names.
 
-// Nobody lets go of a lock that is in the way for good.
-// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
+// Nobody lets go of a lock that is in the way for good, and whoever lets go of another does so
+// soon. NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 int usleep(useconds_t microseconds) {
   static const auto real = next("usleep", &usleep);
-  return isLockedForGood ? 0 : real(microseconds);
+  return isLockedForGood ? 0 : real(microseconds / 20);
 }
 
 // What is written need not outlive the power: waiting for the disk is most of what a commit takes.
