@@ -91,6 +91,22 @@ class ToolDiskFaults : public ToolTest {
     EXPECT_GT(_failed, 5);
   }
 
+  /** The environment with the disk in front, which fails where `failing` says so. */
+  Environment withDisk(const Environment& failing) const {
+    const char* const options = std::getenv("ASAN_OPTIONS");
+    Environment all = {
+        "LD_PRELOAD=" FAILING_DISK_LIBRARY,
+        std::string("ASAN_OPTIONS=verify_asan_link_order=0:") + (options ? options : "")};
+    all.insert(all.end(), failing.begin(), failing.end());
+    return all;
+  }
+
+  /** Without waiting for a real disk. */
+  ProcessResult run(const std::vector<std::string>& arguments,
+                    const Environment& failing = {}) const {
+    return ToolTest::run(arguments, withDisk(failing));
+  }
+
   bool hasFailed() const { return fs::file_size(_report) == 0; }
   void countFailed(bool isUnknown) {
     ++_failed;
@@ -116,12 +132,9 @@ class ToolDiskFaults : public ToolTest {
   }
 
  private:
-  std::vector<std::string> preloaded(int failure, int number) const {
-    const char* const options = std::getenv("ASAN_OPTIONS");
-    return {"LD_PRELOAD=" FAILING_DISK_LIBRARY,
-            "MSG_TARVEL_FAILING_DISK=" + std::to_string(failure) + " " + std::to_string(number) +
-                " " + _report,
-            std::string("ASAN_OPTIONS=verify_asan_link_order=0:") + (options ? options : "")};
+  Environment preloaded(int failure, int number) const {
+    return {"MSG_TARVEL_FAILING_DISK=" + std::to_string(failure) + " " + std::to_string(number) +
+            " " + _report};
   }
 
   const std::string _beginning = folder() + "/beginning";
@@ -177,7 +190,7 @@ class ToolDiskFaultsOfTransactions : public ToolDiskFaults {
       const ProcessResult check = run({"check"});
       EXPECT_EQ(check.status, 0) << check.out << check.err;
     });
-    EXPECT_TRUE(!is_whole_run() || unknown() > 0);
+    EXPECT_GT(unknown(), 0);
   }
 };
 
@@ -232,8 +245,9 @@ TEST_F(ToolDiskFaultsOfMaking, OfAHalfMadeStoreAreMendedByTheNext) {
 class OwnerDiskFaults : public ToolDiskFaults {
  protected:
   ProcessResult own(const std::vector<std::string>& failing = {}) const {
-    std::vector<std::string> variables = environment();
-    variables.insert(variables.end(), failing.begin(), failing.end());
+    Environment variables = environment();
+    const Environment more = withDisk(failing);
+    variables.insert(variables.end(), more.begin(), more.end());
     return run_program({OWNER_PROGRAM}, variables);
   }
 
@@ -286,6 +300,7 @@ class OwnerDiskFaults : public ToolDiskFaults {
       const ProcessResult check = run({"check", "integrity", "counters", "unread", "last-message"});
       EXPECT_EQ(check.status, 0) << check.out;
     });
+    EXPECT_GT(unknown(), 0);
   }
 
  private:
