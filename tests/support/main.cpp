@@ -42,7 +42,7 @@ int run_each_in_a_process() {
     }
     running.erase(ended);
   };
-  const std::size_t most = 2 * std::max(1U, std::thread::hardware_concurrency());
+  const std::size_t most = std::size_t{2} * std::max(1U, std::thread::hardware_concurrency());
   for (const std::string& name : names_of_tests()) {
     while (running.size() >= most) await_one();
     if (failed > 0) break;
