@@ -508,6 +508,14 @@ class LockedStore : public FastQueryTest {
     return {begin, all.end()};
   }
 
+  /** A statement that the fast way compiles once for a connection. */
+  static ListQuery lookUp() {
+    return {
+        "look-up by id", [] {
+          return item_outcome<Message>([](Message& message) { return db_get_message(1, message); });
+        }};
+  }
+
   /** Both ways through a lock that stays: one wait, one failure. */
   void expectTheSameFailure(const ListQuery& query, int code, bool isSchemaKnown) {
     SCOPED_TRACE(query.name);
@@ -530,11 +538,13 @@ TEST_F(LockedStore, FailsInTheFirstStep) {
   ASSERT_EQ(list_queries().front().ask().result, DB_SUCCESS);
   raw().exec("BEGIN EXCLUSIVE;");
   for (const ListQuery& query : list_queries()) expectTheSameFailure(query, DB_ERR_STEP, true);
+  expectTheSameFailure(lookUp(), DB_ERR_STEP, true);
 }
 
 TEST_F(LockedStore, FailsToCompileWithoutTheSchema) {
   raw().exec("BEGIN EXCLUSIVE;");
   for (const ListQuery& query : list_queries()) expectTheSameFailure(query, DB_ERR_PREPARE, false);
+  expectTheSameFailure(lookUp(), DB_ERR_PREPARE, false);
 }
 
 TEST_F(LockedStore, IsReportedLineByLine) {
