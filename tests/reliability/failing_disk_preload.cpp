@@ -8,6 +8,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
@@ -20,12 +21,18 @@ namespace {
 using msg_tarvel::FailingDisk;
 
 char report[4096];
-bool isLockedForGood = false;
+/** Whether what fails is a lock that is in the way for good, and it has begun to fail. */
+std::atomic<bool> isLockedForGood = false;
 
 void tell() {
   const int file = open(report, O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
   if (file == -1) std::abort();
   close(file);
+}
+
+void tell_of_lock() {
+  isLockedForGood = true;
+  tell();
 }
 
 [[gnu::destructor]] void tell_count() {
@@ -42,10 +49,10 @@ void install() {
   int number = 0;
   const char* const wanted = std::getenv("MSG_TARVEL_FAILING_DISK");
   if (!wanted || std::sscanf(wanted, "%d %d %4095s", &failure, &number, report) != 3) return;
-  FailingDisk::onFirstFailure(&tell);
-  FailingDisk::fail(number, FailingDisk::FAILURES[failure]);
-  isLockedForGood = FailingDisk::FAILURES[failure].kind == FailingDisk::Kind::BUSY &&
-                    FailingDisk::FAILURES[failure].isForGood;
+  const FailingDisk::Failure wantedFailure = FailingDisk::FAILURES[failure];
+  const bool isLock = wantedFailure.kind == FailingDisk::Kind::BUSY && wantedFailure.isForGood;
+  FailingDisk::onFirstFailure(isLock ? &tell_of_lock : &tell);
+  FailingDisk::fail(number, wantedFailure);
 }
 
 /** What a failed open leaves the library does not close; a sanitizer must not call it a leak. */
@@ -76,11 +83,11 @@ int sqlite3_open_v2(const char* filename, sqlite3** ppDb, int flags, const char*
 
 // The C library gives the parameters of these reserved names.
 
-// Nobody lets go of a lock that is in the way for good, and whoever lets go of another does so
-// soon. NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
+// Nobody lets go of a lock that is in the way for good.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 int usleep(useconds_t microseconds) {
   static const auto real = next("usleep", &usleep);
-  return isLockedForGood ? 0 : real(microseconds / 20);
+  return isLockedForGood ? 0 : real(microseconds);
 }
 
 // What is written need not outlive the power: waiting for the disk is most of what a commit takes.

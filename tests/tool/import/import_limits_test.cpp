@@ -58,7 +58,7 @@ TEST_F(ImportLimits, NothingLongIsInMemory) {
 TEST_F(ImportLimits, AMessageToVeryManyTakesLittleMemory) {
   // AddressSanitizer puts more around a small block than is in it.
 #ifdef TEST_OF_INSTRUMENTED
-  constexpr int MANY = 40000;
+  constexpr int MANY = 20000;
 #else
   constexpr int MANY = 100000;
 #endif
