@@ -111,7 +111,7 @@ TEST_F(Interruption, SaysWhichFilesAreImported) {
 }
 
 TEST_F(Interruption, AKilledImportLeavesNothingBehindTheNext) {
-  const std::string path = pictures(10);
+  const std::string path = pictures(100);
   const auto begin = steady_clock::now();
   EXPECT_EQ(start({"import", path})->wait(), 0);
   const auto duration = steady_clock::now() - begin;
@@ -146,8 +146,8 @@ TEST_F(Interruption, AKilledImportLeavesNothingBehindTheNext) {
 
   EXPECT_EQ(run({"import", path}).status, 0);
   EXPECT_EQ(run({"check"}).status, 0);
-  EXPECT_EQ(rows("SELECT count(*) FROM msg_message_table;"), "10\n");
-  EXPECT_EQ(mediaFiles().size(), 10U);
+  EXPECT_EQ(rows("SELECT count(*) FROM msg_message_table;"), "100\n");
+  EXPECT_EQ(mediaFiles().size(), 100U);
   expectFilesToBeThoseOfRows();
 }
 
