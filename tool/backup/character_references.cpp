@@ -2,15 +2,14 @@
 
 #include <cstring>
 
+#include "backup/surrogates.h"
+
 namespace msg_tarvel::tool {
 
 namespace {
 
 constexpr std::uint32_t LAST_CODE_POINT = 0x10FFFF;
 constexpr const char* REPLACEMENT = "&#65533;";
-
-bool is_high_surrogate(std::uint32_t c) { return c >= 0xD800 && c <= 0xDBFF; }
-bool is_low_surrogate(std::uint32_t c) { return c >= 0xDC00 && c <= 0xDFFF; }
 
 bool is_allowed(std::uint32_t c) {
   return c == 0x9 || c == 0xA || c == 0xD || (c >= 0x20 && c <= 0xD7FF) ||
@@ -89,9 +88,7 @@ bool CharacterReferences::_continuesReference(char character) {
 void CharacterReferences::_endReference(std::string& out) {
   _state = State::TEXT;
   if (is_low_surrogate(_codePoint) && _highSurrogate != 0) {
-    const std::uint32_t character =
-        0x10000 + ((_highSurrogate - 0xD800) << 10) + (_codePoint - 0xDC00);
-    out += "&#" + std::to_string(character) + ";";
+    out += "&#" + std::to_string(surrogates_to_character(_highSurrogate, _codePoint)) + ";";
     _highSurrogate = 0;
     return;
   }

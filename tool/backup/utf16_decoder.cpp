@@ -2,12 +2,11 @@
 
 #include <glib.h>
 
+#include "backup/surrogates.h"
+
 namespace msg_tarvel::tool {
 
 namespace {
-
-bool is_high_surrogate(unsigned int unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-bool is_low_surrogate(unsigned int unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
 void append(unsigned int character, std::string& out) {
   if (character < 0x80) {
@@ -37,7 +36,7 @@ void Utf16Decoder::_take(unsigned int unit, std::string& out) {
   const unsigned int high = _highSurrogate;
   _highSurrogate = is_high_surrogate(unit) ? unit : 0;
   if (high != 0 && is_low_surrogate(unit)) {
-    append(0x10000 + ((high - 0xD800) << 10) + (unit - 0xDC00), out);
+    append(surrogates_to_character(high, unit), out);
     return;
   }
   if (high != 0) append(high, out);

@@ -25,7 +25,7 @@ InterruptibleOutput::int_type InterruptibleOutput::overflow(int_type character) 
 int InterruptibleOutput::sync() {
   for (const char* at = pbase(); at != pptr();) {
     if (!_isReady()) return -1;
-    const ssize_t count = write(_descriptor, at, static_cast<std::size_t>(pptr() - at));
+    const ssize_t count = ::write(_descriptor, at, static_cast<std::size_t>(pptr() - at));
     if (count == -1 && errno != EINTR && errno != EAGAIN) return -1;
     if (count > 0) at += count;
   }
