@@ -2,9 +2,10 @@
 """Tries mutants of src/ and helpers/ in a tree that nobody works on; script/mutate makes one.
 
 Each mutant is compiled and tested until a test notices it: first by the test programs of its own folder, then
-by the others, then with the tool, and with --sanitizers under the sanitizers."""
+by the others, those that take least first, and with --sanitizers under the sanitizers."""
 
 import argparse
+import collections
 import datetime
 import enum
 import os
@@ -18,12 +19,7 @@ import time
 from mutants import mutants_of
 
 FOLDERS = ("src", "helpers")
-# What is compiled is used once.
-PLAIN = ["--preset", "dev", "-DCMAKE_CXX_FLAGS=-g0"]
-LIBRARY = ("library", [*PLAIN, "-DMSG_TARVEL_BUILD_TOOL=OFF"])
-TOOL = ("tool", PLAIN)
-SANITIZERS = ("asan", ["--preset", "asan"])
-# A mutant may loop for ever; the longest program takes a few seconds.
+# A mutant may loop for ever; the longest program takes half a minute.
 LONGEST = 90
 EQUIVALENT = pathlib.Path(__file__).parent / "equivalent.txt"
 
@@ -58,23 +54,31 @@ def quiet(command, seconds=None):
 class Build:
     """A build of the tree, whose test programs notice a mutant or do not."""
 
-    def __init__(self, tree, name, options):
+    def __init__(self, tree, preset, passes=False):
         self.tree = tree
-        self.folder = tree / "build" / name
-        subprocess.run(
-            ["cmake", "-S", tree, "-B", self.folder, "-DMSG_TARVEL_WERROR=OFF", *options],
-            check=True,
-            stdout=subprocess.DEVNULL,
-        )
+        self.folder = tree / "build" / preset
+        subprocess.run([tree / "script/configure", "--preset", preset], check=True)
         subprocess.run(["cmake", "--build", self.folder, "--", "--quiet"], check=True)
-        self.folders, self.seconds = {}, {}
+        self.folders, self.seconds = {}, self._seconds_of_ctest()
         for file in self.folder.glob("tests/**/*-tests[[]1]_include.cmake"):
             program = next(self.folder.glob("bin/**/" + file.name.split("[")[0]))
-            began = time.monotonic()
-            if not self._passes(program):
-                sys.exit(f"{program} fails without any mutant")
             self.folders[program] = str(file.parent.relative_to(self.folder / "tests"))
-            self.seconds[program] = time.monotonic() - began
+            if not passes:
+                began = time.monotonic()
+                if not self._passes(program):
+                    sys.exit(f"{program} fails without any mutant")
+                self.seconds[program.name] = time.monotonic() - began
+
+    def _seconds_of_ctest(self):
+        """How long the tests of each program took when CTest ran them last."""
+        seconds = collections.Counter()
+        costs = self.folder / "Testing/Temporary/CTestCostData.txt"
+        for line in costs.read_text().splitlines() if costs.exists() else []:
+            if line == "---":
+                break
+            name, _, cost = line.split()
+            seconds[name.split(".")[0]] += float(cost)
+        return seconds
 
     @staticmethod
     def _passes(program):
@@ -97,7 +101,7 @@ class Build:
         """What becomes of the changed tree, and by which program."""
         parts = pathlib.PurePath(path).parts
         own = parts[1] if parts[0] == "src" and len(parts) > 2 else parts[0]
-        programs = sorted(self.folders, key=self.seconds.get)
+        programs = sorted(self.folders, key=lambda program: self.seconds[program.name])
         for near in (True, False):
             these = [p for p in programs if (self.folders[p] == own) == near]
             targets = ["--target", *(p.name for p in these)] if near and these else []
@@ -135,6 +139,7 @@ def main():
     parser.add_argument("--seed", default=datetime.date.today().isoformat(), help="what draws them: the date")
     parser.add_argument("--only", default="", help="of the mutants whose name holds this text")
     parser.add_argument("--least", type=float, default=90, help="per cent that must be noticed")
+    parser.add_argument("--passed", action="store_true", help="the tests passed just now")
     parser.add_argument("--sanitizers", action="store_true", help="try what survives under them too")
     arguments = parser.parse_args()
     # What restores the source runs at an end by a signal too.
@@ -145,7 +150,7 @@ def main():
     drawn = [m for m in mutants if m.name not in known]
     random.Random(arguments.seed).shuffle(drawn)
 
-    build = Build(arguments.tree, *LIBRARY)
+    build = Build(arguments.tree, "dev", arguments.passed)
     noticed, survivors = 0, []
     for mutant in drawn:
         if noticed + len(survivors) == arguments.count:
@@ -155,10 +160,9 @@ def main():
         if outcome is Outcome.SURVIVED:
             survivors.append(mutant)
     tried = noticed + len(survivors)
-    for name, options in [TOOL, SANITIZERS] if arguments.sanitizers else [TOOL]:
-        if survivors:
-            build = Build(arguments.tree, name, options)
-            survivors = [m for m in survivors if build.try_mutant(m) is not Outcome.NOTICED]
+    if survivors and arguments.sanitizers:
+        build = Build(arguments.tree, "asan")
+        survivors = [m for m in survivors if build.try_mutant(m) is not Outcome.NOTICED]
 
     for mutant in survivors:
         print(f"survived: {mutant.name}")
