@@ -269,14 +269,15 @@ TEST_F(MessageQueries, ACommaFollowsEachIdThatDiffersFromTheLast) {
 
 TEST_F(MessageQueries, StorageTypeOrderAndLimitFollow) {
   const std::vector<std::pair<std::function<void(ListCondition&)>, std::string>> conditions = {
-      {[](ListCondition& cond) { cond.storageId = 4; },
-       " AND storageId = 4 ORDER BY displayTime DESC;"},
+      {[](ListCondition& cond) { cond.storageId = 1; },
+       " AND storageId = 1 ORDER BY displayTime DESC;"},
       {[](ListCondition& cond) { cond.storageId = 0; }, " ORDER BY displayTime DESC;"},
       {[](ListCondition& cond) { cond.storageId = -1; }, " ORDER BY displayTime DESC;"},
       {[](ListCondition& cond) { cond.msgType = "mms"; },
        " AND msgType = 'mms' ORDER BY displayTime DESC;"},
       {[](ListCondition& cond) { cond.ascending = true; }, " ORDER BY displayTime ASC;"},
       {[](ListCondition& cond) { cond.limit = 20; }, " ORDER BY displayTime DESC LIMIT 20;"},
+      {[](ListCondition& cond) { cond.limit = 1; }, " ORDER BY displayTime DESC LIMIT 1;"},
       {[](ListCondition& cond) { cond.limit = -5; }, " ORDER BY displayTime DESC LIMIT -5;"},
       {[](ListCondition& cond) { cond.limit = 0; }, " ORDER BY displayTime DESC;"},
   };

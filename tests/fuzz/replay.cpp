@@ -1,7 +1,9 @@
 // Runs a fuzz target on the files that are named on the command line, and on every beginning of
-// each.
+// each; of a folder, on its files as they are.
 
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -19,22 +21,31 @@ void run(const std::string& input) {
   LLVMFuzzerTestOneInput(data.get(), size);
 }
 
+std::string content_of(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  if (!file || bytes.empty()) {
+    std::fprintf(stderr, "%s cannot be read\n", path.c_str());
+    std::exit(1);
+  }
+  return bytes;
+}
+
 }  // namespace
 
 // NOLINTNEXTLINE(bugprone-exception-escape): an input that makes a target throw has to end this
 int main(int argc, char** argv) {
   if (argc < 2) {
-    std::fprintf(stderr, "usage: %s FILE...\n", argv[0]);
+    std::fprintf(stderr, "usage: %s FILE|FOLDER...\n", argv[0]);
     return 2;
   }
   for (int i = 1; i < argc; ++i) {
-    std::ifstream file(argv[i], std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (!file || bytes.empty()) {
-      std::fprintf(stderr, "%s: %s cannot be read\n", argv[0], argv[i]);
-      return 1;
+    if (std::filesystem::is_directory(argv[i])) {
+      for (const auto& file : std::filesystem::directory_iterator(argv[i])) run(content_of(file));
+    } else {
+      const std::string bytes = content_of(argv[i]);
+      for (std::size_t length = 0; length <= bytes.size(); ++length) run(bytes.substr(0, length));
     }
-    for (std::size_t length = 0; length <= bytes.size(); ++length) run(bytes.substr(0, length));
   }
   return 0;
 }

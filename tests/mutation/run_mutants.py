@@ -101,13 +101,16 @@ class Build:
         """What becomes of the changed tree, and by which program."""
         parts = pathlib.PurePath(path).parts
         own = parts[1] if parts[0] == "src" and len(parts) > 2 else parts[0]
+        # What is made of helpers is the tool, more than the library.
+        near = (own, "tool") if own == "helpers" else (own,)
         programs = sorted(self.folders, key=lambda program: self.seconds[program.name])
-        for near in (True, False):
-            these = [p for p in programs if (self.folders[p] == own) == near]
-            targets = ["--target", *(p.name for p in these)] if near and these else []
-            if quiet(["cmake", "--build", self.folder, *targets]) != 0:
+        first = [program for program in programs if self.folders[program] in near]
+        others = [program for program in programs if program not in first]
+        for batch in [first, *(others[i : i + 8] for i in range(0, len(others), 8))]:
+            targets = [program.name for program in batch]
+            if quiet(["cmake", "--build", self.folder, "--target", "msg-tarvel-common", *targets]) != 0:
                 return Outcome.NOT_COMPILED, ""
-            for program in these:
+            for program in batch:
                 if not self._passes(program):
                     return Outcome.NOTICED, f" by {program.name}"
         return Outcome.SURVIVED, ""
