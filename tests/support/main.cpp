@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -61,6 +62,8 @@ int run_each_in_a_process() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // Whoever starts the tests may ignore some, as nohup and a shell's & do.
+  for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) std::signal(number, SIG_DFL);
   ::testing::InitGoogleTest(&argc, argv);
   if (argc == 2 && std::string(argv[1]) == "--each") return std::min(run_each_in_a_process(), 1);
   return RUN_ALL_TESTS();
