@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "exit_status.h"
+#include "helpers/store_error.h"
 #include "import/interrupt.h"
 #include "store/media.h"
 
@@ -215,11 +216,16 @@ void PayloadStage::confirm() {
   _kept.clear();
 }
 
-void PayloadStage::confirmNamed(const NamedFiles& named) {
-  const auto settle = [&](const std::string& name) {
-    return named.contains(settled_name(name)) && settle_file(_opened->descriptor(), name);
-  };
-  _kept.erase(std::remove_if(_kept.begin(), _kept.end(), settle), _kept.end());
+void PayloadStage::keepNamedFiles() {
+  try {
+    const NamedFiles named = read_named_files();
+    const auto settle = [&](const std::string& name) {
+      return named.contains(settled_name(name)) && settle_file(_opened->descriptor(), name);
+    };
+    _kept.erase(std::remove_if(_kept.begin(), _kept.end(), settle), _kept.end());
+  } catch (const helpers::StoreError&) {
+    _kept.clear();
+  }
 }
 
 }  // namespace msg_tarvel::tool

@@ -69,10 +69,11 @@ class PayloadStage : public PayloadSink {
   /** Lets the kept files stay and gives them their names: the rows that name them are committed.
    */
   void confirm();
-  /** Leaves the kept files to the next import. */
-  void leave() { _kept.clear(); }
-  /** Lets those of the kept files stay that are named. */
-  void confirmNamed(const NamedFiles& named);
+  /**
+   * After a commit that may have succeeded: lets those stay that rows of the store name now. Where
+   * these cannot be read, all are left to the next import as they are.
+   */
+  void keepNamedFiles();
 
  private:
   struct Checksum {

@@ -81,8 +81,9 @@ class XmlWriter {
         _contents(database.query(SELECT_CONTENTS)) {}
 
   LeftOut write(const MessageFilter& filter) {
-    _out << "<?xml version='1.0' encoding='UTF-8' standalone='yes' ?>\n<smses count=\""
-         << _count(filter) << "\">\n";
+    const long count = _count(filter);
+    _out << "<?xml version='1.0' encoding='UTF-8' standalone='yes' ?>\n<smses count=\"" << count
+         << "\">\n";
     MatchingMessages messages(filter);
     while (const auto id = messages.next()) {
       throw_if_interrupted();

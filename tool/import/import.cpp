@@ -146,15 +146,6 @@ Message stored_message(const BackupMessage& message, const std::string& text) {
 /** How a file is read: as it should be, or what is good of it. */
 using Reading = void (*)(const BackupFile&, PayloadStage*, const BackupEvents&);
 
-/** After a commit that may have succeeded: the store itself says which files its rows name. */
-void keep_named_files(PayloadStage& stage) {
-  try {
-    stage.confirmNamed(read_named_files());
-  } catch (const helpers::StoreError&) {
-    stage.leave();
-  }
-}
-
 class Import {
  public:
   Import(const BackupFile& file, Reading reading, const ImportOptions& options);
@@ -272,7 +263,7 @@ void Import::write() {
   } catch (const helpers::UnknownOutcome&) {
     _writer.reset();
     transaction.reset();
-    keep_named_files(*_stage);
+    _stage->keepNamedFiles();
     _stage.reset();
     throw;
   } catch (...) {
