@@ -228,4 +228,17 @@ void PayloadStage::keepNamedFiles() {
   }
 }
 
+void commit_with_files(std::optional<helpers::Transaction>& transaction, PayloadStage& stage) {
+  stage.synchronise();
+  try {
+    transaction->commit();
+  } catch (const helpers::UnknownOutcome&) {
+    // What is not committed is no longer seen behind its end.
+    transaction.reset();
+    stage.keepNamedFiles();
+    throw;
+  }
+  stage.confirm();
+}
+
 }  // namespace msg_tarvel::tool

@@ -3,20 +3,19 @@
 
 #include "generate/generate.h"
 
-#include <glib.h>
-#include <msg-tarvel-common/db/DBMgr.h>
 #include <msg-tarvel-common/item/FolderType.h>
 #include <msg-tarvel-common/item/Message.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "backup/payload_stage.h"
 #include "exit_status.h"
+#include "export/row_json.h"
 #include "generate/chance.h"
 #include "generate/conversation_plan.h"
 #include "generate/media.h"
@@ -32,6 +31,7 @@
 #include "import/interrupt.h"
 #include "import/media_type.h"
 #include "print/progress_bar.h"
+#include "store/media.h"
 
 namespace msg_tarvel::tool {
 
@@ -77,8 +77,8 @@ struct WrittenThread {
 
 class Generator {
  public:
-  explicit Generator(const GenerateOptions& options)
-      : _options(options), _chance(options.seed), _stage(db::get_data_dir_path() + "media") {}
+  Generator(const GenerateOptions& options, PayloadStage& stage)
+      : _options(options), _chance(options.seed), _stage(stage) {}
 
   GeneratedStore run() {
     _makeConversations();
@@ -96,8 +96,6 @@ class Generator {
     return _made;
   }
 
-  PayloadStage& stage() { return _stage; }
-
  private:
   void _makeConversations();
   std::vector<std::size_t> _order();
@@ -114,7 +112,7 @@ class Generator {
 
   const GenerateOptions _options;
   Chance _chance;
-  PayloadStage _stage;
+  PayloadStage& _stage;
   helpers::StoreWriter _writer;
   ProgressBar _bar;
   std::vector<WrittenThread> _threads;
@@ -268,9 +266,7 @@ void Generator::_addMedium(int msgId, int index) {
 
 std::string Generator::_keep(const std::string& bytes, const std::string& baseName,
                              const std::string& extension) {
-  const std::unique_ptr<char, decltype(&g_free)> base64(
-      g_base64_encode(reinterpret_cast<const guchar*>(bytes.data()), bytes.size()), &g_free);
-  const std::string text = base64.get();
+  const std::string text = base64_of(bytes);
   ++_made.files;
   return _stage.keep(_stage.decode(text.data(), text.size()), baseName, extension);
 }
@@ -284,22 +280,16 @@ void require_empty_store() {
 }
 
 GeneratedStore fill_store(const GenerateOptions& options) {
-  helpers::Transaction transaction;
+  std::optional<helpers::Transaction> transaction(std::in_place);
   require_empty_store();
+  settle_left_files(media_directory());
+  PayloadStage stage(media_directory());
   const std::vector<std::string> indexes = helpers::set_indexes_aside();
-  const auto generator = std::make_unique<Generator>(options);
-  const GeneratedStore made = generator->run();
+  const GeneratedStore made = Generator(options, stage).run();
   helpers::restore_indexes(indexes);
   if (!options.withoutIndexes) helpers::make_indexes();
   throw_if_interrupted();
-  generator->stage().synchronise();
-  try {
-    transaction.commit();
-  } catch (const helpers::UnknownOutcome&) {
-    generator->stage().confirm();  // rows may name the files
-    throw;
-  }
-  generator->stage().confirm();
+  commit_with_files(transaction, stage);
   return made;
 }
 

@@ -255,23 +255,13 @@ void Import::write() {
     if (!_options.withoutIndexes) helpers::make_indexes();
     throw_if_interrupted();
     summarise();
-    if (!_options.isDryRun) {
-      _stage->synchronise();
-      transaction->commit();
-      _stage->confirm();
-    }
-  } catch (const helpers::UnknownOutcome&) {
     _writer.reset();
-    transaction.reset();
-    _stage->keepNamedFiles();
-    _stage.reset();
-    throw;
+    if (!_options.isDryRun) commit_with_files(transaction, *_stage);
   } catch (...) {
     _stage.reset();
     _writer.reset();
     throw;
   }
-  _writer.reset();
   _stage.reset();
 }
 

@@ -361,15 +361,7 @@ ImportSummary restore_export(const BackupFile& file, const ImportOptions& option
   if (!options.withoutIndexes) helpers::make_indexes();
   throw_if_interrupted();
   if (options.isDryRun) return summary;
-  stage.synchronise();
-  try {
-    transaction->commit();
-  } catch (const helpers::UnknownOutcome&) {
-    transaction.reset();
-    stage.keepNamedFiles();
-    throw;
-  }
-  stage.confirm();
+  commit_with_files(transaction, stage);
   return summary;
 }
 
