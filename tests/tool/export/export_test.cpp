@@ -583,6 +583,7 @@ TEST_F(Export, HasNoOtherJson) {
   const ProcessResult result = run({"export", "--json"});
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.err, "msg-tarvel: export has formats of its own, and no --json\n");
+  EXPECT_EQ(run({"export", "--help"}).out.find("--json"), std::string::npos);
 }
 
 }  // namespace
