@@ -22,6 +22,7 @@
 #include "generate/other_tables.h"
 #include "generate/people.h"
 #include "generate/texts.h"
+#include "helpers/network_status.h"
 #include "helpers/same_address.h"
 #include "helpers/statements.h"
 #include "helpers/store_error.h"
@@ -37,16 +38,16 @@ namespace msg_tarvel::tool {
 
 namespace {
 
+using helpers::NETWORK_FAILED;
+using helpers::NETWORK_NONE;
+using helpers::NETWORK_SENDING;
+using helpers::NETWORK_SENT;
+
 constexpr std::int64_t FIRST_TIME = 1646092800000;  // 2022-03-01
 constexpr std::int64_t THREE_YEARS = 3LL * 365 * 24 * 3600 * 1000;
 /** How wrong the clock was for a few messages: their seconds need more than 32 bits. */
 constexpr std::int64_t WRONG_CLOCK = 20LL * 365 * 24 * 3600 * 1000;
 constexpr int ONE_IN_WRONG_TIME = 5000;
-
-constexpr int ON_ITS_WAY = 1;
-constexpr int WAS_SENT = 2;
-constexpr int NOT_SENT = 3;
-constexpr int NO_STATUS = 16;
 
 constexpr int CONTENT_STATUS_MISSING = 1;
 
@@ -60,12 +61,12 @@ struct Place {
 };
 
 constexpr Place PLACES[] = {
-    {530, MAIN_FOLDER_1, NO_STATUS},       {934, MAIN_FOLDER_3, WAS_SENT},
-    {938, MAIN_FOLDER_2, NOT_SENT},        {939, MAIN_FOLDER_2, ON_ITS_WAY},
-    {946, MAIN_FOLDER_4, NO_STATUS},       {953, MAIN_FOLDER_5, NO_STATUS},
-    {970, STANDALONE_FOLDER_1, NO_STATUS}, {986, STANDALONE_FOLDER_3, WAS_SENT},
-    {989, STANDALONE_FOLDER_2, NOT_SENT},  {990, STANDALONE_FOLDER_2, ON_ITS_WAY},
-    {995, STANDALONE_FOLDER_4, NO_STATUS}, {1000, STANDALONE_FOLDER_5, NO_STATUS},
+    {530, MAIN_FOLDER_1, NETWORK_NONE},         {934, MAIN_FOLDER_3, NETWORK_SENT},
+    {938, MAIN_FOLDER_2, NETWORK_FAILED},       {939, MAIN_FOLDER_2, NETWORK_SENDING},
+    {946, MAIN_FOLDER_4, NETWORK_NONE},         {953, MAIN_FOLDER_5, NETWORK_NONE},
+    {970, STANDALONE_FOLDER_1, NETWORK_NONE},   {986, STANDALONE_FOLDER_3, NETWORK_SENT},
+    {989, STANDALONE_FOLDER_2, NETWORK_FAILED}, {990, STANDALONE_FOLDER_2, NETWORK_SENDING},
+    {995, STANDALONE_FOLDER_4, NETWORK_NONE},   {1000, STANDALONE_FOLDER_5, NETWORK_NONE},
 };
 
 /** A conversation while its messages are written. */

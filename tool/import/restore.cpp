@@ -129,9 +129,9 @@ bool is_about_the_row(const DatabaseFailure& failure) {
 }
 
 /** The lines of a file, one after the other. */
-class Lines {
+class FileLines {
  public:
-  explicit Lines(const BackupFile& file) : _stream(file) {}
+  explicit FileLines(const BackupFile& file) : _stream(file) {}
 
   bool next(std::string& line) {
     line.clear();
@@ -168,7 +168,7 @@ class Restoration {
   }
 
   ImportSummary read() {
-    Lines lines(_file);
+    FileLines lines(_file);
     std::string text;
     for (long number = 1; lines.next(text); ++number) {
       try {
