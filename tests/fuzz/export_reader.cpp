@@ -1,21 +1,15 @@
 // Reads the input as the lines of an export into a store. What is no export changes nothing, and
 // what is one only what a dry run leaves: nothing.
 
-#include <msg-tarvel-common/db/DBMgr.h>
-#include <unistd.h>
-
-#include <cstdlib>
 #include <filesystem>
-#include <string>
 
 #include "exit_status.h"
-#include "fuzz_target.h"
+#include "fuzz_store.h"
 #include "helpers/statements.h"
 #include "helpers/store_error.h"
 #include "helpers/transaction.h"
 #include "import/restore.h"
 #include "input_file.h"
-#include "store/connections.h"
 
 namespace {
 
@@ -28,37 +22,15 @@ constexpr const char* COUNT_ROWS =
     "msg_mms_content_table) + (SELECT count(*) FROM msg_sim_table) + (SELECT count(*) FROM "
     "sqlite_sequence);";
 
-/** A store in a directory of this process, which is removed at its end. */
-class Store {
- public:
-  Store() : _directory("/tmp/fuzz-export-" + std::to_string(getpid()) + "/") {
-    limit_connections();
-    std::filesystem::create_directory(_directory);
-    setenv("MSG_TARVEL_DATA_DIR", _directory.c_str(), 1);
-    FUZZ_ASSERT(db::DBMgr::getInstance()->createDb() == 0);
-    // Nobody looks at the disk.
-    helpers::execute("PRAGMA synchronous = OFF;", helpers::CANNOT_WRITE);
-    _rows = helpers::number(COUNT_ROWS, helpers::CANNOT_READ);
-  }
-  Store(const Store&) = delete;
-  Store& operator=(const Store&) = delete;
-  ~Store() { std::filesystem::remove_all(_directory); }
-
-  bool isAsItWas() const {
-    return helpers::number(COUNT_ROWS, helpers::CANNOT_READ) == _rows &&
-           !std::filesystem::exists(_directory + "media");
-  }
-
- private:
-  const std::string _directory;
-  const helpers::StoreSession _session;
-  int _rows = 0;
-};
+int count_rows() { return helpers::number(COUNT_ROWS, helpers::CANNOT_READ); }
 
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const Store store;
+  // Nobody looks at the disk.
+  static const FuzzStore store("PRAGMA synchronous = OFF;");
+  static const helpers::StoreSession session;
+  static const int rows = count_rows();
   if (size == 0) return 0;
   const InputFile input(data, size);
   ImportOptions options;
@@ -70,6 +42,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   } catch (const Failure&) {
     // Most inputs are no export.
   }
-  FUZZ_ASSERT(store.isAsItWas());
+  FUZZ_ASSERT(count_rows() == rows && !std::filesystem::exists(store.directory() + "media"));
   return 0;
 }

@@ -1,20 +1,14 @@
 // Checks a store into whose file the input was written: three bytes of an offset, one of a length,
 // and so many bytes, again and again.
 
-#include <msg-tarvel-common/db/DBMgr.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 
 #include "check/check_copy.h"
 #include "exit_status.h"
-#include "fuzz_target.h"
-#include "store/connections.h"
+#include "fuzz_store.h"
 
 namespace {
 
@@ -33,30 +27,18 @@ constexpr const char* ROWS =
     "(2, 1, 'image/png', 1, '/nowhere/2-1.png'), (7, 1, 'text/plain', 0, '');"
     "INSERT INTO msg_nms_meta_table (msgId, objectId) VALUES (1, 'o'), (8, 'p');";
 
-/** A store in a directory of this process, which is removed at its end. */
-class Store {
- public:
-  Store() : _directory("/tmp/fuzz-store-" + std::to_string(getpid()) + "/") {
-    limit_connections();
-    std::filesystem::create_directory(_directory);
-    setenv("MSG_TARVEL_DATA_DIR", _directory.c_str(), 1);
-    db::DBMgr* const owner = db::DBMgr::getInstance();
-    FUZZ_ASSERT(owner->createDb() == 0 && owner->execStatement(ROWS) == 0);
-    path = db::get_db_filepath();
+/** The file of a store with these rows, and its bytes. */
+struct StoreFile {
+  StoreFile() : store(ROWS), path(db::get_db_filepath()) {
     db::init_db();
     db::deinit_db();
     std::ifstream file(path, std::ios::binary);
     bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
   }
-  Store(const Store&) = delete;
-  Store& operator=(const Store&) = delete;
-  ~Store() { std::filesystem::remove_all(_directory); }
 
-  std::string path;
+  const FuzzStore store;
+  const std::string path;
   std::string bytes;
-
- private:
-  const std::string _directory;
 };
 
 std::string changed(std::string bytes, const std::uint8_t* data, std::size_t size) {
@@ -75,7 +57,7 @@ std::string changed(std::string bytes, const std::uint8_t* data, std::size_t siz
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const Store store;
+  static const StoreFile store;
   const std::string bytes = changed(store.bytes, data, size);
   std::ofstream(store.path, std::ios::binary).write(bytes.data(), static_cast<long>(bytes.size()));
   Findings findings(kinds_of({}));

@@ -3,7 +3,6 @@
 // FailingDisk::FAILURES; the file is made when it does. Where nothing does, it has at the end how
 // many operations could have failed so, behind a "-".
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <unistd.h>
@@ -15,10 +14,12 @@
 #include <vector>
 
 #include "reliability/failing_disk.h"
+#include "support/next_function.h"
 
 namespace {
 
 using msg_tarvel::FailingDisk;
+using msg_tarvel::next_function;
 
 char report[4096];
 /** Whether what fails is a lock that is in the way for good, and it has begun to fail. */
@@ -63,17 +64,12 @@ void keep(sqlite3* handle) {
   handles->push_back(handle);
 }
 
-template <typename Function>
-Function next(const char* name, Function /*of this type*/) {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
 }  // namespace
 
 extern "C" {
 
 int sqlite3_open_v2(const char* filename, sqlite3** ppDb, int flags, const char* zVfs) {
-  static const auto real = next("sqlite3_open_v2", &sqlite3_open_v2);
+  static const auto real = next_function("sqlite3_open_v2", &sqlite3_open_v2);
   static std::once_flag once;
   std::call_once(once, &install);
   const int code = real(filename, ppDb, flags, zVfs);
@@ -86,7 +82,7 @@ int sqlite3_open_v2(const char* filename, sqlite3** ppDb, int flags, const char*
 // Nobody lets go of a lock that is in the way for good.
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 int usleep(useconds_t microseconds) {
-  static const auto real = next("usleep", &usleep);
+  static const auto real = next_function("usleep", &usleep);
   return isLockedForGood ? 0 : real(microseconds);
 }
 

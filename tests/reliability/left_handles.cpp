@@ -1,9 +1,10 @@
 #include "reliability/left_handles.h"
 
-#include <dlfcn.h>
 #include <sqlite3.h>
 
 #include <vector>
+
+#include "support/next_function.h"
 
 namespace msg_tarvel {
 
@@ -22,9 +23,8 @@ void close_left_handles() {
 }
 
 extern "C" int sqlite3_open_v2(const char* filename, sqlite3** ppDb, int flags, const char* zVfs) {
-  static const auto next =
-      reinterpret_cast<decltype(&sqlite3_open_v2)>(dlsym(RTLD_NEXT, "sqlite3_open_v2"));
-  const int code = next(filename, ppDb, flags, zVfs);
+  static const auto real = next_function("sqlite3_open_v2", &sqlite3_open_v2);
+  const int code = real(filename, ppDb, flags, zVfs);
   if (code != SQLITE_OK && *ppDb) left_handles().push_back(*ppDb);
   return code;
 }

@@ -1,6 +1,5 @@
 #include "reliability/recording_disk.h"
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,14 +11,11 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "support/next_function.h"
+
 namespace msg_tarvel {
 
 namespace {
-
-template <typename Function>
-Function next(const char* name, Function /*of this type*/) {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
 
 struct Record {
   std::mutex mutex;
@@ -40,7 +36,7 @@ using Numbers = std::array<long long, 3>;
 /** One line of the record and, behind it, the bytes that it tells of. */
 void note(const std::string& kind, Numbers numbers, const std::string& path,
           const void* bytes = nullptr, std::size_t size = 0) {
-  static const auto write_to = next("write", &write);
+  static const auto write_to = next_function("write", &write);
   std::string line = kind;
   for (const long long number : numbers) line += " " + std::to_string(number);
   line += " " + path + "\n";
@@ -157,14 +153,14 @@ extern "C" {
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 
 int mkdir(const char* path, mode_t mode) noexcept {
-  static const auto real = next("mkdir", &mkdir);
+  static const auto real = next_function("mkdir", &mkdir);
   const int result = real(path, mode);
   if (result == 0 && is_recording()) note_new("directory", whole_path(AT_FDCWD, path));
   return result;
 }
 
 int open(const char* path, int flags, ...) {
-  static const auto real = next("open", &open);
+  static const auto real = next_function("open", &open);
   std::va_list arguments;
   va_start(arguments, flags);
   const mode_t mode = mode_of(flags, arguments);
@@ -174,7 +170,7 @@ int open(const char* path, int flags, ...) {
 
 // The same under the name that it has for files of any size.
 int open64(const char* path, int flags, ...) {
-  static const auto real = next("open64", &open64);
+  static const auto real = next_function("open64", &open64);
   std::va_list arguments;
   va_start(arguments, flags);
   const mode_t mode = mode_of(flags, arguments);
@@ -183,7 +179,7 @@ int open64(const char* path, int flags, ...) {
 }
 
 int openat(int directory, const char* path, int flags, ...) {
-  static const auto real = next("openat", &openat);
+  static const auto real = next_function("openat", &openat);
   std::va_list arguments;
   va_start(arguments, flags);
   const mode_t mode = mode_of(flags, arguments);
@@ -192,7 +188,7 @@ int openat(int directory, const char* path, int flags, ...) {
 }
 
 int openat64(int directory, const char* path, int flags, ...) {
-  static const auto real = next("openat64", &openat64);
+  static const auto real = next_function("openat64", &openat64);
   std::va_list arguments;
   va_start(arguments, flags);
   const mode_t mode = mode_of(flags, arguments);
@@ -201,7 +197,7 @@ int openat64(int directory, const char* path, int flags, ...) {
 }
 
 ssize_t write(int descriptor, const void* bytes, std::size_t size) {
-  static const auto real = next("write", &write);
+  static const auto real = next_function("write", &write);
   if (!is_recording()) return real(descriptor, bytes, size);
   const off_t offset = lseek(descriptor, 0, SEEK_CUR);
   const ssize_t written = real(descriptor, bytes, size);
@@ -210,28 +206,28 @@ ssize_t write(int descriptor, const void* bytes, std::size_t size) {
 }
 
 ssize_t pwrite(int descriptor, const void* bytes, std::size_t size, off_t offset) {
-  static const auto real = next("pwrite", &pwrite);
+  static const auto real = next_function("pwrite", &pwrite);
   const ssize_t written = real(descriptor, bytes, size, offset);
   if (is_recording()) note_write(descriptor, offset, bytes, written);
   return written;
 }
 
 ssize_t pwrite64(int descriptor, const void* bytes, std::size_t size, off64_t offset) {
-  static const auto real = next("pwrite64", &pwrite64);
+  static const auto real = next_function("pwrite64", &pwrite64);
   const ssize_t written = real(descriptor, bytes, size, offset);
   if (is_recording()) note_write(descriptor, offset, bytes, written);
   return written;
 }
 
 int ftruncate(int descriptor, off_t size) noexcept {
-  static const auto real = next("ftruncate", &ftruncate);
+  static const auto real = next_function("ftruncate", &ftruncate);
   const int result = real(descriptor, size);
   if (result == 0 && is_recording()) note_if_recorded("truncate", {size}, path_of(descriptor));
   return result;
 }
 
 int ftruncate64(int descriptor, off64_t size) noexcept {
-  static const auto real = next("ftruncate64", &ftruncate64);
+  static const auto real = next_function("ftruncate64", &ftruncate64);
   const int result = real(descriptor, size);
   if (result == 0 && is_recording()) note_if_recorded("truncate", {size}, path_of(descriptor));
   return result;
@@ -248,40 +244,40 @@ int fdatasync(int descriptor) {
 }
 
 int unlink(const char* path) noexcept {
-  static const auto real = next("unlink", &unlink);
+  static const auto real = next_function("unlink", &unlink);
   const int result = real(path);
   if (result == 0 && is_recording()) note_if_recorded("remove", {}, whole_path(AT_FDCWD, path));
   return result;
 }
 
 int unlinkat(int directory, const char* path, int flags) noexcept {
-  static const auto real = next("unlinkat", &unlinkat);
+  static const auto real = next_function("unlinkat", &unlinkat);
   const int result = real(directory, path, flags);
   if (result == 0 && is_recording()) note_if_recorded("remove", {}, whole_path(directory, path));
   return result;
 }
 
 int rmdir(const char* path) noexcept {
-  static const auto real = next("rmdir", &rmdir);
+  static const auto real = next_function("rmdir", &rmdir);
   const int result = real(path);
   if (result == 0 && is_recording()) note_if_recorded("remove", {}, whole_path(AT_FDCWD, path));
   return result;
 }
 
 int rename(const char* from, const char* to) noexcept {
-  static const auto real = next("rename", &rename);
+  static const auto real = next_function("rename", &rename);
   return recorded_rename(AT_FDCWD, from, AT_FDCWD, to, [&] { return real(from, to); });
 }
 
 int renameat2(int fromDirectory, const char* from, int toDirectory, const char* to,
               unsigned int flags) noexcept {
-  static const auto real = next("renameat2", &renameat2);
+  static const auto real = next_function("renameat2", &renameat2);
   return recorded_rename(fromDirectory, from, toDirectory, to,
                          [&] { return real(fromDirectory, from, toDirectory, to, flags); });
 }
 
 int chmod(const char* path, mode_t mode) noexcept {
-  static const auto real = next("chmod", &chmod);
+  static const auto real = next_function("chmod", &chmod);
   const int result = real(path, mode);
   if (result == 0 && is_recording()) {
     // A descriptor that can do nothing else has its mode set by the name it has here.
@@ -296,21 +292,21 @@ int chmod(const char* path, mode_t mode) noexcept {
 }
 
 int fchmod(int descriptor, mode_t mode) noexcept {
-  static const auto real = next("fchmod", &fchmod);
+  static const auto real = next_function("fchmod", &fchmod);
   const int result = real(descriptor, mode);
   if (result == 0 && is_recording()) note_if_recorded("mode", {mode & 07777}, path_of(descriptor));
   return result;
 }
 
 int fchown(int descriptor, uid_t owner, gid_t group) noexcept {
-  static const auto real = next("fchown", &fchown);
+  static const auto real = next_function("fchown", &fchown);
   const int result = real(descriptor, owner, group);
   if (result == 0 && is_recording()) note_if_recorded("owner", {owner, group}, path_of(descriptor));
   return result;
 }
 
 int fchownat(int directory, const char* path, uid_t owner, gid_t group, int flags) noexcept {
-  static const auto real = next("fchownat", &fchownat);
+  static const auto real = next_function("fchownat", &fchownat);
   const int result = real(directory, path, owner, group, flags);
   if (result == 0 && is_recording()) {
     note_if_recorded("owner", {owner, group},
@@ -320,7 +316,7 @@ int fchownat(int directory, const char* path, uid_t owner, gid_t group, int flag
 }
 
 int lchown(const char* path, uid_t owner, gid_t group) noexcept {
-  static const auto real = next("lchown", &lchown);
+  static const auto real = next_function("lchown", &lchown);
   const int result = real(path, owner, group);
   if (result == 0 && is_recording()) {
     note_if_recorded("owner", {owner, group}, whole_path(AT_FDCWD, path));

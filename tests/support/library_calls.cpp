@@ -12,6 +12,8 @@
 #include <cstring>
 #include <map>
 
+#include "support/next_function.h"
+
 namespace msg_tarvel {
 
 namespace {
@@ -57,11 +59,6 @@ void record_open(const char* path, int flags, mode_t mode, int descriptor) {
   open_paths()[descriptor] = path;
 }
 
-template <typename Function>
-Function next(const char* name, Function /*of this type*/) {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
 }  // namespace
 
 std::vector<std::string> LibraryCalls::onFiles() { return file_calls(); }
@@ -76,13 +73,13 @@ extern "C" {
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 
 int mkdir(const char* path, mode_t mode) noexcept {
-  static const auto real = next("mkdir", &mkdir);
+  static const auto real = next_function("mkdir", &mkdir);
   if (is_in_library(__builtin_return_address(0))) record("mkdir", path, octal(mode));
   return real(path, mode);
 }
 
 int access(const char* path, int mode) noexcept {
-  static const auto real = next("access", &access);
+  static const auto real = next_function("access", &access);
   if (is_in_library(__builtin_return_address(0))) {
     record("access", path, octal(static_cast<unsigned int>(mode)));
   }
@@ -90,7 +87,7 @@ int access(const char* path, int mode) noexcept {
 }
 
 int open(const char* path, int flags, ...) {
-  static const auto real = next("open", &open);
+  static const auto real = next_function("open", &open);
   std::va_list arguments;
   va_start(arguments, flags);
   const mode_t mode = mode_of(flags, arguments);
@@ -102,7 +99,7 @@ int open(const char* path, int flags, ...) {
 
 // The same under the name that it has for files of any size.
 int open64(const char* path, int flags, ...) {
-  static const auto real = next("open64", &open64);
+  static const auto real = next_function("open64", &open64);
   std::va_list arguments;
   va_start(arguments, flags);
   const mode_t mode = mode_of(flags, arguments);
@@ -113,7 +110,7 @@ int open64(const char* path, int flags, ...) {
 }
 
 int fchmod(int descriptor, mode_t mode) noexcept {
-  static const auto real = next("fchmod", &fchmod);
+  static const auto real = next_function("fchmod", &fchmod);
   if (is_in_library(__builtin_return_address(0))) {
     record("fchmod", open_paths()[descriptor], octal(mode));
   }
@@ -121,7 +118,7 @@ int fchmod(int descriptor, mode_t mode) noexcept {
 }
 
 int fchown(int descriptor, uid_t owner, gid_t group) noexcept {
-  static const auto real = next("fchown", &fchown);
+  static const auto real = next_function("fchown", &fchown);
   if (is_in_library(__builtin_return_address(0))) {
     record("fchown", open_paths()[descriptor], std::to_string(owner) + " " + std::to_string(group));
   }
@@ -129,13 +126,13 @@ int fchown(int descriptor, uid_t owner, gid_t group) noexcept {
 }
 
 int close(int descriptor) {
-  static const auto real = next("close", &close);
+  static const auto real = next_function("close", &close);
   if (is_in_library(__builtin_return_address(0))) record("close", open_paths()[descriptor]);
   return real(descriptor);
 }
 
 int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
-  static const auto real = next("pthread_mutex_lock", &pthread_mutex_lock);
+  static const auto real = next_function("pthread_mutex_lock", &pthread_mutex_lock);
   if (is_in_library(__builtin_return_address(0))) ++lockCount;
   return real(mutex);
 }
@@ -144,7 +141,7 @@ int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
 // registered here too; only they have an argument.
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the system's name
 int __cxa_atexit(void (*function)(void*), void* argument, void* library) noexcept {
-  static const auto real = next("__cxa_atexit", &__cxa_atexit);
+  static const auto real = next_function("__cxa_atexit", &__cxa_atexit);
   if (!argument && is_in_library(library)) ++exitHookCount;
   return real(function, argument, library);
 }

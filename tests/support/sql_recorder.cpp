@@ -1,11 +1,12 @@
 #include "support/sql_recorder.h"
 
-#include <dlfcn.h>
 #include <sqlite3.h>
 
 #include <map>
 #include <optional>
 #include <utility>
+
+#include "support/next_function.h"
 
 namespace msg_tarvel {
 
@@ -64,11 +65,6 @@ int count_step(sqlite3_stmt* statement) {
   return fails ? rule->code : SQLITE_OK;
 }
 
-template <typename Function>
-Function next(const char* name, Function /*of this type*/) {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
 }  // namespace
 
 void SqlRecorder::clear() {
@@ -88,7 +84,7 @@ extern "C" {
 
 int sqlite3_prepare_v2(sqlite3* db, const char* zSql, int nByte, sqlite3_stmt** ppStmt,
                        const char** pzTail) {
-  static const auto real = next("sqlite3_prepare_v2", &sqlite3_prepare_v2);
+  static const auto real = next_function("sqlite3_prepare_v2", &sqlite3_prepare_v2);
   const Entered entered;
   if (entered.outermost()) state().compiled.emplace_back(zSql);
   const int code = real(db, zSql, nByte, ppStmt, pzTail);
@@ -98,7 +94,7 @@ int sqlite3_prepare_v2(sqlite3* db, const char* zSql, int nByte, sqlite3_stmt** 
 }
 
 int sqlite3_step(sqlite3_stmt* statement) {
-  static const auto real = next("sqlite3_step", &sqlite3_step);
+  static const auto real = next_function("sqlite3_step", &sqlite3_step);
   const Entered entered;
   const int code = entered.outermost() ? count_step(statement) : SQLITE_OK;
   return code != SQLITE_OK ? code : real(statement);

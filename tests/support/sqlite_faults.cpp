@@ -1,12 +1,13 @@
 #include "support/sqlite_faults.h"
 
-#include <dlfcn.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <utility>
+
+#include "support/next_function.h"
 
 namespace msg_tarvel {
 
@@ -75,11 +76,6 @@ class Entered {
   bool _outermost;
 };
 
-template <typename Function>
-Function next(const char* name, Function /*of this type*/) {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
 }  // namespace
 
 void SqliteFaults::fail(const std::string& call, const std::string& text, int code, int times) {
@@ -110,7 +106,7 @@ extern "C" {
 
 int sqlite3_exec(sqlite3* db, const char* sql, int (*callback)(void*, int, char**, char**),
                  void* argument, char** errmsg) {
-  static const auto real = next("sqlite3_exec", &sqlite3_exec);
+  static const auto real = next_function("sqlite3_exec", &sqlite3_exec);
   const Entered entered;
   if (const int code = entered.record("exec", sql); code != SQLITE_OK) {
     if (errmsg) *errmsg = sqlite3_mprintf("%s", sqlite3_errstr(code));
@@ -121,7 +117,7 @@ int sqlite3_exec(sqlite3* db, const char* sql, int (*callback)(void*, int, char*
 
 int sqlite3_prepare_v2(sqlite3* db, const char* zSql, int nByte, sqlite3_stmt** ppStmt,
                        const char** pzTail) {
-  static const auto real = next("sqlite3_prepare_v2", &sqlite3_prepare_v2);
+  static const auto real = next_function("sqlite3_prepare_v2", &sqlite3_prepare_v2);
   const Entered entered;
   if (const int code = entered.record("prepare", zSql); code != SQLITE_OK) {
     *ppStmt = nullptr;
@@ -131,7 +127,7 @@ int sqlite3_prepare_v2(sqlite3* db, const char* zSql, int nByte, sqlite3_stmt** 
 }
 
 int sqlite3_step(sqlite3_stmt* statement) {
-  static const auto real = next("sqlite3_step", &sqlite3_step);
+  static const auto real = next_function("sqlite3_step", &sqlite3_step);
   const Entered entered;
   const int code = entered.record("step", sqlite3_sql(statement));
   return code != SQLITE_OK ? code : real(statement);
@@ -142,7 +138,8 @@ int sqlite3_table_column_metadata(sqlite3* db, const char* zDbName, const char* 
                                   const char* zColumnName, char const** pzDataType,
                                   char const** pzCollSeq, int* pNotNull, int* pPrimaryKey,
                                   int* pAutoinc) {
-  static const auto real = next("sqlite3_table_column_metadata", &sqlite3_table_column_metadata);
+  static const auto real =
+      next_function("sqlite3_table_column_metadata", &sqlite3_table_column_metadata);
   const Entered entered;
   const int code = entered.record("metadata", zTableName);
   return code != SQLITE_OK ? code
@@ -151,21 +148,21 @@ int sqlite3_table_column_metadata(sqlite3* db, const char* zDbName, const char* 
 }
 
 int sqlite3_clear_bindings(sqlite3_stmt* statement) {
-  static const auto real = next("sqlite3_clear_bindings", &sqlite3_clear_bindings);
+  static const auto real = next_function("sqlite3_clear_bindings", &sqlite3_clear_bindings);
   const Entered entered;
   const int code = entered.record("clear_bindings");
   return code != SQLITE_OK ? code : real(statement);
 }
 
 int sqlite3_busy_handler(sqlite3* db, int (*handler)(void*, int), void* argument) {
-  static const auto real = next("sqlite3_busy_handler", &sqlite3_busy_handler);
+  static const auto real = next_function("sqlite3_busy_handler", &sqlite3_busy_handler);
   const Entered entered;
   const int code = entered.record("busy_handler", handler ? "" : "none");
   return code != SQLITE_OK ? code : real(db, handler, argument);
 }
 
 int sqlite3_close(sqlite3* db) {
-  static const auto real = next("sqlite3_close", &sqlite3_close);
+  static const auto real = next_function("sqlite3_close", &sqlite3_close);
   const Entered entered;
   int code = entered.record("close");
   if (code == SQLITE_OK) code = real(db);
@@ -186,7 +183,7 @@ int usleep(useconds_t microseconds) {
 
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 int access(const char* path, int mode) noexcept {
-  static const auto real = next("access", &access);
+  static const auto real = next_function("access", &access);
   if (mode == R_OK && state().refusal != 0) {
     errno = state().refusal;
     return -1;

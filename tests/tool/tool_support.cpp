@@ -110,6 +110,16 @@ ProcessResult ToolTest::run(const std::vector<std::string>& arguments,
   return run_program(command, variables);
 }
 
+std::vector<std::string> ToolTest::command(const std::vector<std::string>& arguments) const {
+  std::vector<std::string> program = {_program};
+  program.insert(program.end(), arguments.begin(), arguments.end());
+  program = runnable(program);
+  std::vector<std::string> command = {"env"};
+  for (const std::string& variable : environment()) command.push_back(variable);
+  command.insert(command.end(), program.begin(), program.end());
+  return command;
+}
+
 ProcessResult ToolTest::runOnTerminal(
     const std::vector<std::string>& arguments,
     const std::function<void(const std::string&, pid_t)>& onOutput, unsigned short width) const {
@@ -117,13 +127,7 @@ ProcessResult ToolTest::runOnTerminal(
   int terminal = -1;
   const pid_t pid = forkpty(&terminal, nullptr, nullptr, &size);
   if (pid == 0) {
-    std::vector<std::string> program = {_program};
-    program.insert(program.end(), arguments.begin(), arguments.end());
-    program = runnable(program);
-    std::vector<std::string> command = {"env"};
-    for (const std::string& variable : environment()) command.push_back(variable);
-    command.insert(command.end(), program.begin(), program.end());
-    execute(command);
+    execute(command(arguments));
     _exit(127);
   }
   ProcessResult result;

@@ -46,6 +46,8 @@ class ToolTest : public ::testing::Test {
   std::vector<std::string> environment() const;
   ProcessResult run(const std::vector<std::string>& arguments,
                     const std::vector<std::string>& extraEnvironment = {}) const;
+  /** The program with these arguments in this environment, as execute() takes it. */
+  std::vector<std::string> command(const std::vector<std::string>& arguments) const;
   /** Runs it on a terminal; `onOutput` sees all that it printed so far, and its process. */
   ProcessResult runOnTerminal(const std::vector<std::string>& arguments,
                               const std::function<void(const std::string&, pid_t)>& onOutput,

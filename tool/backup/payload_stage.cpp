@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "exit_status.h"
+#include "helpers/store_error.h"
 #include "import/interrupt.h"
 #include "store/media.h"
 
@@ -215,11 +216,29 @@ void PayloadStage::confirm() {
   _kept.clear();
 }
 
-void PayloadStage::confirmNamed(const NamedFiles& named) {
-  const auto settle = [&](const std::string& name) {
-    return named.contains(settled_name(name)) && settle_file(_opened->descriptor(), name);
-  };
-  _kept.erase(std::remove_if(_kept.begin(), _kept.end(), settle), _kept.end());
+void PayloadStage::keepNamedFiles() {
+  try {
+    const NamedFiles named = read_named_files();
+    const auto settle = [&](const std::string& name) {
+      return named.contains(settled_name(name)) && settle_file(_opened->descriptor(), name);
+    };
+    _kept.erase(std::remove_if(_kept.begin(), _kept.end(), settle), _kept.end());
+  } catch (const helpers::StoreError&) {
+    _kept.clear();
+  }
+}
+
+void commit_with_files(std::optional<helpers::Transaction>& transaction, PayloadStage& stage) {
+  stage.synchronise();
+  try {
+    transaction->commit();
+  } catch (const helpers::UnknownOutcome&) {
+    // What is not committed is no longer seen behind its end.
+    transaction.reset();
+    stage.keepNamedFiles();
+    throw;
+  }
+  stage.confirm();
 }
 
 }  // namespace msg_tarvel::tool

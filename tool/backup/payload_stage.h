@@ -2,12 +2,14 @@
 
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_set>
 #include <vector>
 
 #include "backup/base64.h"
 #include "backup/payload_lifter.h"
+#include "helpers/transaction.h"
 #include "store/media.h"
 
 typedef struct _GChecksum GChecksum;
@@ -69,10 +71,11 @@ class PayloadStage : public PayloadSink {
   /** Lets the kept files stay and gives them their names: the rows that name them are committed.
    */
   void confirm();
-  /** Leaves the kept files to the next import. */
-  void leave() { _kept.clear(); }
-  /** Lets those of the kept files stay that are named. */
-  void confirmNamed(const NamedFiles& named);
+  /**
+   * After a commit that may have succeeded: lets those stay that rows of the store name now. Where
+   * these cannot be read, all are left to the next import as they are.
+   */
+  void keepNamedFiles();
 
  private:
   struct Checksum {
@@ -116,5 +119,11 @@ class PayloadStage : public PayloadSink {
   std::unordered_set<std::string> _staged;
   std::vector<std::string> _kept;
 };
+
+/**
+ * Commits the transaction whose rows name the kept files, and lets those stay whose rows are there
+ * then. Nobody has a statement that is not finalized. Throws StoreError, Failure or Interrupted.
+ */
+void commit_with_files(std::optional<helpers::Transaction>& transaction, PayloadStage& stage);
 
 }  // namespace msg_tarvel::tool

@@ -2,16 +2,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 
 namespace msg_tarvel::tool {
 
 namespace {
-
-// Of a database's header.
-constexpr std::streamoff WRITE_VERSION = 18;
-constexpr char ROLLBACK_MODE = 1;
-constexpr char WRITE_AHEAD = 2;
 
 /** Whether SQLite can make anything of the file. */
 bool is_readable(const CheckedStore& store, Findings& findings) {
@@ -19,6 +13,7 @@ bool is_readable(const CheckedStore& store, Findings& findings) {
     store.database.number("SELECT count(*) FROM sqlite_master;");
     return true;
   } catch (const DatabaseFailure& failure) {
+    throw_if_interrupted();
     // Said whatever was asked for: none of it can be found out.
     const Kind kind = findings.wants(Kind::INTEGRITY) ? Kind::INTEGRITY : findings.wanted().front();
     findings.add(kind, "database", std::string("cannot be read: ") + failure.what());
@@ -46,17 +41,6 @@ std::vector<std::string> names_in(const std::string& directory) {
   }
   std::sort(names.begin(), names.end());
   return names;
-}
-
-void end_write_ahead(const std::string& path) {
-  std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
-  file.seekp(WRITE_VERSION).put(ROLLBACK_MODE).put(ROLLBACK_MODE);  // of writers and of readers
-}
-
-bool is_write_ahead(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  char version = 0;
-  return file.seekg(WRITE_VERSION) && file.get(version) && version == WRITE_AHEAD;
 }
 
 }  // namespace msg_tarvel::tool

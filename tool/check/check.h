@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "check/findings.h"
+#include "import/interrupt.h"
 #include "store/database.h"
 
 namespace msg_tarvel::tool {
@@ -33,24 +34,22 @@ void check_rows(const CheckedStore& store, Findings& findings);
 void check_people(const CheckedStore& store, Findings& findings);
 void check_media(const CheckedStore& store, Findings& findings);
 
-/** Runs `action` if the kind is wanted; that SQLite cannot answer is a finding too. */
+/**
+ * Runs `action` if the kind is wanted; that SQLite cannot answer is a finding too. Throws
+ * Interrupted within an InterruptGuard.
+ */
 template <typename Action>
 void look_for(Kind kind, Findings& findings, Action&& action) {
   if (!findings.wants(kind)) return;
   try {
     action();
   } catch (const DatabaseFailure& failure) {
+    throw_if_interrupted();
     findings.add(kind, "database", std::string("cannot be checked: ") + failure.what());
   }
 }
 
 /** Every name in a directory; none when it cannot be read. */
 std::vector<std::string> names_in(const std::string& directory);
-
-/** Takes a private copy out of that mode: what its -wal file held is not with it. */
-void end_write_ahead(const std::string& path);
-
-/** Whether the database file is in SQLite's write-ahead mode. For a file that nobody has open. */
-bool is_write_ahead(const std::string& path);
 
 }  // namespace msg_tarvel::tool

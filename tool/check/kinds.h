@@ -53,7 +53,7 @@ constexpr KindDescription KINDS[] = {
      "as for the orphans"},
     {Kind::ROLLBACK, "rollback", "a commit that was cut short, which the next user undoes",
      "undoes it"},
-    {Kind::MODES, "modes", "files and directories that the group cannot use, or others can",
+    {Kind::MODES, "modes", "files and directories that owner or group cannot use, or others can",
      "sets the mode"},
     {Kind::OWNER, "owner", "files of another user than the data directory's", nullptr},
     {Kind::GROUP, "group", "files of another group than 5000, which their owner could give them",

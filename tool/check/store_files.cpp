@@ -10,6 +10,7 @@ namespace {
 
 constexpr mode_t PERMISSION_BITS = 07777;
 constexpr mode_t STORE_FILE_MODE = 0660;
+constexpr mode_t OWNER_MAY_ALL = 0700;
 constexpr mode_t GROUP_MAY_ALL = 0070;
 constexpr mode_t OTHERS_MAY_WRITE = 0002;
 
@@ -44,8 +45,8 @@ std::vector<StorePlace> places_of(const std::string& dataDirectory,
 
 mode_t wanted_mode(const StorePlace& place) {
   if (!place.isDirectory) return STORE_FILE_MODE;
-  const mode_t closed = place.mode & ~OTHERS_MAY_WRITE;
-  return place.isOfGroup ? closed | GROUP_MAY_ALL : closed;
+  const mode_t wanted = (place.mode & ~OTHERS_MAY_WRITE) | OWNER_MAY_ALL;
+  return place.isOfGroup ? wanted | GROUP_MAY_ALL : wanted;
 }
 
 std::string octal(mode_t mode) {

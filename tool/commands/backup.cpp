@@ -37,6 +37,8 @@ std::string new_key() {
 
 /** Returns what was left out. */
 std::vector<std::string> back_up_redacted(const std::string& path, const std::string& target) {
+  // Before the work: what keeps the file from being there is said at once.
+  NewBackup backup(target);
   std::optional<PrivateDirectory> directory;
   std::vector<std::string> leftOut;
   try {
@@ -47,7 +49,7 @@ std::vector<std::string> back_up_redacted(const std::string& path, const std::st
     // Nobody knows of the copy.
     throw Failure("cannot write the backup " + target + ": " + failure.what());
   }
-  back_up(directory->database(), target);
+  backup.write(directory->database());
   return leftOut;
 }
 

@@ -90,6 +90,7 @@ void declare_export(CommandSet& commands) {
       "SMS/MMS backup programs. What had to be left out is told on standard error; files are those "
       "in\nthe store's media.",
       [arguments](const Output& output) { return export_store(output, *arguments); });
+  app.remove_option(app.get_option("--json"));
   declare_filter(app, arguments->filter);
   app.add_option("--format", arguments->format, "jsonl (default) or xml")
       ->check(CLI::IsMember({JSON_LINES, PHONE_XML}))

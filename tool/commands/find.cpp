@@ -35,15 +35,15 @@ int find(const Output& output, const FindArguments& arguments) {
   const std::vector<std::string> people = helpers::people_among(arguments.numbers);
   forget_log_errors();
   const int convId = helpers::find_conversation(people);
-  if (arguments.isExplained) {
-    print_explanation(output, people, convId);
-    if (output.json) return convId == 0 ? NOTHING_FOUND : FOUND;
-  }
-  ThreadList list(output);
+  if (arguments.isExplained) print_explanation(output, people, convId);
   ListedThread listed;
   const bool hasMessages = convId != 0 && read_thread(convId, listed);
-  if (hasMessages) list.add(listed);
-  list.end();
+  // An explanation in JSON is one value.
+  if (!arguments.isExplained || !output.json) {
+    ThreadList list(output);
+    if (hasMessages) list.add(listed);
+    list.end();
+  }
   if (hasMessages) return FOUND;
   return nothing_found(convId == 0
                            ? "there is no conversation with exactly these people"

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "check/store_files.h"
 #include "commands/command_set.h"
 #include "commands/commands.h"
 #include "exit_status.h"
@@ -46,12 +47,6 @@ constexpr Count COUNTS[] = {
     {"deleted", "SELECT count(*) FROM deleted_msg_table;"},
 };
 
-std::string mode_text(mode_t mode) {
-  char text[8];
-  std::snprintf(text, sizeof text, "%04o", static_cast<unsigned int>(mode & 07777));
-  return text;
-}
-
 std::string user_name(uid_t user) {
   const passwd* const entry = getpwuid(user);
   return entry ? entry->pw_name : std::to_string(user);
@@ -67,7 +62,7 @@ Json file_json(const std::string& path) {
   struct stat status = {};
   if (lstat(path.c_str(), &status) != 0) return nullptr;
   return {{"path", path},
-          {"mode", mode_text(status.st_mode)},
+          {"mode", octal(status.st_mode & 07777)},
           {"owner", user_name(status.st_uid)},
           {"group", group_name(status.st_gid)},
           {"size", static_cast<long long>(status.st_size)}};

@@ -13,10 +13,12 @@
 #include "commands/command_set.h"
 #include "commands/commands.h"
 #include "exit_status.h"
+#include "helpers/store_error.h"
 #include "import/interrupt.h"
 #include "print/findings.h"
 #include "print/printable.h"
 #include "store/database.h"
+#include "store/log_sink.h"
 #include "store/online_backup.h"
 #include "store/store.h"
 #include "store/store_paths.h"
@@ -74,6 +76,9 @@ Findings left_for_guessing(const Findings& before) {
 
 /** What is left of a store that was mended, whatever comes of this look at it. */
 Findings left_after_mending(const std::string& path, const std::vector<Kind>& kinds) {
+  if (is_interrupted()) {
+    throw Interrupted{interrupting_signal(), "the store is mended, and what is left is not known"};
+  }
   Findings left(kinds);
   try {
     check_copy(path, left);
@@ -94,11 +99,14 @@ Repair mend_store(const std::string& path, const RepairArguments& arguments) {
   back_up(path, repair.backup);
   try {
     mend(repair.before);
+  } catch (const helpers::UnknownOutcome&) {
+    // Unless it was a lock that it waited for in vain, the commit may have been done.
+    if (is_lock_error()) std::filesystem::remove(repair.backup);
+    throw;
   } catch (...) {
     std::filesystem::remove(repair.backup);
     throw;
   }
-  repair.left = left_after_mending(path, kinds);
   return repair;
 }
 
@@ -143,8 +151,9 @@ void print_text(std::ostream& out, const Repair& repair, bool isDryRun) {
 
 int repair_store(const Output& output, const RepairArguments& arguments) {
   const std::string path = require_store();
-  const Repair repair =
+  Repair repair =
       interruptible("nothing was changed", [&] { return mend_named_store(path, arguments); });
+  if (!repair.backup.empty()) repair.left = left_after_mending(path, repair.before.wanted());
   if (output.json) {
     print_json(output, json_of(repair));
   } else {

@@ -21,7 +21,7 @@ constexpr Entry STATUSES[] = {
     {"1", "Nothing found, or something wrong found, as a damaged buffer."},
     {"2", "The command line makes no sense."},
     {"3", "The store, a file or memory failed."},
-    {"128+N", "Signal N interrupted a command; it changed nothing."},
+    {"128+N", "Signal N ended the command; one that changes something says what came of it."},
 };
 
 constexpr Entry VARIABLES[] = {

@@ -74,11 +74,12 @@ class LineWriter {
 
   /** Each message's conversation comes before the first one of it. */
   LeftOut writeMatching(const MessageFilter& filter) {
+    // Before the first line: what is wrong with the filter is said instead of an export.
+    MatchingMessages messages(filter);
     Json line = head();
     line["filtered"] = true;
     _line(line);
     std::set<Json> conversations;
-    MatchingMessages messages(filter);
     while (const auto id = messages.next()) {
       const Json message = _row(_message, *id);
       const Json& convId = message["convId"];

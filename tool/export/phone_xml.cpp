@@ -13,6 +13,7 @@
 #include "backup/backup_reader.h"
 #include "export/media_files.h"
 #include "export/row_json.h"
+#include "helpers/network_status.h"
 #include "import/interrupt.h"
 
 namespace msg_tarvel::tool {
@@ -34,9 +35,6 @@ constexpr const char* CHARACTERS = "characters that XML does not have";
 
 constexpr const char* OTHER_FOLDERS = "messages in folders that phones do not have";
 
-constexpr int NETWORK_SENDING = 1;
-constexpr int NETWORK_FAILED = 3;
-
 /** A phone's box; none for folders that phones do not have. */
 const char* box_of(long long folder, long long networkStatus) {
   switch (folder) {
@@ -45,7 +43,8 @@ const char* box_of(long long folder, long long networkStatus) {
       return "1";
     case MAIN_FOLDER_2:
     case STANDALONE_FOLDER_2:
-      return networkStatus == NETWORK_FAILED ? "5" : networkStatus == NETWORK_SENDING ? "4" : "6";
+      if (networkStatus == helpers::NETWORK_FAILED) return "5";
+      return networkStatus == helpers::NETWORK_SENDING ? "4" : "6";
     case MAIN_FOLDER_3:
     case STANDALONE_FOLDER_3:
       return "2";
@@ -81,8 +80,9 @@ class XmlWriter {
         _contents(database.query(SELECT_CONTENTS)) {}
 
   LeftOut write(const MessageFilter& filter) {
-    _out << "<?xml version='1.0' encoding='UTF-8' standalone='yes' ?>\n<smses count=\""
-         << _count(filter) << "\">\n";
+    const long count = _count(filter);
+    _out << "<?xml version='1.0' encoding='UTF-8' standalone='yes' ?>\n<smses count=\"" << count
+         << "\">\n";
     MatchingMessages messages(filter);
     while (const auto id = messages.next()) {
       throw_if_interrupted();

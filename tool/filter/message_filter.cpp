@@ -11,6 +11,7 @@
 #include "filter/folder_words.h"
 #include "filter/time_words.h"
 #include "filter/whole_number.h"
+#include "helpers/network_status.h"
 #include "helpers/same_address.h"
 #include "helpers/store_error.h"
 #include "print/printable.h"
@@ -21,8 +22,6 @@ namespace msg_tarvel::tool {
 namespace {
 
 using helpers::CANNOT_READ;
-
-constexpr int FAILED_STATUS = 3;
 
 /** The texts of a message that a search looks into, in the columns behind its id. */
 constexpr int FIRST_TEXT = 1;
@@ -99,7 +98,7 @@ std::string conditions_of(const MessageFilter& filter) {
     add("displayTime < " + std::to_string(time_span_of(filter.until).end));
   }
   if (filter.unread) add("read = 0 AND " + folder_condition("inbox"));
-  if (filter.failed) add("networkStatus = " + std::to_string(FAILED_STATUS));
+  if (filter.failed) add("networkStatus = " + std::to_string(helpers::NETWORK_FAILED));
   if (!filter.type.empty()) add("msgType = ?");
   return conditions;
 }

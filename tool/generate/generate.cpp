@@ -3,26 +3,26 @@
 
 #include "generate/generate.h"
 
-#include <glib.h>
-#include <msg-tarvel-common/db/DBMgr.h>
 #include <msg-tarvel-common/item/FolderType.h>
 #include <msg-tarvel-common/item/Message.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "backup/payload_stage.h"
 #include "exit_status.h"
+#include "export/row_json.h"
 #include "generate/chance.h"
 #include "generate/conversation_plan.h"
 #include "generate/media.h"
 #include "generate/other_tables.h"
 #include "generate/people.h"
 #include "generate/texts.h"
+#include "helpers/network_status.h"
 #include "helpers/same_address.h"
 #include "helpers/statements.h"
 #include "helpers/store_error.h"
@@ -32,21 +32,22 @@
 #include "import/interrupt.h"
 #include "import/media_type.h"
 #include "print/progress_bar.h"
+#include "store/media.h"
 
 namespace msg_tarvel::tool {
 
 namespace {
+
+using helpers::NETWORK_FAILED;
+using helpers::NETWORK_NONE;
+using helpers::NETWORK_SENDING;
+using helpers::NETWORK_SENT;
 
 constexpr std::int64_t FIRST_TIME = 1646092800000;  // 2022-03-01
 constexpr std::int64_t THREE_YEARS = 3LL * 365 * 24 * 3600 * 1000;
 /** How wrong the clock was for a few messages: their seconds need more than 32 bits. */
 constexpr std::int64_t WRONG_CLOCK = 20LL * 365 * 24 * 3600 * 1000;
 constexpr int ONE_IN_WRONG_TIME = 5000;
-
-constexpr int ON_ITS_WAY = 1;
-constexpr int WAS_SENT = 2;
-constexpr int NOT_SENT = 3;
-constexpr int NO_STATUS = 16;
 
 constexpr int CONTENT_STATUS_MISSING = 1;
 
@@ -60,12 +61,12 @@ struct Place {
 };
 
 constexpr Place PLACES[] = {
-    {530, MAIN_FOLDER_1, NO_STATUS},       {934, MAIN_FOLDER_3, WAS_SENT},
-    {938, MAIN_FOLDER_2, NOT_SENT},        {939, MAIN_FOLDER_2, ON_ITS_WAY},
-    {946, MAIN_FOLDER_4, NO_STATUS},       {953, MAIN_FOLDER_5, NO_STATUS},
-    {970, STANDALONE_FOLDER_1, NO_STATUS}, {986, STANDALONE_FOLDER_3, WAS_SENT},
-    {989, STANDALONE_FOLDER_2, NOT_SENT},  {990, STANDALONE_FOLDER_2, ON_ITS_WAY},
-    {995, STANDALONE_FOLDER_4, NO_STATUS}, {1000, STANDALONE_FOLDER_5, NO_STATUS},
+    {530, MAIN_FOLDER_1, NETWORK_NONE},         {934, MAIN_FOLDER_3, NETWORK_SENT},
+    {938, MAIN_FOLDER_2, NETWORK_FAILED},       {939, MAIN_FOLDER_2, NETWORK_SENDING},
+    {946, MAIN_FOLDER_4, NETWORK_NONE},         {953, MAIN_FOLDER_5, NETWORK_NONE},
+    {970, STANDALONE_FOLDER_1, NETWORK_NONE},   {986, STANDALONE_FOLDER_3, NETWORK_SENT},
+    {989, STANDALONE_FOLDER_2, NETWORK_FAILED}, {990, STANDALONE_FOLDER_2, NETWORK_SENDING},
+    {995, STANDALONE_FOLDER_4, NETWORK_NONE},   {1000, STANDALONE_FOLDER_5, NETWORK_NONE},
 };
 
 /** A conversation while its messages are written. */
@@ -77,8 +78,8 @@ struct WrittenThread {
 
 class Generator {
  public:
-  explicit Generator(const GenerateOptions& options)
-      : _options(options), _chance(options.seed), _stage(db::get_data_dir_path() + "media") {}
+  Generator(const GenerateOptions& options, PayloadStage& stage)
+      : _options(options), _chance(options.seed), _stage(stage) {}
 
   GeneratedStore run() {
     _makeConversations();
@@ -96,8 +97,6 @@ class Generator {
     return _made;
   }
 
-  PayloadStage& stage() { return _stage; }
-
  private:
   void _makeConversations();
   std::vector<std::size_t> _order();
@@ -114,7 +113,7 @@ class Generator {
 
   const GenerateOptions _options;
   Chance _chance;
-  PayloadStage _stage;
+  PayloadStage& _stage;
   helpers::StoreWriter _writer;
   ProgressBar _bar;
   std::vector<WrittenThread> _threads;
@@ -268,9 +267,7 @@ void Generator::_addMedium(int msgId, int index) {
 
 std::string Generator::_keep(const std::string& bytes, const std::string& baseName,
                              const std::string& extension) {
-  const std::unique_ptr<char, decltype(&g_free)> base64(
-      g_base64_encode(reinterpret_cast<const guchar*>(bytes.data()), bytes.size()), &g_free);
-  const std::string text = base64.get();
+  const std::string text = base64_of(bytes);
   ++_made.files;
   return _stage.keep(_stage.decode(text.data(), text.size()), baseName, extension);
 }
@@ -284,22 +281,16 @@ void require_empty_store() {
 }
 
 GeneratedStore fill_store(const GenerateOptions& options) {
-  helpers::Transaction transaction;
+  std::optional<helpers::Transaction> transaction(std::in_place);
   require_empty_store();
+  settle_left_files(media_directory());
+  PayloadStage stage(media_directory());
   const std::vector<std::string> indexes = helpers::set_indexes_aside();
-  const auto generator = std::make_unique<Generator>(options);
-  const GeneratedStore made = generator->run();
+  const GeneratedStore made = Generator(options, stage).run();
   helpers::restore_indexes(indexes);
   if (!options.withoutIndexes) helpers::make_indexes();
   throw_if_interrupted();
-  generator->stage().synchronise();
-  try {
-    transaction.commit();
-  } catch (const helpers::UnknownOutcome&) {
-    generator->stage().confirm();  // rows may name the files
-    throw;
-  }
-  generator->stage().confirm();
+  commit_with_files(transaction, stage);
   return made;
 }
 

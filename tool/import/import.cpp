@@ -21,6 +21,7 @@
 #include "backup/damaged_backup.h"
 #include "backup/payload_stage.h"
 #include "exit_status.h"
+#include "helpers/network_status.h"
 #include "helpers/same_address.h"
 #include "helpers/store_error.h"
 #include "helpers/store_indexes.h"
@@ -41,16 +42,16 @@ namespace msg_tarvel::tool {
 
 namespace {
 
+using helpers::NETWORK_FAILED;
+using helpers::NETWORK_NONE;
+using helpers::NETWORK_SENDING;
+using helpers::NETWORK_SENT;
+
 // Where sent messages and those that are on their way lie, beside the inbox.
 constexpr int FOLDER_INBOX = MAIN_FOLDER_1;
 constexpr int FOLDER_OUTBOX = MAIN_FOLDER_2;
 constexpr int FOLDER_SENT = MAIN_FOLDER_3;
 constexpr int FOLDER_DRAFTS = MAIN_FOLDER_4;
-
-constexpr int STATUS_SENDING = 1;
-constexpr int STATUS_SENT = 2;
-constexpr int STATUS_FAILED = 3;
-constexpr int STATUS_NONE = 16;
 
 constexpr int CONTENT_STATUS_DAMAGED = 1;
 
@@ -65,9 +66,9 @@ struct Box {
 };
 
 constexpr Box BOXES[] = {
-    {"1", FOLDER_INBOX, STATUS_NONE},    {"2", FOLDER_SENT, STATUS_SENT},
-    {"3", FOLDER_DRAFTS, STATUS_NONE},   {"4", FOLDER_OUTBOX, STATUS_SENDING},
-    {"5", FOLDER_OUTBOX, STATUS_FAILED}, {"6", FOLDER_OUTBOX, STATUS_SENDING},
+    {"1", FOLDER_INBOX, NETWORK_NONE},    {"2", FOLDER_SENT, NETWORK_SENT},
+    {"3", FOLDER_DRAFTS, NETWORK_NONE},   {"4", FOLDER_OUTBOX, NETWORK_SENDING},
+    {"5", FOLDER_OUTBOX, NETWORK_FAILED}, {"6", FOLDER_OUTBOX, NETWORK_SENDING},
 };
 
 const Box* box_of(const BackupMessage& message) {
@@ -145,15 +146,6 @@ Message stored_message(const BackupMessage& message, const std::string& text) {
 
 /** How a file is read: as it should be, or what is good of it. */
 using Reading = void (*)(const BackupFile&, PayloadStage*, const BackupEvents&);
-
-/** After a commit that may have succeeded: the store itself says which files its rows name. */
-void keep_named_files(PayloadStage& stage) {
-  try {
-    stage.confirmNamed(read_named_files());
-  } catch (const helpers::StoreError&) {
-    stage.leave();
-  }
-}
 
 class Import {
  public:
@@ -264,23 +256,13 @@ void Import::write() {
     if (!_options.withoutIndexes) helpers::make_indexes();
     throw_if_interrupted();
     summarise();
-    if (!_options.isDryRun) {
-      _stage->synchronise();
-      transaction->commit();
-      _stage->confirm();
-    }
-  } catch (const helpers::UnknownOutcome&) {
     _writer.reset();
-    transaction.reset();
-    keep_named_files(*_stage);
-    _stage.reset();
-    throw;
+    if (!_options.isDryRun) commit_with_files(transaction, *_stage);
   } catch (...) {
     _stage.reset();
     _writer.reset();
     throw;
   }
-  _writer.reset();
   _stage.reset();
 }
 

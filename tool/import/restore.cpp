@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "backup/payload_stage.h"
@@ -62,12 +63,6 @@ bool is_one_of(const std::string_view (&tables)[COUNT], const std::string& table
   return std::find(std::begin(tables), std::end(tables), table) != std::end(tables);
 }
 
-std::string quoted(const std::string& name) {
-  std::string quoted = "\"";
-  for (const char character : name) quoted.append(character == '"' ? 2 : 1, character);
-  return quoted + "\"";
-}
-
 /** Far deeper than an export, whose values are also copied: that goes into a deeply nested one. */
 bool is_deeply_nested(const std::string& json) {
   constexpr int DEEPEST = 32;
@@ -110,7 +105,7 @@ class RowInserter {
     std::string columns;
     std::string values;
     for (const auto& [column, value] : row.items()) {
-      columns += (columns.empty() ? "" : ", ") + quoted(column);
+      columns += (columns.empty() ? "" : ", ") + quoted_name(column);
       values += values.empty() ? "?" : ", ?";
     }
     const std::string sql =
@@ -134,9 +129,9 @@ bool is_about_the_row(const DatabaseFailure& failure) {
 }
 
 /** The lines of a file, one after the other. */
-class Lines {
+class FileLines {
  public:
-  explicit Lines(const BackupFile& file) : _stream(file) {}
+  explicit FileLines(const BackupFile& file) : _stream(file) {}
 
   bool next(std::string& line) {
     line.clear();
@@ -173,7 +168,7 @@ class Restoration {
   }
 
   ImportSummary read() {
-    Lines lines(_file);
+    FileLines lines(_file);
     std::string text;
     for (long number = 1; lines.next(text); ++number) {
       try {
@@ -356,23 +351,17 @@ bool is_export(const BackupFile& file) {
 
 ImportSummary restore_export(const BackupFile& file, const ImportOptions& options) {
   refuse_options_for_phones(file, options);
-  helpers::Transaction transaction;
+  std::optional<helpers::Transaction> transaction(std::in_place);
   require_no_messages();
-  PayloadStage stage(media_directory());
+  if (!options.isDryRun) settle_left_files(media_directory());
+  PayloadStage stage(media_directory(), options.isDryRun);
   const std::vector<std::string> indexes = helpers::set_indexes_aside();
   ImportSummary summary = Restoration(file, options, stage).read();
   helpers::restore_indexes(indexes);
   if (!options.withoutIndexes) helpers::make_indexes();
   throw_if_interrupted();
   if (options.isDryRun) return summary;
-  stage.synchronise();
-  try {
-    transaction.commit();
-  } catch (const helpers::UnknownOutcome&) {
-    stage.confirm();  // rows may name the files
-    throw;
-  }
-  stage.confirm();
+  commit_with_files(transaction, stage);
   return summary;
 }
 

@@ -4,6 +4,7 @@
 
 #include "filter/folder_words.h"
 #include "helpers/folders.h"
+#include "helpers/network_status.h"
 #include "print/item_json.h"
 #include "print/local_time.h"
 #include "print/printable.h"
@@ -30,8 +31,8 @@ std::string names_of(const std::vector<Address>& addresses) {
 }
 
 std::string network_state(int networkStatus) {
-  if (networkStatus == 1) return "sending";
-  return networkStatus == 3 ? "failed" : "";
+  if (networkStatus == helpers::NETWORK_SENDING) return "sending";
+  return networkStatus == helpers::NETWORK_FAILED ? "failed" : "";
 }
 
 std::string state_of(const Message& message) {

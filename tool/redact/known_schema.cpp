@@ -190,12 +190,6 @@ std::vector<std::string> keep_known_words(const SchemaObject& object, const Data
 
 }  // namespace
 
-std::string quoted_name(const std::string& name) {
-  std::string quoted = "\"";
-  for (const char character : name) quoted.append(character == '"' ? 2 : 1, character);
-  return quoted + "\"";
-}
-
 std::vector<std::string> keep_known_schema(const Database& database) {
   std::vector<std::string> dropped;
   for (const SchemaObject& object : schema_of(database)) {

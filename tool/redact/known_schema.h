@@ -7,9 +7,6 @@
 
 namespace msg_tarvel::tool {
 
-/** As a name in a statement. */
-std::string quoted_name(const std::string& name);
-
 /**
  * Takes out of the schema whatever is not the library's own words: names, defaults, conditions and
  * comments are texts of somebody's too. Tables, views, triggers, indexes and columns that a store

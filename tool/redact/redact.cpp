@@ -5,7 +5,6 @@
 #include <new>
 #include <string_view>
 
-#include "check/check.h"
 #include "exit_status.h"
 #include "helpers/store_schema.h"
 #include "import/media_type.h"
@@ -164,8 +163,10 @@ void add_functions(const Database& database, Disguise& disguise) {
 std::vector<std::string> redact(const Database& database, const std::string& key) {
   Disguise disguise(key);
   add_functions(database, disguise);
-  // Nobody goes on with a half redacted copy.
-  database.execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; BEGIN;");
+  // Nobody goes on with a half redacted copy, and who is alone needs no shared index of a log.
+  database.execute(
+      "PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; "
+      "BEGIN;");
   std::vector<std::string> leftOut = keep_known_schema(database);
   learn_numbers(database, disguise);
   for (const helpers::TableSchema& table : helpers::STORE_TABLES) {
@@ -180,7 +181,6 @@ std::vector<std::string> redact(const Database& database, const std::string& key
 
 std::vector<std::string> redact_database(const std::string& path, const std::string& key) {
   try {
-    if (is_write_ahead(path)) end_write_ahead(path);
     return redact(Database(path), key);
   } catch (const DatabaseFailure& failure) {
     throw Failure(std::string("cannot redact the message store: ") + failure.what());

@@ -12,6 +12,12 @@ DatabaseFailure::DatabaseFailure(sqlite3* handle)
 DatabaseFailure::DatabaseFailure(int code)
     : Failure(in_words({code & 0xFF, sqlite3_errstr(code)})), _code(code & 0xFF) {}
 
+std::string quoted_name(const std::string& name) {
+  std::string quoted = "\"";
+  for (const char character : name) quoted.append(character == '"' ? 2 : 1, character);
+  return quoted + "\"";
+}
+
 Rows::Rows(sqlite3* handle, const std::string& sql) : _handle(handle) {
   sqlite3_stmt* statement = nullptr;
   if (sqlite3_prepare_v2(handle, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {

@@ -21,6 +21,9 @@ class DatabaseFailure : public Failure {
   int _code;
 };
 
+/** As a name in a statement. */
+std::string quoted_name(const std::string& name);
+
 /** The rows of a query, one after the other. */
 class Rows {
  public:

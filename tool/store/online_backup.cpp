@@ -32,46 +32,6 @@ constexpr int MOST_LOCK_PAUSES = 105;
   throw Failure("cannot write the backup " + target + ": " + why);
 }
 
-/** A file that gets its name when it is whole, and is gone otherwise. */
-class NewFile {
- public:
-  explicit NewFile(const std::string& target)
-      : _target(target), _path(target + ".incomplete-" + std::to_string(getpid())) {
-    struct stat status = {};
-    if (lstat(target.c_str(), &status) == 0) fail_to_write(target, "there is a file of that name");
-    const int file =
-        open(_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (file == -1) fail_to_write(target, std::strerror(errno));
-    close(file);
-  }
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
-  ~NewFile() { unlink(_path.c_str()); }
-
-  const std::string& path() const { return _path; }
-
-  void finish() {
-    synchronise(_path);
-    if (renameat2(AT_FDCWD, _path.c_str(), AT_FDCWD, _target.c_str(), RENAME_NOREPLACE) == -1) {
-      fail_to_write(_target, std::strerror(errno));
-    }
-    const std::size_t slash = _target.rfind('/');
-    synchronise(slash == std::string::npos ? "." : _target.substr(0, slash + 1));
-  }
-
- private:
-  void synchronise(const std::string& path) const {
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    const bool isDone = file != -1 && fsync(file) == 0;
-    const int error = errno;
-    if (file != -1) close(file);
-    if (!isDone) fail_to_write(_target, std::strerror(error));
-  }
-
-  const std::string _target;
-  const std::string _path;
-};
-
 struct BackupFinisher {
   void operator()(sqlite3_backup* backup) const { sqlite3_backup_finish(backup); }
 };
@@ -100,21 +60,49 @@ void copy_pages(const Database& from, const Database& to) {
 
 }  // namespace
 
-void back_up(const std::string& source, const std::string& target) {
+NewBackup::NewBackup(const std::string& target)
+    : _target(target), _path(target + ".incomplete-" + std::to_string(getpid())) {
+  struct stat status = {};
+  if (lstat(target.c_str(), &status) == 0) fail_to_write(target, "there is a file of that name");
+  const int file =
+      open(_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  if (file == -1) fail_to_write(target, std::strerror(errno));
+  close(file);
+}
+
+NewBackup::~NewBackup() { unlink(_path.c_str()); }
+
+void NewBackup::write(const std::string& source) {
   if (access(source.c_str(), R_OK) != 0) {
     throw Failure("cannot read the message store " + source + ": " +
                   (errno == EACCES ? "permission denied" : std::strerror(errno)));
   }
-  NewFile file(target);
   try {
     const Database from(source);
-    const Database to(file.path());
+    const Database to(_path);
     to.execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF;");
     copy_pages(from, to);
   } catch (const DatabaseFailure& failure) {
-    fail_to_write(target, failure.what());
+    fail_to_write(_target, failure.what());
   }
-  file.finish();
+  _finish();
+}
+
+void NewBackup::_finish() {
+  _synchronise(_path);
+  if (renameat2(AT_FDCWD, _path.c_str(), AT_FDCWD, _target.c_str(), RENAME_NOREPLACE) == -1) {
+    fail_to_write(_target, std::strerror(errno));
+  }
+  const std::size_t slash = _target.rfind('/');
+  _synchronise(slash == std::string::npos ? "." : _target.substr(0, slash + 1));
+}
+
+void NewBackup::_synchronise(const std::string& path) const {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const bool isDone = file != -1 && fsync(file) == 0;
+  const int error = errno;
+  if (file != -1) close(file);
+  if (!isDone) fail_to_write(_target, std::strerror(error));
 }
 
 }  // namespace msg_tarvel::tool

@@ -5,9 +5,33 @@
 namespace msg_tarvel::tool {
 
 /**
- * Writes what the database `source` holds to the new file `target`, which only this user may read,
- * whole or not at all: in short steps, between which others write. Throws Failure or Interrupted.
+ * A new file for a backup, which only this user may read. It gets its name when it is whole, and is
+ * gone otherwise.
  */
-void back_up(const std::string& source, const std::string& target);
+class NewBackup {
+ public:
+  /** Throws Failure when there cannot be such a file. */
+  explicit NewBackup(const std::string& target);
+  NewBackup(const NewBackup&) = delete;
+  NewBackup& operator=(const NewBackup&) = delete;
+  ~NewBackup();
+
+  /**
+   * Writes what the database `source` holds, in short steps, between which others write. Throws
+   * Failure or Interrupted.
+   */
+  void write(const std::string& source);
+
+ private:
+  void _finish();
+  void _synchronise(const std::string& path) const;
+
+  const std::string _target;
+  const std::string _path;
+};
+
+inline void back_up(const std::string& source, const std::string& target) {
+  NewBackup(target).write(source);
+}
 
 }  // namespace msg_tarvel::tool

@@ -16,6 +16,7 @@
 #include "check/mend.h"
 #include "helpers/store_maker.h"
 #include "helpers/transaction.h"
+#include "import/interrupt.h"
 #include "store/connections.h"
 #include "store/media.h"
 #include "store/store.h"
@@ -230,6 +231,17 @@ TEST_F(CheckTest, People) {
   expectLeft(more + "(7, 'someone@example.org');", {});
 }
 
+TEST_F(CheckTest, PeopleAreNotComparedWithoutTheSettings) {
+  write_file(std::getenv("MSG_TARVEL_SETTINGS"), "no settings\n");
+  const Findings findings = check();
+  EXPECT_EQ(kindsIn(findings), (Names{"same-people", "same-ending"}));
+  for (const Finding& finding : findings.all()) {
+    EXPECT_EQ(finding.object, "settings");
+    EXPECT_EQ(finding.problem.rfind("cannot read the device's settings: ", 0), 0U)
+        << finding.problem;
+  }
+}
+
 TEST_F(CheckTest, Files) {
   expectFound([] { fs::remove(picture()); }, {"missing-files"}, {"missing-files"});
   const auto leave = [](const std::string& name) {
@@ -250,7 +262,8 @@ TEST_F(CheckTest, Files) {
                                                    {picture(), 0644},
                                                    {data_directory(), 0777},
                                                    {data_directory() + DATABASE_DIRECTORY, 0757},
-                                                   {media_directory(), 0755}}) {
+                                                   {media_directory(), 0755},
+                                                   {media_directory(), 0670}}) {
     expectFound([&, path = path, mode = mode] { ASSERT_EQ(chmod(path.c_str(), mode), 0); },
                 {"modes"}, {});
   }
@@ -350,6 +363,15 @@ TEST_F(CheckTest, KeepsAHundredOfAKindAndCountsAll) {
   const Findings findings = check();
   EXPECT_EQ(findings.count(Kind::ORPHAN_QUEUE), 130);
   EXPECT_EQ(findings.all().size(), 100U);
+}
+
+TEST_F(CheckTest, EndsWhenTheProgramIsInterrupted) {
+  plant(
+      "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 20000) INSERT INTO "
+      "temp_log (data1) SELECT i FROM n;");
+  const InterruptGuard guard;
+  raise(SIGTERM);
+  EXPECT_THROW(check(), Interrupted);
 }
 
 TEST_F(CheckTest, SurvivesDamageAnywhere) {

@@ -211,8 +211,9 @@ TEST_F(Commands, TakeJsonAndTheDirectoryBeforeAndBehind) {
 }
 
 TEST_F(Commands, HelpShowsAnExampleOfEach) {
-  for (const char* command : {"create", "import", "info", "threads", "messages", "conversation",
-                              "message", "find", "query", "ipc"}) {
+  for (const char* command :
+       {"create", "generate", "check", "repair", "backup", "export", "import", "info", "threads",
+        "messages", "conversation", "message", "find", "query", "ipc", "buffer"}) {
     const ProcessResult result = run({command, "--help"});
     EXPECT_EQ(result.status, 0);
     EXPECT_NE(result.out.find(std::string("Example: msg-tarvel ") + command), std::string::npos);
@@ -382,6 +383,10 @@ TEST_F(Queries, FindAConversationThatIsEmpty) {
   const ProcessResult result = run({"find", "O'Hara 100%"});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.err, "msg-tarvel: their conversation, 2, has no messages\n");
+  const ProcessResult explained = run({"find", "O'Hara 100%", "--explain", "--json"});
+  EXPECT_EQ(explained.status, 1);
+  EXPECT_EQ(explained.err, result.err);
+  EXPECT_EQ(nlohmann::json::parse(explained.out)["found"], 2);
 }
 
 TEST_F(Queries, MessagesInFull) {

@@ -20,12 +20,16 @@ class Find : public ToolTest {
 
   void settings(const std::string& text) const { file("settings.ini", text); }
 
+  /** No conversation of these stores has messages. */
   nlohmann::json explanation(std::vector<std::string> numbers) const {
     numbers.insert(numbers.begin(), {"find", "--explain", "--json"});
     const ProcessResult result = run(numbers);
-    EXPECT_EQ(result.err, "");
     auto json = nlohmann::json::parse(result.out, nullptr, false);
-    EXPECT_EQ(result.status, json["found"].is_null() ? 1 : 0);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, json["found"].is_null()
+                              ? "msg-tarvel: there is no conversation with exactly these people\n"
+                              : "msg-tarvel: their conversation, " + json["found"].dump() +
+                                    ", has no messages\n");
     return json;
   }
 

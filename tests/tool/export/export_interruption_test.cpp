@@ -53,18 +53,14 @@ class ExportInterruption : public ToolTest {
   std::string errors() const { return content_of(folder() + "/errors"); }
 
   std::unique_ptr<Child> start(const Pipe& lines) const {
-    std::vector<std::string> command = {"env"};
-    for (const std::string& variable : environment()) command.push_back(variable);
-    for (const std::string& word : runnable({TOOL_PROGRAM, "export", "--media", media()})) {
-      command.push_back(word);
-    }
     const std::string path = file("errors", "");
-    return std::make_unique<Child>([&lines, command, path] {
-      dup2(lines.writingEnd(), STDOUT_FILENO);
-      dup2(open(path.c_str(), O_WRONLY), STDERR_FILENO);
-      execute(command);
-      return 127;
-    });
+    return std::make_unique<Child>(
+        [&lines, command = command({"export", "--media", media()}), path] {
+          dup2(lines.writingEnd(), STDOUT_FILENO);
+          dup2(open(path.c_str(), O_WRONLY), STDERR_FILENO);
+          execute(command);
+          return 127;
+        });
   }
 };
 

@@ -272,10 +272,12 @@ TEST_F(Export, ADryRunChangesNothing) {
   generate({"--messages", "50"});
   const std::string path = exported();
   beginAnew();
+  file("data/media/incoming-7-1.png", "left by an import that was killed");
   const std::string before = wholeStore();
   EXPECT_EQ(json({"import", "--dry-run", path})["stored"], 50);
   EXPECT_EQ(wholeStore(), before);
   EXPECT_EQ(json({"import", path})["stored"], 50);
+  EXPECT_EQ(run({"check"}).status, 0);
 }
 
 TEST_F(Export, ComesBackThroughAPipeAndCompressed) {
@@ -581,6 +583,7 @@ TEST_F(Export, HasNoOtherJson) {
   const ProcessResult result = run({"export", "--json"});
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.err, "msg-tarvel: export has formats of its own, and no --json\n");
+  EXPECT_EQ(run({"export", "--help"}).out.find("--json"), std::string::npos);
 }
 
 }  // namespace

@@ -42,13 +42,8 @@ class Interruption : public ToolTest {
   /** Starts the tool, whose output nobody reads. */
   std::unique_ptr<Child> start(const std::vector<std::string>& arguments,
                                const std::string& input = "/dev/null") const {
-    std::vector<std::string> program = {TOOL_PROGRAM};
-    program.insert(program.end(), arguments.begin(), arguments.end());
-    std::vector<std::string> command = {"env"};
-    for (const std::string& variable : environment()) command.push_back(variable);
-    for (const std::string& word : runnable(program)) command.push_back(word);
     const std::string errorFile = file("errors", "");
-    return std::make_unique<Child>([command, input, errorFile] {
+    return std::make_unique<Child>([command = command(arguments), input, errorFile] {
       dup2(open(input.c_str(), O_RDWR), STDIN_FILENO);
       dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
       dup2(open(errorFile.c_str(), O_WRONLY), STDERR_FILENO);
@@ -149,6 +144,26 @@ TEST_F(Interruption, AKilledImportLeavesNothingBehindTheNext) {
   EXPECT_EQ(rows("SELECT count(*) FROM msg_message_table;"), "100\n");
   EXPECT_EQ(mediaFiles().size(), 100U);
   expectFilesToBeThoseOfRows();
+}
+
+// The look at what is left takes a while.
+TEST_F(Interruption, BehindTheCommitOfARepairIsTold) {
+  import(sms({}));
+  RawConnection store(dbFile());
+  store.exec(
+      "PRAGMA busy_timeout = 5000; PRAGMA journal_mode = PERSIST; UPDATE msg_conversation_table "
+      "SET "
+      "msgCnt = 5; WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 100000) "
+      "INSERT INTO temp_log (data1) SELECT i FROM n;");
+  const auto repair = start({"repair"});
+  while (store.value("SELECT msgCnt FROM msg_conversation_table;") == "5") usleep(200);
+  kill(repair->pid(), SIGTERM);
+  const int status = repair->wait();
+  // On a busy machine it is done before.
+  EXPECT_TRUE(status == 128 + SIGTERM || status == 0) << status;
+  const std::string told = errors();
+  EXPECT_TRUE(told.empty() || told.find("interrupted; the store is mended") != std::string::npos)
+      << told;
 }
 
 TEST_F(Interruption, OnlyWhatItsOwnNameTellsIsRemoved) {
