@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <utility>
 
 namespace msg_tarvel {
 
@@ -18,6 +19,7 @@ namespace {
 
 std::atomic<int> exitHookCount{0};
 thread_local int lockCount = 0;
+thread_local std::function<void()> lockAction;
 
 std::vector<std::string>& file_calls() {
   static auto* const calls = new std::vector<std::string>;  // outlives every exit hook
@@ -69,6 +71,8 @@ std::vector<std::string> LibraryCalls::onFiles() { return file_calls(); }
 int LibraryCalls::exitHooks() { return exitHookCount; }
 
 int LibraryCalls::locks() { return lockCount; }
+
+void LibraryCalls::onNextLock(std::function<void()> action) { lockAction = std::move(action); }
 
 extern "C" {
 
@@ -136,7 +140,11 @@ int close(int descriptor) {
 
 int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
   static const auto real = next("pthread_mutex_lock", &pthread_mutex_lock);
-  if (is_in_library(__builtin_return_address(0))) ++lockCount;
+  if (is_in_library(__builtin_return_address(0))) {
+    ++lockCount;
+    // It may ask for the next one.
+    if (const auto action = std::exchange(lockAction, nullptr)) action();
+  }
   return real(mutex);
 }
 
