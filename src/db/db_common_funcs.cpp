@@ -569,11 +569,11 @@ int db_check_thread_address_exist(const std::vector<Address>& addresses, int* th
 
   SearchText sql;
   sql.append("SELECT convId FROM (SELECT convId FROM %s WHERE (", ADDRESS_TABLE);
-  for (std::size_t i = 0; i < addresses.size(); ++i) {
-    append_address_condition(sql, addresses[i]);
-    const bool isLast = i + 1 == addresses.size();
-    if (isLast || addresses[i + 1].recipientType == RECIPIENT_TYPE_ENDS_SEARCH) break;
+  append_address_condition(sql, addresses.front());
+  for (std::size_t i = 1; i < addresses.size(); ++i) {
+    if (addresses[i].recipientType == RECIPIENT_TYPE_ENDS_SEARCH) break;
     sql.append(" OR ");
+    append_address_condition(sql, addresses[i]);
   }
   sql.append(
       ") AND addressType <> ? AND convId IN (SELECT convId FROM %s GROUP BY convId "

@@ -24,7 +24,7 @@ class QuietStatement {
 
   /** What compiling it gave. */
   int code() const { return _code; }
-  bool isCompiled() const { return _code == SQLITE_OK && _handle; }
+  bool isCompiled() const { return _handle != nullptr; }
   sqlite3_stmt* handle() const { return _handle; }
   SqlStatement& row() { return _statement; }
   int step() { return sqlite3_step(_handle); }

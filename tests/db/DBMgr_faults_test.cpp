@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -347,19 +348,17 @@ TEST_F(StoreFaultTest, OnlyAMissingPermissionKeepsAUserFromOpening) {
   AS_ROOT();
   ASSERT_EQ(DBMgrInternal().closeDb(), 0);
   FakePlatform::get().clearLines();
-  Child child([]() -> int {
-    EXPECT_TRUE(become_nobody({5000}));
-    for (const int reason : {EPERM, ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, EROFS, EIO, ENOMEM}) {
-      SqliteFaults::refuseReading(reason);
-      EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0) << reason;
-      EXPECT_EQ(DBMgrInternal().closeDb(), 0);
-      EXPECT_TRUE(logged({opening()}));
-    }
-    SqliteFaults::refuseReading(EACCES);
-    EXPECT_EQ(manager()->execStatement("SELECT 1;"), -1001);
-    return HasFailure() ? 1 : 0;
-  });
-  EXPECT_EQ(child.wait(), 0);
+  ASSERT_EQ(chmod(dbFile().c_str(), 0666), 0);
+  ASSERT_EQ(setresuid(NOBODY, NOBODY, 0), 0);
+  for (const int reason : {EPERM, ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, EROFS, EIO, ENOMEM}) {
+    SqliteFaults::refuseReading(reason);
+    EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0) << reason;
+    EXPECT_EQ(DBMgrInternal().closeDb(), 0);
+    EXPECT_TRUE(logged({opening()}));
+  }
+  SqliteFaults::refuseReading(EACCES);
+  EXPECT_EQ(manager()->execStatement("SELECT 1;"), -1001);
+  ASSERT_EQ(setresuid(0, 0, 0), 0);
 }
 
 TEST(BusyHandlerTest, WaitsSixTimesALittleLongerAndThenGivesUp) {

@@ -170,6 +170,19 @@ TEST_F(TwoUsersTest, TheRealUserIsTheOneWhoMustBeAllowedToRead) {
                {opening(), manager_error("_openDb", "sqlite3_open() failed: (14)")});
 }
 
+TEST_F(TwoUsersTest, WhoeverWasRefusedOpensTheStoreOnceItMay) {
+  AS_ROOT();
+  ASSERT_EQ(setresuid(NOBODY, NOBODY, 0), 0);
+  EXPECT_EQ(manager()->execStatement("SELECT 1;"), -1001);
+  EXPECT_TRUE(logged({opening(), manager_error("_openDb", "file access permission error")}));
+  ASSERT_EQ(setresuid(0, 0, 0), 0);
+  ASSERT_EQ(chmod(dbFile().c_str(), 0604), 0);
+  ASSERT_EQ(setresuid(NOBODY, NOBODY, 0), 0);
+  EXPECT_EQ(manager()->execStatement("SELECT 1;"), 0);
+  EXPECT_TRUE(logged({opening()}));
+  ASSERT_EQ(setresuid(0, 0, 0), 0);
+}
+
 TEST_F(TwoUsersTest, WhoeverIsEffectivelyRootIsNotAsked) {
   AS_ROOT();
   expectResult(NOBODY, 0, 0, {opening()});

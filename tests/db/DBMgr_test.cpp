@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <functional>
+#include <new>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -15,6 +16,7 @@
 #include "db/DBMgr_internal.h"
 #include "msg-tarvel-common/db/db_error.h"
 #include "support/db_log.h"
+#include "support/scarce_memory.h"
 #include "support/statement_trace.h"
 #include "support/store.h"
 
@@ -185,6 +187,30 @@ TEST_F(ManagerTest, ANewOneFollowsTheExitHook) {
   EXPECT_EQ(exec(INSERT), 0);
   EXPECT_EQ(rows(), "1");
   EXPECT_EQ(DBMgrInternal::instanceCount(), 1u);
+}
+
+TEST_F(ManagerTest, OneThatThereWasNoMemoryForIsMadeWhenThereIs) {
+  int failures = 0;
+  bool hasCome = true;
+  for (int number = 1; hasCome; ++number) {
+    // What the last failure left behind goes too.
+    DBMgrInternal::onDestroyed();
+    bool hasThrown = false;
+    {
+      const OneRefusedAllocation refused(number);
+      try {
+        static_cast<void>(DBMgr::getInstance());
+      } catch (const std::bad_alloc&) {
+        hasThrown = true;
+      }
+      hasCome = refused.hasCome();
+    }
+    EXPECT_EQ(hasThrown, hasCome);
+    if (hasThrown) ++failures;
+  }
+  EXPECT_EQ(failures, 2);
+  EXPECT_EQ(DBMgrInternal::instanceCount(), 1u);
+  EXPECT_EQ(exec("SELECT id FROM temp_log;"), 0);
 }
 
 TEST_F(ManagerTest, ClosingWithAStatementLeftFailsAndKeepsTheConnection) {

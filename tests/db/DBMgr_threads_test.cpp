@@ -1,6 +1,8 @@
 // Many threads at once, each with a manager of its own. ThreadSanitizer runs these too.
 
 #include <gtest/gtest.h>
+#include <limits.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <functional>
@@ -187,6 +189,43 @@ TEST_F(FirstUseTest, PathsMayBeAskedForAtOnce) {
     for (std::size_t i = 0; i < 4; ++i) questions[(index + i) % 4]();
   });
   EXPECT_TRUE(logged({}));
+}
+
+/** Takes all that is left of the places at which threads keep values. */
+class NoPlacesForValues {
+ public:
+  NoPlacesForValues() {
+    pthread_key_t key = 0;
+    while (pthread_key_create(&key, nullptr) == 0) _keys.push_back(key);
+  }
+  NoPlacesForValues(const NoPlacesForValues&) = delete;
+  NoPlacesForValues& operator=(const NoPlacesForValues&) = delete;
+  ~NoPlacesForValues() {
+    for (const pthread_key_t key : _keys) pthread_key_delete(key);
+  }
+
+  /** The calling thread's values at all places, whosever they are. */
+  static std::vector<const void*> values() {
+    std::vector<const void*> all;
+    for (pthread_key_t key = 0; key < PTHREAD_KEYS_MAX; ++key) {
+      all.push_back(pthread_getspecific(key));
+    }
+    return all;
+  }
+
+ private:
+  std::vector<pthread_key_t> _keys;
+};
+
+TEST_F(FirstUseTest, ThreadsHaveManagersWhereTheyMayKeepNoMoreValues) {
+  const NoPlacesForValues none;
+  const std::vector<const void*> before = NoPlacesForValues::values();
+  EXPECT_EQ(DBMgr::getInstance()->createDb(), 0);
+  EXPECT_EQ(NoPlacesForValues::values(), before);
+  on_threads(4, [](std::size_t) {
+    EXPECT_EQ(DBMgr::getInstance()->execStatement("SELECT id FROM temp_log;"), 0);
+  });
+  EXPECT_EQ(DBMgrInternal::instanceCount(), 5u);
 }
 
 TEST_F(FirstUseTest, SettingsMayBeReadAtOnce) {

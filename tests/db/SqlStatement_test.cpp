@@ -200,6 +200,7 @@ TEST_F(SqlStatementTest, EmptyTextHasNoHandle) {
     EXPECT_EQ(SqlStatementInternal::handle(*statement), nullptr) << text;
     EXPECT_EQ(statement->step(), -1005);
     EXPECT_TRUE(logged({statement_error("step", "sqlite3_step() failed: (21)")}));
+    EXPECT_EQ(statement->getText(0), "");
     statement->reset();
     statement.reset();
     EXPECT_TRUE(logged({})) << text;

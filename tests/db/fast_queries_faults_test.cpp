@@ -338,9 +338,14 @@ TEST_P(RealFailures, OfTheDiskFailTheQueryWhoseTransactionTheyEnd) {
   fillAndIndex();
   failReads();
   read_error = EACCES;
-  int ended = 0;
-  for (const ListQuery& query : list_queries()) {
+  std::vector<ListQuery> queries = list_queries();
+  queries.push_back({"look-up of addresses", [] {
+                       return list_outcome<Address>(
+                           2, [](auto& out) { return db_get_addresses(1, out); });
+                     }});
+  for (const ListQuery& query : queries) {
     SCOPED_TRACE(query.name);
+    int ended = 0;
     bool hasFailed = true;
     for (int moment = 1; hasFailed; ++moment) {
       DBMgr& store = *DBMgr::getInstance();
@@ -365,8 +370,8 @@ TEST_P(RealFailures, OfTheDiskFailTheQueryWhoseTransactionTheyEnd) {
       }
       ASSERT_EQ(store.endTransaction(false), DB_SUCCESS);
     }
+    EXPECT_GT(ended, 0);
   }
-  EXPECT_GT(ended, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(With, RealFailures, ::testing::Bool(), &name_of_store);
@@ -413,6 +418,18 @@ class LostTextsOfAStore : public SqliteWithoutMemory {
     RawConnection store(dbFile());
     store.exec("PRAGMA encoding = 'UTF-16'; PRAGMA journal_mode = PERSIST;");
     for (const std::string& table : tables) store.exec(table);
+    store.exec("INSERT INTO mssi_info_table (notiIdx, restartToken) VALUES (7, 'token');");
+  }
+
+  static Outcome subscription() {
+    unsigned long long notiIdx = 0;
+    std::string restartToken;
+    FakePlatform::get().clearLines();
+    Outcome outcome;
+    outcome.result = db_get_subscription_info(notiIdx, restartToken);
+    outcome.items = std::to_string(notiIdx) + " " + restartToken;
+    for (const LogLine& line : FakePlatform::get().lines()) outcome.lines += line.raw;
+    return outcome;
   }
 
   static std::vector<ListQuery> queries() {
@@ -429,6 +446,7 @@ class LostTextsOfAStore : public SqliteWithoutMemory {
                      return list_outcome<Address>(
                          2, [](auto& out) { return db::db_get_addresses(1, out); });
                    }});
+    all.push_back({"subscription", &subscription});
     all.push_back({"contents", [] {
                      return list_outcome<Content>(
                          2, [](auto& out) { return db::db_get_contents(1, out); });
@@ -444,7 +462,7 @@ class LostTextsOfAStore : public SqliteWithoutMemory {
     for (const ListQuery& query : queries()) {
       SCOPED_TRACE(query.name);
       const std::string name = query.name;
-      const bool isSingle = name == "message" || name == "thread";
+      const bool isSingle = name == "message" || name == "thread" || name == "subscription";
       const Outcome whole = ask(query.ask, isFast);
       bool hasFailed = true;
       int failures = 0;
@@ -500,20 +518,20 @@ class LockedStore : public FastQueryTest {
     deinit_db();
   }
 
-  /** How long the library wanted to wait since the last call. */
-  std::vector<unsigned int> waits() {
-    const std::vector<unsigned int> all = SqliteFaults::sleeps();
-    const auto begin = all.begin() + static_cast<std::ptrdiff_t>(_waitsBefore);
-    _waitsBefore = all.size();
-    return {begin, all.end()};
-  }
-
   /** A statement that the fast way compiles once for a connection. */
   static ListQuery lookUp() {
     return {
         "look-up by id", [] {
           return item_outcome<Message>([](Message& message) { return db_get_message(1, message); });
         }};
+  }
+
+  /** How long the library wanted to wait since the last call. */
+  std::vector<unsigned int> waits() {
+    const std::vector<unsigned int> all = SqliteFaults::sleeps();
+    const auto begin = all.begin() + static_cast<std::ptrdiff_t>(_waitsBefore);
+    _waitsBefore = all.size();
+    return {begin, all.end()};
   }
 
   /** Both ways through a lock that stays: one wait, one failure. */
@@ -545,6 +563,22 @@ TEST_F(LockedStore, FailsToCompileWithoutTheSchema) {
   raw().exec("BEGIN EXCLUSIVE;");
   for (const ListQuery& query : list_queries()) expectTheSameFailure(query, DB_ERR_PREPARE, false);
   expectTheSameFailure(lookUp(), DB_ERR_PREPARE, false);
+}
+
+/** As after a transaction that could not begin. */
+TEST_F(LockedStore, FailsALookUpOnAConnectionThatHasNotReadTheSchema) {
+  raw().exec("BEGIN EXCLUSIVE;");
+  const auto failed = [&](bool isFast) {
+    forgetSchema();
+    EXPECT_EQ(DBMgrInternal().openDb(), DB_SUCCESS);
+    Outcome outcome = ask(lookUp().ask, isFast);
+    EXPECT_EQ(waits(), SIX_WAITS);
+    return outcome;
+  };
+  const Outcome defined = failed(false);
+  EXPECT_EQ(defined.result, DB_ERR_PREPARE);
+  EXPECT_EQ(failed(true), defined);
+  expectNothingLeftBehind();
 }
 
 TEST_F(LockedStore, IsReportedLineByLine) {

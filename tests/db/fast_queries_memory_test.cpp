@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -114,6 +115,24 @@ TEST_P(FastQueryMemory, OfAListOfMetadataIsHandedOver) {
     return db_get_uncorrelated_nms_msg_metas("", NmsMsgMeta::BT_CORRELATION, NmsMsgMeta::PRIMARY_ID,
                                              true, out);
   });
+}
+
+using FastQueryWithoutStore = ListQueriesTest;
+
+TEST_F(FastQueryWithoutStore, AndWithoutMemoryFailsAsWithoutStore) {
+  init_db();
+  deinit_db();
+  FakePlatform::get().setDataPath(std::nullopt);
+  for (std::string* const path : {&data_dir_path, &db_dir_path, &db_filepath}) path->clear();
+  MemoryCase<Thread> one;
+  {
+    const OneRefusedAllocation refused(1);
+    one.run([](std::vector<Thread>& out) { return db_get_threads(out); });
+    EXPECT_TRUE(refused.hasCome());
+  }
+  EXPECT_FALSE(one.hasThrown);
+  EXPECT_EQ(one.result, DB_ERR_PREPARE);
+  EXPECT_EQ(one.items.size(), 1u);
 }
 
 INSTANTIATE_TEST_SUITE_P(With, FastQueryMemory, ::testing::Bool(), &name_of_store);

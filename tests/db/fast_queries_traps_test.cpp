@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,8 @@ namespace msg_tarvel::db {
 
 namespace {
 
-constexpr const char* WIDE_FIVE = "4294967301";  // 2^32 + 5
+constexpr const char* WIDE_FIVE = "4294967301";           // 2^32 + 5
+constexpr const char* NEGATIVE_WIDE_ONE = "-4294967295";  // 1 - 2^32
 
 class FastQueryTraps : public ListQueriesTest {
  protected:
@@ -98,6 +100,33 @@ class FastQueryTraps : public ListQueriesTest {
                " SELECT * FROM old; DROP TABLE old;");
   }
 
+  /** Gives a row another row's number, as only damage does; of a table that fits on one page. */
+  void renumberRow(const std::string& table, int from, int to) {
+    const long page = std::stol(*raw().value("PRAGMA page_size;"));
+    const long root =
+        std::stol(*raw().value("SELECT rootpage FROM sqlite_master WHERE name = " + quoted(table)));
+    const long begin = (root - 1) * page;
+    ASSERT_EQ(DBMgrInternal().closeDb(), DB_SUCCESS);
+    std::fstream file(dbFile(), std::ios::in | std::ios::out | std::ios::binary);
+    const auto byteAt = [&](long place) {
+      file.seekg(begin + place);
+      return file.get();
+    };
+    // The page tells how many rows it has, and behind its head of eight bytes where each begins;
+    // a row, with the number behind its size, which takes one byte.
+    ASSERT_EQ(byteAt(0), 0x0D);
+    const long rows = byteAt(3) * 256 + byteAt(4);
+    for (long row = 0; row < rows; ++row) {
+      const long number = byteAt(8 + 2 * row) * 256 + byteAt(9 + 2 * row) + 1;
+      ASSERT_LT(byteAt(number - 1), 128);
+      if (byteAt(number) != from) continue;
+      file.seekp(begin + number);
+      file.put(static_cast<char>(to));
+    }
+    file.close();
+    ASSERT_EQ(DBMgrInternal().openDb(), DB_SUCCESS);
+  }
+
   /** Enough conversations for their addresses to be read in one pass. */
   static constexpr int MANY = 40;
 };
@@ -145,6 +174,22 @@ TEST_F(FastQueryTraps, AMessageIdOfMoreThan32BitsIsReadAndLookedUpByItsLowOnes) 
   EXPECT_EQ(texts_of(view[0]), Texts{"of five"});
 }
 
+TEST_F(FastQueryTraps, AMessageIdThatADamagedFileHasTwiceIsLookedUpForBoth) {
+  for (const char* id : {"1", "2", "3"}) insertMessage(id, "1");
+  insertContent("2", "of two");
+  insertContent("3", "of three");
+  insertMeta("2", "of two");
+  insertMeta("3", "of three");
+  renumberRow("msg_message_table", 3, 2);
+  const auto list = messages();
+  ASSERT_EQ(list.size(), 3u);
+  for (std::size_t i = 1; i < 3; ++i) {
+    EXPECT_EQ(list[i].msgId, 2);
+    EXPECT_EQ(texts_of(list[i]), Texts{"of two"});
+    EXPECT_EQ(list[i].nmsMsgMeta.objectId, "of two");
+  }
+}
+
 TEST_F(FastQueryTraps, AMessageIdBelowOneLooksItsMetadataUpByAnEmptyObjectId) {
   insertMessage("-3", "1");
   insertMeta("-3", "of minus three");
@@ -180,7 +225,7 @@ TEST_F(FastQueryTraps, ANegativeConversationIdFailsAndKeepsTheRowsBefore) {
 TEST_F(FastQueryTraps, ADependentWhoseIdIsNoNumberBelongsToNobody) {
   for (const char* msgId : {"1", "2"}) insertMessage(msgId, "1");
   // 1.5 and '1x' read as 1, a blob as its digits.
-  for (const char* msgId : {"1.5", "'1x'", "x'31'", "NULL", WIDE_FIVE}) {
+  for (const char* msgId : {"1.5", "'1x'", "x'31'", "NULL", WIDE_FIVE, NEGATIVE_WIDE_ONE}) {
     insertContent(msgId, "of nobody");
     insertMeta(msgId, "of nobody");
   }
@@ -416,6 +461,33 @@ TEST_F(FastQueryTraps, KeysOfAnotherTypeCompareAsTheyDo) {
   EXPECT_EQ(addresses_of(messages(DB_SUCCESS, 1)[0]), Texts{"whole"});
 }
 
+TEST_F(FastQueryTraps, KeysWithoutATypeAreTheNumbersThatTheyEqual) {
+  redeclare("msg_address_table", "convId INT", "convId");
+  for (int i = 1; i <= MANY; ++i) {
+    const std::string id = std::to_string(i);
+    insertMessage(id, id);
+    raw().exec("INSERT INTO msg_address_table (convId, address) VALUES (" + id + ".0, 'real'), (" +
+               quoted(id) + ", 'text'), (" + id + ", 'whole');");
+  }
+  for (const Message& message : messages()) {
+    EXPECT_EQ(addresses_of(message), (Texts{"real", "whole"}));
+  }
+}
+
+TEST_F(FastQueryTraps, KeysOfAnotherCollationAreComparedByIt) {
+  redeclare("msg_message_table", "networkStatus INT", "networkStatus INT COLLATE NOCASE");
+  redeclare("msg_address_table", "convId INT", "convId INT COLLATE RTRIM");
+  insertThread("1");
+  insertMessage("1", "1");
+  insertAddress("1", "of one");
+  raw().exec("UPDATE msg_message_table SET networkStatus = 'a text';");
+  EXPECT_EQ(addresses_of(messages()[0]), Texts{"of one"});
+  const auto list = threads();
+  ASSERT_EQ(list.size(), 1u);
+  EXPECT_EQ(list[0].networkStatus, 0);
+  EXPECT_FALSE(list[0].failed);
+}
+
 TEST_F(FastQueryTraps, TablesWithoutRowIdsComeInTheOrderOfTheirKeys) {
   raw().exec(
       "DROP TABLE msg_address_table; CREATE TABLE msg_address_table (addressId INT, "
@@ -449,6 +521,20 @@ TEST_F(FastQueryTraps, WithoutTheirKeysRowsOfOneTimeComeInTheOrderOfTheTable) {
   });
   for (const NmsMsgMeta& meta : metas) ids.push_back(meta.msgId);
   EXPECT_EQ(ids, (std::vector<int>{3, 1, 2}));
+}
+
+/** The defined way gives whichever the index has first. */
+TEST_F(FastQueryTraps, OfMessagesOfOneTimeTheFirstTellsTheThreadInAStrangersIndexToo) {
+  insertThread("1");
+  insertMessage("1", "1");
+  insertMessage("2", "1");
+  raw().exec(
+      "UPDATE msg_message_table SET networkStatus = 10 - msgId;"
+      "CREATE INDEX stranger ON msg_message_table(networkStatus, simIndex, convId, displayTime);");
+  std::vector<Thread> list;
+  ASSERT_EQ(db_get_threads(list), DB_SUCCESS);
+  ASSERT_EQ(list.size(), 1u);
+  EXPECT_EQ(list[0].networkStatus, 9);
 }
 
 TEST_F(FastQueryTraps, AStrangersIndexMovesTheAddressesOfAConversation) {

@@ -369,6 +369,7 @@ TEST_F(Planted, LeadsNoWriteElsewhere) {
       {dbFile(), true, everything},
       {dbFile() + "-journal", true, everything},
       {dbFile() + "-wal", true, everything},
+      {dbFile() + "-shm", true, everything},
       {mediaDir(), true, everything},
       {mediaDir() + "/1-1.png", true, {{"repair"}, exportMedia, import}},
       {mediaDir() + "/3-1.png", true, {import, {"repair"}}},

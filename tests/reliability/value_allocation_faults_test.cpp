@@ -19,6 +19,7 @@
 #include "msg-tarvel-common/msg-tarvel-serializer/msg-tarvel-serializer.h"
 #include "msg-tarvel-common/utility/common_util_funcs.h"
 #include "msg-tarvel-serializer/guarded_memory.h"
+#include "msg-tarvel-serializer/senders_text.h"
 #include "reliability/extent.h"
 #include "reliability/failing_memory.h"
 #include "support/message_text.h"
@@ -144,6 +145,40 @@ TEST_F(ValueAllocationFaults, OfACheckedBufferReadNothingBeyondIt) {
   });
   EXPECT_EQ(thrown(), 0) << "in C nobody catches";
   printTried("checked buffers, read");
+}
+
+// A record tells by its place whether a text is the sender's pointer; without memory for such a
+// place the pointer goes.
+TEST_F(ValueAllocationFaults, OfABufferLeaveNoPointerOfTheSendersUnmarked) {
+  Message message;
+  message.contents.emplace_back().nmsContentMeta.metaText1 = "one";
+  const helpers::MessageRecord record = helpers::to_record(message);
+  const auto metaOf = [](const msg_message_item_t& item) {
+    const auto* const content =
+        static_cast<const msg_content_item_t*>(item.contentList ? item.contentList->data : nullptr);
+    return content ? content->nmsContentMetaData : nullptr;
+  };
+  char nothing[] = "";
+  msg_nms_content_meta_data_t* const sent = metaOf(*record);
+  char* const text = std::exchange(sent->text2, nothing);
+  char* buffer = nullptr;
+  const int size = msg_serialize_message(record.get(), &buffer);
+  sent->text2 = text;
+  ASSERT_GT(size, 0);
+  int kept = 0;
+  int gone = 0;
+  failEvery("msg_deserialize_message with a sender's pointer", [&] {
+    msg_message_item_t item;
+    msg_deserialize_message(buffer, &item);
+    if (const msg_nms_content_meta_data_t* const meta = metaOf(item)) {
+      EXPECT_EQ(wire::has_senders_text(meta), meta->text2 != nullptr);
+      ++(meta->text2 ? kept : gone);
+    }
+    msg_release_message(&item);
+  });
+  std::free(buffer);
+  EXPECT_GT(kept, 0);
+  EXPECT_GT(gone, 0);
 }
 
 TEST_F(ValueAllocationFaults, OfAHandOverAreThrown) {

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <utility>
 
 #include "support/next_function.h"
 
@@ -20,6 +21,7 @@ namespace {
 
 std::atomic<int> exitHookCount{0};
 thread_local int lockCount = 0;
+thread_local std::function<void()> lockAction;
 
 std::vector<std::string>& file_calls() {
   static auto* const calls = new std::vector<std::string>;  // outlives every exit hook
@@ -66,6 +68,8 @@ std::vector<std::string> LibraryCalls::onFiles() { return file_calls(); }
 int LibraryCalls::exitHooks() { return exitHookCount; }
 
 int LibraryCalls::locks() { return lockCount; }
+
+void LibraryCalls::onNextLock(std::function<void()> action) { lockAction = std::move(action); }
 
 extern "C" {
 
@@ -133,7 +137,11 @@ int close(int descriptor) {
 
 int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
   static const auto real = next_function("pthread_mutex_lock", &pthread_mutex_lock);
-  if (is_in_library(__builtin_return_address(0))) ++lockCount;
+  if (is_in_library(__builtin_return_address(0))) {
+    ++lockCount;
+    // It may ask for the next one.
+    if (const auto action = std::exchange(lockAction, nullptr)) action();
+  }
   return real(mutex);
 }
 

@@ -4,6 +4,7 @@
 // library_calls.cpp stand in front of the system's: they record the calls that come straight from
 // the library, not those of SQLite beneath it, and pass on all.
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,8 @@ class LibraryCalls {
 
   /** How many locks the calling thread has taken in the library. */
   static int locks();
+  /** Runs `action` once, before the calling thread next takes a lock in the library. */
+  static void onNextLock(std::function<void()> action);
 };
 
 }  // namespace msg_tarvel

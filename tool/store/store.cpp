@@ -84,8 +84,10 @@ std::string require_place() {
   std::string path = database_path();
   if (path.empty()) throw Failure("there is no place for a message store: HOME is not set");
   require_own(data_directory() + DATABASE_DIRECTORY, S_IFDIR);
-  require_own(path, S_IFREG);
-  require_own(path + JOURNAL_ENDING, S_IFREG);
+  // SQLite, as root, gives what is beside the database, its log of other modes too, to its group.
+  for (const char* const ending : {"", JOURNAL_ENDING, "-wal", "-shm"}) {
+    require_own(path + ending, S_IFREG);
+  }
   require_own(media_directory(), S_IFDIR);
   require_lone_journal(path + JOURNAL_ENDING);
   return path;

@@ -68,6 +68,17 @@ TEST_F(HostileStore, AFileWithAnotherNameIsNotWritten) {
   expectEveryCommandToRefuse(dbFile(), "a file elsewhere too (hard link)");
 }
 
+TEST_F(HostileStore, NothingBesideItIsAFileOfAnothersToo) {
+  create();
+  const std::string elsewhere = file("elsewhere", "");
+  for (const char* ending : {"-journal", "-wal", "-shm"}) {
+    fs::remove(dbFile() + ending);
+    fs::create_hard_link(elsewhere, dbFile() + ending);
+    expectEveryCommandToRefuse(dbFile() + ending, "a file elsewhere too (hard link)");
+    fs::remove(dbFile() + ending);
+  }
+}
+
 TEST_F(HostileStore, AJournalDeletesNoOtherFile) {
   create();
   const std::string elsewhere = file("elsewhere", "mine");
