@@ -1,8 +1,12 @@
 #include "backup/base64.h"
 
+#include <glib.h>
+
 #include <array>
+#include <memory>
 
 #include "backup/passage.h"
+#include "exit_status.h"
 
 namespace msg_tarvel::tool {
 
@@ -61,6 +65,20 @@ void Base64Decoder::_takeOne(unsigned char character, std::string& bytes) {
   _ended = _padding > 0;
   _group = 0;
   _digits = 0;
+}
+
+std::string base64_of(const std::string& bytes) {
+  const std::unique_ptr<char, decltype(&g_free)> base64(
+      g_base64_encode(reinterpret_cast<const guchar*>(bytes.data()), bytes.size()), &g_free);
+  return base64.get();
+}
+
+std::string bytes_of_base64(const std::string& base64) {
+  Base64Decoder decoder;
+  std::string bytes;
+  decoder.decode(base64.data(), base64.size(), bytes);
+  if (!decoder.isWhole()) throw Failure("damaged base64");
+  return bytes;
 }
 
 }  // namespace msg_tarvel::tool

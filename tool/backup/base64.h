@@ -6,6 +6,11 @@
 
 namespace msg_tarvel::tool {
 
+std::string base64_of(const std::string& bytes);
+
+/** Throws Failure for what is no base64. */
+std::string bytes_of_base64(const std::string& base64);
+
 /** Decodes base64 piece by piece and, unlike most decoders, notices what is wrong with it. */
 class Base64Decoder {
  public:

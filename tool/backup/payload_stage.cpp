@@ -12,7 +12,7 @@
 
 #include "exit_status.h"
 #include "helpers/store_error.h"
-#include "import/interrupt.h"
+#include "interrupt.h"
 #include "store/media.h"
 
 namespace msg_tarvel::tool {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "check/findings.h"
-#include "import/interrupt.h"
+#include "interrupt.h"
 #include "store/database.h"
 
 namespace msg_tarvel::tool {

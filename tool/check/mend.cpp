@@ -19,7 +19,7 @@
 #include "helpers/store_maker.h"
 #include "helpers/store_schema.h"
 #include "helpers/transaction.h"
-#include "import/interrupt.h"
+#include "interrupt.h"
 #include "store/connections.h"
 #include "store/log_sink.h"
 #include "store/media.h"

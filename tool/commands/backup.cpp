@@ -11,7 +11,7 @@
 #include "commands/command_set.h"
 #include "commands/commands.h"
 #include "exit_status.h"
-#include "import/interrupt.h"
+#include "interrupt.h"
 #include "print/json.h"
 #include "print/printable.h"
 #include "redact/redact.h"

@@ -13,7 +13,7 @@
 #include "export/json_lines.h"
 #include "export/media_files.h"
 #include "export/phone_xml.h"
-#include "import/interrupt.h"
+#include "interrupt.h"
 #include "print/remark.h"
 #include "store/connections.h"
 #include "store/media.h"

@@ -14,7 +14,7 @@
 #include "commands/commands.h"
 #include "exit_status.h"
 #include "helpers/store_error.h"
-#include "import/interrupt.h"
+#include "interrupt.h"
 #include "print/findings.h"
 #include "print/printable.h"
 #include "store/database.h"

@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "import/interrupt.h"
+#include "interrupt.h"
 
 namespace msg_tarvel::tool {
 

@@ -8,8 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "backup/base64.h"
 #include "export/row_json.h"
-#include "import/interrupt.h"
+#include "interrupt.h"
 
 namespace msg_tarvel::tool {
 

@@ -11,10 +11,11 @@
 #include <vector>
 
 #include "backup/backup_reader.h"
+#include "backup/base64.h"
 #include "export/media_files.h"
 #include "export/row_json.h"
 #include "helpers/network_status.h"
-#include "import/interrupt.h"
+#include "interrupt.h"
 
 namespace msg_tarvel::tool {
 

@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <limits>
-#include <memory>
 
 #include "backup/base64.h"
 
@@ -70,7 +69,7 @@ int bind_object(sqlite3_stmt* statement, int parameter, const Json& value) {
     return sqlite3_bind_double(statement, parameter, content == INFINITE ? infinite : -infinite);
   }
   if (!value.contains("text") && !value.contains("blob")) fail_on(value);
-  const std::string bytes = bytes_of(content);
+  const std::string bytes = bytes_of_base64(content);
   if (value.contains("text")) {
     return sqlite3_bind_text64(statement, parameter, bytes.data(), bytes.size(), SQLITE_TRANSIENT,
                                SQLITE_UTF8);
@@ -108,20 +107,6 @@ void bind_json(const Rows& rows, int parameter, const Json& value) {
     fail_on(value);
   }
   if (result != SQLITE_OK) throw DatabaseFailure(result);
-}
-
-std::string base64_of(const std::string& bytes) {
-  const std::unique_ptr<char, decltype(&g_free)> base64(
-      g_base64_encode(reinterpret_cast<const guchar*>(bytes.data()), bytes.size()), &g_free);
-  return base64.get();
-}
-
-std::string bytes_of(const std::string& base64) {
-  Base64Decoder decoder;
-  std::string bytes;
-  decoder.decode(base64.data(), base64.size(), bytes);
-  if (!decoder.isWhole()) throw Failure("damaged base64");
-  return bytes;
 }
 
 }  // namespace msg_tarvel::tool

@@ -17,8 +17,4 @@ Json row_of(const Rows& rows);
  */
 void bind_json(const Rows& rows, int parameter, const Json& value);
 
-std::string base64_of(const std::string& bytes);
-/** Throws Failure for what is no base64. */
-std::string bytes_of(const std::string& base64);
-
 }  // namespace msg_tarvel::tool

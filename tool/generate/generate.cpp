@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
+#include "backup/base64.h"
 #include "backup/payload_stage.h"
 #include "exit_status.h"
-#include "export/row_json.h"
 #include "generate/chance.h"
 #include "generate/conversation_plan.h"
 #include "generate/media.h"
@@ -29,8 +29,8 @@
 #include "helpers/store_indexes.h"
 #include "helpers/store_writer.h"
 #include "helpers/transaction.h"
-#include "import/interrupt.h"
 #include "import/media_type.h"
+#include "interrupt.h"
 #include "print/progress_bar.h"
 #include "store/media.h"
 

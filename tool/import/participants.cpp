@@ -5,7 +5,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "import/interrupt.h"
+#include "interrupt.h"
 
 namespace msg_tarvel::tool {
 

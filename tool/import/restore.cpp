@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "backup/base64.h"
 #include "backup/payload_stage.h"
 #include "check/mend.h"
 #include "exit_status.h"
@@ -19,7 +20,7 @@
 #include "helpers/store_error.h"
 #include "helpers/store_indexes.h"
 #include "helpers/transaction.h"
-#include "import/interrupt.h"
+#include "interrupt.h"
 #include "print/progress_bar.h"
 #include "store/connections.h"
 #include "store/database.h"

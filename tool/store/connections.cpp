@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "import/interrupt.h"
+#include "interrupt.h"
 
 namespace msg_tarvel::tool {
 

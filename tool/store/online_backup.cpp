@@ -11,7 +11,7 @@
 #include <memory>
 #include <thread>
 
-#include "import/interrupt.h"
+#include "interrupt.h"
 #include "store/database.h"
 
 namespace msg_tarvel::tool {

@@ -16,7 +16,7 @@
 #include "check/mend.h"
 #include "helpers/store_maker.h"
 #include "helpers/transaction.h"
-#include "import/interrupt.h"
+#include "interrupt.h"
 #include "store/connections.h"
 #include "store/media.h"
 #include "store/store.h"
@@ -263,7 +263,7 @@ TEST_F(CheckTest, Files) {
                                                    {data_directory(), 0777},
                                                    {data_directory() + DATABASE_DIRECTORY, 0757},
                                                    {media_directory(), 0755},
-                                                   {media_directory(), 0670}}) {
+                                                   {media_directory(), 0570}}) {
     expectFound([&, path = path, mode = mode] { ASSERT_EQ(chmod(path.c_str(), mode), 0); },
                 {"modes"}, {});
   }

@@ -5,7 +5,7 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "import/interrupt.h"
+#include "interrupt.h"
 
 namespace msg_tarvel::tool {
 namespace {

@@ -9,7 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "import/interrupt.h"
+#include "interrupt.h"
 #include "store/database.h"
 
 namespace msg_tarvel::tool {

@@ -1,4 +1,4 @@
-#include "import/interrupt.h"
+#include "interrupt.h"
 
 #include <iterator>
 
