@@ -8,12 +8,14 @@ import argparse
 import collections
 import datetime
 import enum
+import json
 import os
 import pathlib
 import random
 import signal
 import subprocess
 import sys
+import tempfile
 import time
 
 from mutants import mutants_of
@@ -30,11 +32,11 @@ class Outcome(enum.Enum):
     NOT_COMPILED = "not compiled"
 
 
-def quiet(command, seconds=None):
-    """The exit status of a command whose output nobody needs; None when it took too long."""
+def quiet(command, seconds=None, out=subprocess.DEVNULL):
+    """The exit status of a command whose output nobody needs, or only `out`; None when it took too long."""
     process = subprocess.Popen(
         command,
-        stdout=subprocess.DEVNULL,
+        stdout=out,
         stderr=subprocess.DEVNULL,
         stdin=subprocess.DEVNULL,
         start_new_session=True,
@@ -60,14 +62,25 @@ class Build:
         subprocess.run([tree / "script/configure", "--preset", preset], check=True)
         subprocess.run(["cmake", "--build", self.folder, "--", "--quiet"], check=True)
         self.folders, self.seconds = {}, self._seconds_of_ctest()
-        for file in self.folder.glob("tests/**/*-tests[[]1]_include.cmake"):
-            program = next(self.folder.glob("bin/**/" + file.name.split("[")[0]))
-            self.folders[program] = str(file.parent.relative_to(self.folder / "tests"))
+        for program, folder in self._programs_of_ctest().items():
+            self.folders[program] = folder
             if not passes:
                 began = time.monotonic()
-                if not self._passes(program):
-                    sys.exit(f"{program} fails without any mutant")
+                if test := self._failing_test(program):
+                    sys.exit(f"{test} of {program} fails without any mutant")
                 self.seconds[program.name] = time.monotonic() - began
+
+    def _programs_of_ctest(self):
+        """Program of GoogleTest cases -> the folder of tests/ that it is of."""
+        shown = subprocess.check_output(["ctest", "--show-only=json-v1"], cwd=self.folder)
+        programs = {}
+        for test in json.loads(shown)["tests"]:
+            command = test.get("command", [])
+            if any(argument.startswith("--gtest_filter=") for argument in command):
+                properties = {p["name"]: p["value"] for p in test["properties"]}
+                where = pathlib.Path(properties["WORKING_DIRECTORY"]).relative_to(self.folder / "tests")
+                programs[pathlib.Path(command[0])] = str(where)
+        return programs
 
     def _seconds_of_ctest(self):
         """How long the tests of each program took when CTest ran them last."""
@@ -81,8 +94,13 @@ class Build:
         return seconds
 
     @staticmethod
-    def _passes(program):
-        return quiet([program, "--each"], LONGEST) == 0
+    def _failing_test(program):
+        """The first test of the program that does not pass; None when all do."""
+        with tempfile.TemporaryFile("w+", errors="replace") as out:
+            status = quiet([program, "--each"], LONGEST, out)
+            out.seek(0)
+            failed = [line.split()[1] for line in out if line.startswith("failed: ")]
+        return None if status == 0 else failed[0] if failed else f"{program.name}, {status}"
 
     def try_mutant(self, mutant):
         """Puts the mutant in the place of its source for as long as it takes, and tells of it."""
@@ -111,8 +129,8 @@ class Build:
             if quiet(["cmake", "--build", self.folder, "--target", "msg-tarvel-common", *targets]) != 0:
                 return Outcome.NOT_COMPILED, ""
             for program in batch:
-                if not self._passes(program):
-                    return Outcome.NOTICED, f" by {program.name}"
+                if test := self._failing_test(program):
+                    return Outcome.NOTICED, f" by {test}"
         return Outcome.SURVIVED, ""
 
 
