@@ -9,6 +9,7 @@ import collections
 import datetime
 import enum
 import json
+import math
 import os
 import pathlib
 import random
@@ -160,6 +161,7 @@ def main():
     parser.add_argument("--seed", default=datetime.date.today().isoformat(), help="what draws them: the date")
     parser.add_argument("--only", default="", help="of the mutants whose name holds this text")
     parser.add_argument("--least", type=float, default=90, help="per cent that must be noticed")
+    parser.add_argument("--seconds", type=float, default=math.inf, help="no other is begun after that time")
     parser.add_argument("--passed", action="store_true", help="the tests passed just now")
     parser.add_argument("--sanitizers", action="store_true", help="try what survives under them too")
     arguments = parser.parse_args()
@@ -172,9 +174,10 @@ def main():
     random.Random(arguments.seed).shuffle(drawn)
 
     build = Build(arguments.tree, "dev", arguments.passed)
+    end = time.monotonic() + arguments.seconds
     noticed, survivors = 0, []
     for mutant in drawn:
-        if noticed + len(survivors) == arguments.count:
+        if noticed + len(survivors) == arguments.count or time.monotonic() > end:
             break
         outcome = build.try_mutant(mutant)
         noticed += outcome is Outcome.NOTICED
