@@ -33,6 +33,14 @@ constexpr const char* COUNT_DESCENDING_INDEXES =
     "SELECT count(*) FROM sqlite_master WHERE tbl_name = 'msg_address_table' AND type = 'index' "
     "AND sql LIKE '%desc%';";
 
+/** What a byte that begins a character, of as many bytes as follow, has of its number. */
+std::uint32_t bits_of_first(std::uint32_t byte) {
+  if (byte < 0xE0) return byte & 0x1F;
+  if (byte < 0xF0) return byte & 0x0F;
+  if (byte < 0xF8) return byte & 0x07;
+  return byte < 0xFE ? byte & 0x03 : 0;
+}
+
 /** The next character of a text, as SQLite's LIKE reads it; the text is at `at` and not at its end.
  */
 std::uint32_t next_character(const std::string& text, std::size_t& at) {
@@ -40,7 +48,7 @@ std::uint32_t next_character(const std::string& text, std::size_t& at) {
   std::uint32_t character = byte();
   ++at;
   if (character < 0xC0) return character;
-  character &= character < 0xE0 ? 0x1F : character < 0xF0 ? 0x0F : character < 0xF8 ? 0x07 : 0x03;
+  character = bits_of_first(character);
   for (; at < text.size() && (byte() & 0xC0) == 0x80; ++at) {
     character = (character << 6) + (byte() & 0x3F);
   }

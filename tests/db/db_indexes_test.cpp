@@ -491,6 +491,25 @@ TEST_F(Ties, StayWhereTheyAreWhileAStatementOfTheCallersWrites) {
   for (int i = 0; i < 3; ++i) EXPECT_EQ(messages[static_cast<std::size_t>(i)].msgId, i + 1);
 }
 
+// What such a text orders by is the caller's to say, so nothing is put behind it.
+TEST_F(Ties, OfAConditionWithAQuoteStayAsItsOwnTextGivesThem) {
+  createIndexes();
+  ListCondition cond;
+  cond.ascending = true;
+  cond.folderType = FOLDER_PAIR_1;
+  cond.msgType = "a' OR msgType = 'b";
+  std::vector<Message> messages;
+  ASSERT_EQ(db_get_message_list(cond, messages), DB_SUCCESS);
+  std::vector<std::string> ids;
+  for (const Message& message : messages) ids.push_back(std::to_string(message.msgId));
+  EXPECT_EQ(ids, raw().column("SELECT msgId, * FROM msg_message_table WHERE (storageFolder = 1 OR "
+                              "storageFolder = 101) AND msgType = 'a' OR msgType = 'b' ORDER BY "
+                              "displayTime ASC;"));
+  EXPECT_FALSE(
+      std::is_sorted(messages.begin(), messages.end(),
+                     [](const Message& a, const Message& b) { return a.msgId < b.msgId; }));
+}
+
 TEST_F(Ties, OfOtherListsOfMessagesComeByTheirIds) {
   expectOrder<Message>({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, [](std::vector<Message>& out) {
     return db_get_messages_by_time(11, NO_FOLDER, out);

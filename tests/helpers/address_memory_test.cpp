@@ -216,6 +216,32 @@ TEST_F(AddressMemoryOnAnOddStore, AnswersWithTheFirstThatFits) {
   EXPECT_EQ(memory.findSame({"+14155550111"}), 4);
 }
 
+// Every beginning of a character that is not ASCII, whole, cut and too long, and what stands beside
+// the letters: alike is what the library takes for alike.
+TEST_F(AddressMemoryOnAnOddStore, ReadsCharactersAsTheLibraryDoes) {
+  Addresses texts = {"@", "A",    "Z",    "[",    "`",        "a",       "z",
+                     "{", "\x7F", "\x80", "\xBF", "\xC1\xBF", "\xC2\x80"};
+  for (int first = 0xC0; first <= 0xFF; ++first) {
+    for (const char* const others : {"", "\x80", "\xBF", "\xA0\x80", "\xBF\xBE", "\xBF\xBF",
+                                     "\x80\x80\x80", "\xBF\xBF\xBF", "\x88\x80\x80\x80"}) {
+      texts.push_back(static_cast<char>(first) + std::string(others));
+    }
+  }
+  for (const bool isReversed : {false, true}) {
+    std::string rows = "BEGIN; DELETE FROM msg_address_table;";
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      rows += insert_row(std::to_string(i + 1), "1", literal_of(texts[i]));
+    }
+    raw().exec(rows + "COMMIT;");
+    AddressMemory memory;
+    for (const std::string& text : texts) {
+      EXPECT_EQ(memory.findAlike({text}, Country::OTHER), find_conversation({text}))
+          << ::testing::PrintToString(text) << isReversed;
+    }
+    std::reverse(texts.begin(), texts.end());
+  }
+}
+
 TEST_F(AddressMemoryOnAnOddStore, KnowsTheCountriesOfTheLibrary) {
   raw().exec(insert_row("1", "1", "'4155550111'") + insert_row("2", "1", "'1055550122'") +
              insert_row("3", "1", "'2055550133'"));
