@@ -222,8 +222,9 @@ TEST_F(AddressMemoryOnAnOddStore, ReadsCharactersAsTheLibraryDoes) {
   Addresses texts = {"@", "A",    "Z",    "[",    "`",        "a",       "z",
                      "{", "\x7F", "\x80", "\xBF", "\xC1\xBF", "\xC2\x80"};
   for (int first = 0xC0; first <= 0xFF; ++first) {
-    for (const char* const others : {"", "\x80", "\xBF", "\xA0\x80", "\xBF\xBE", "\xBF\xBF",
-                                     "\x80\x80\x80", "\xBF\xBF\xBF", "\x88\x80\x80\x80"}) {
+    for (const char* const others :
+         {"", "\x80", "\xBF", "\xA0\x80", "\xBF\xBE", "\xBF\xBF", "\x80\x80\x80", "\xBF\xBF\xBF",
+          "\x88\x80\x80\x80", "\x80\x80\x80\x82\x80"}) {
       texts.push_back(static_cast<char>(first) + std::string(others));
     }
   }
