@@ -138,15 +138,10 @@ std::vector<std::string> missing_columns() {
   return additions;
 }
 
-/** False for nothing to do. */
-bool add_columns_and_version() {
-  const std::vector<std::string> additions = missing_columns();
-  for (const std::string& addition : additions) execute(addition, cannot_make());
-  const bool isStamped = version() == STORE_VERSION;
-  if (!isStamped) {
-    execute("PRAGMA user_version = " + std::to_string(STORE_VERSION) + ";", cannot_make());
-  }
-  return !additions.empty() || !isStamped;
+void add_columns_and_version() {
+  for (const std::string& addition : missing_columns()) execute(addition, cannot_make());
+  if (version() == STORE_VERSION) return;
+  execute("PRAGMA user_version = " + std::to_string(STORE_VERSION) + ";", cannot_make());
 }
 
 bool is_complete() {
@@ -168,15 +163,14 @@ bool make_missing_journal() {
   return true;
 }
 
-bool complete_schema() {
+void complete_schema() {
   require_version();
-  const bool lacksTables = !has_every_table();
   const int ret = db::DBMgr::getInstance()->createDb();
   if (ret != db::DB_SUCCESS) throw StoreError(cannot_make(), ret);
   if (!has_every_table()) {
     throw StoreError(cannot_make() + ": tables are missing", db::DB_NO_DATA);
   }
-  return add_columns_and_version() || lacksTables;
+  add_columns_and_version();
 }
 
 MadeStore make_store() {

@@ -47,10 +47,9 @@ MadeStore make_store();
 bool make_missing_journal();
 
 /**
- * Adds the tables, the columns and the version that a store lacks; false when it lacks nothing.
- * Within a transaction of the caller's. Throws StoreError when something cannot be added, and for
- * a store of another version.
+ * Adds the tables, the columns and the version that a store lacks. Within a transaction of the
+ * caller's. Throws StoreError when something cannot be added, and for a store of another version.
  */
-bool complete_schema();
+void complete_schema();
 
 }  // namespace msg_tarvel::helpers

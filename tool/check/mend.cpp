@@ -112,7 +112,7 @@ void mend_indexes() {
 
 void mend_schema(const Findings& found) {
   if (has(found, Kind::TABLES) || has(found, Kind::COLUMNS) || has(found, Kind::VERSION)) {
-    try_to([] { helpers::complete_schema(); });
+    try_to(&helpers::complete_schema);
   }
   if (has(found, Kind::INTEGRITY)) {
     try_to([] { helpers::execute("REINDEX;", CANNOT_WRITE); });
