@@ -221,6 +221,9 @@ TEST_F(AddressMemoryOnAnOddStore, AnswersWithTheFirstThatFits) {
 TEST_F(AddressMemoryOnAnOddStore, ReadsCharactersAsTheLibraryDoes) {
   Addresses texts = {"@", "A",    "Z",    "[",    "`",        "a",       "z",
                      "{", "\x7F", "\x80", "\xBF", "\xC1\xBF", "\xC2\x80"};
+  // What two characters become is not taken for what two others do.
+  texts.insert(texts.end(), {"\xC2\x80\xC4\x81", "\xC4\x81\xC2\x80", "\xC2\x80\xE4\x81\x80",
+                             "\xE4\x81\x80\xC2\x80"});
   for (int first = 0xC0; first <= 0xFF; ++first) {
     for (const char* const others :
          {"", "\x80", "\xBF", "\xA0\x80", "\xBF\xBE", "\xBF\xBF", "\x80\x80\x80", "\xBF\xBF\xBF",

@@ -115,6 +115,18 @@ TEST_F(StoreMaker, CompletesAStoreThatLacksAnyTable) {
   }
 }
 
+TEST_F(StoreMaker, CompletesAStoreThatLacksAColumnOrItsVersion) {
+  make_store();
+  // Else the journal goes too, which alone is enough.
+  raw().exec("PRAGMA journal_mode = PERSIST;");
+  for (const char* const lack :
+       {"ALTER TABLE temp_log DROP COLUMN data2;", "PRAGMA user_version = 0;"}) {
+    raw().exec(lack);
+    EXPECT_EQ(make_store().state, State::COMPLETED) << lack;
+    EXPECT_EQ(make_store().state, State::WHOLE) << lack;
+  }
+}
+
 // Who may write to the journal could not make another one in its place.
 TEST_F(StoreMaker, KeepsTheJournalWhenItCompletesAStore) {
   make_store();
