@@ -1,15 +1,17 @@
 """The mutants of a C++ source: what differs from it in one constant, comparison, sign, text or column."""
 
+import collections
 import re
 from dataclasses import dataclass
 
 TOKEN = re.compile(
     r"""
-    (?P<skip>//[^\n]*|/\*.*?\*/|^[ ]*\#(?:[^\n]*\\\n)*[^\n]*|static_assert\([^;]*;|'(?:\\.|[^'\\])+')
+    (?P<skip>//[^\n]*|/\*.*?\*/|^[ ]*\#(?:[^\n]*\\\n)*[^\n]*|static_assert\([^;]*;)
+  | (?P<character>'(?:\\.[^']*|[^'\\])')
   | (?P<text>"(?:\\.|[^"\\\n])*")
   | (?P<number>\b(?:0[xX][0-9a-fA-F']+|\d[\d']*)[uUlL]*\b)
   | (?P<truth>\b(?:true|false)\b)
-  | (?P<operator>[ ](?:==|!=|<=|>=|<|>|&&|\|\||\+|-)[ ])
+  | (?P<operator>[ ](?:==|!=|<=|>=|<|>|&&|\|\||\+|-)(?=[ \n]))
   | (?P<not>(?<=[(\s])!(?=[A-Za-z_(]))
   | (?P<other>[A-Za-z_]\w*)
     """,
@@ -75,13 +77,18 @@ def _other_texts(token):
 def mutants_of(path, source):
     """Every mutant of `source`, in the order of the places."""
     found = []
+    names = collections.Counter()
 
     def add(offset, old, new):
         begin = source.rfind("\n", 0, offset) + 1
         text = source[begin:].split("\n", 1)[0]
         column = offset - begin - (len(text) - len(text.lstrip()))
-        # Known by its line's text, so that it stays known where lines above are added.
+        # Known by its line's text, so that it stays known where lines above are added; of the same
+        # lines by its number.
         name = f"{path}: {text.strip()} [{column}: {old} -> {new}]"
+        names[name] += 1
+        if names[name] > 1:
+            name += f" #{names[name]}"
         found.append(Mutant(path, offset, old, new, source.count("\n", 0, offset) + 1, name))
 
     for token in TOKEN.finditer(source):
@@ -95,6 +102,8 @@ def mutants_of(path, source):
         elif kind == "text":
             for new in _other_texts(text):
                 add(offset, text, new)
+        elif kind == "character" and text[1:-1].isalnum():
+            add(offset, text, f"'{chr(ord(text[1]) + 1)}'")
         elif kind == "truth":
             add(offset, text, "false" if text == "true" else "true")
         elif kind == "not":

@@ -96,12 +96,17 @@ class Build:
 
     @staticmethod
     def _failing_test(program):
-        """The first test of the program that does not pass; None when all do."""
+        """The first test of the program that does not pass, twice; None when all do."""
         with tempfile.TemporaryFile("w+", errors="replace") as out:
             status = quiet([program, "--each"], LONGEST, out)
             out.seek(0)
             failed = [line.split()[1] for line in out if line.startswith("failed: ")]
-        return None if status == 0 else failed[0] if failed else f"{program.name}, {status}"
+        if status == 0:
+            return None
+        if not failed:
+            return f"{program.name}, {'without an end' if status is None else status}"
+        # Once may be the machine's doing, on which a mutant has most of the work.
+        return failed[0] if quiet([program, f"--gtest_filter={failed[0]}"], LONGEST) != 0 else None
 
     def try_mutant(self, mutant):
         """Puts the mutant in the place of its source for as long as it takes, and tells of it."""
@@ -125,10 +130,11 @@ class Build:
         programs = sorted(self.folders, key=lambda program: self.seconds[program.name])
         first = [program for program in programs if self.folders[program] in near]
         others = [program for program in programs if program not in first]
-        for batch in [first, *(others[i : i + 8] for i in range(0, len(others), 8))]:
+        for batch in (first, *(others[i : i + 8] for i in range(0, len(others), 8))):
             targets = [program.name for program in batch]
             if quiet(["cmake", "--build", self.folder, "--target", "msg-tarvel-common", *targets]) != 0:
-                return Outcome.NOT_COMPILED, ""
+                # What the sources of the near programs take is a program; others may refuse it.
+                return (Outcome.NOT_COMPILED, "") if batch is first else (Outcome.NOTICED, " by the build")
             for program in batch:
                 if test := self._failing_test(program):
                     return Outcome.NOTICED, f" by {test}"
@@ -160,7 +166,7 @@ def main():
     parser.add_argument("--count", type=int, default=30, help="how many are drawn")
     parser.add_argument("--seed", default=datetime.date.today().isoformat(), help="what draws them: the date")
     parser.add_argument("--only", default="", help="of the mutants whose name holds this text")
-    parser.add_argument("--least", type=float, default=90, help="per cent that must be noticed")
+    parser.add_argument("--least", type=float, default=97, help="per cent that must be noticed")
     parser.add_argument("--seconds", type=float, default=math.inf, help="no other is begun after that time")
     parser.add_argument("--passed", action="store_true", help="the tests passed just now")
     parser.add_argument("--sanitizers", action="store_true", help="try what survives under them too")
