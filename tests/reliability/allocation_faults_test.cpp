@@ -201,7 +201,8 @@ class AllocationFaultsOfQueries : public AllocationFaults,
       expect_allowed(query, outcome, whole);
     } else {
       EXPECT_EQ(GetParam().whom, Of::PROGRAM);
-      EXPECT_TRUE(is_of_one_item(query) || begins_with(whole.items, outcome.items));
+      EXPECT_TRUE(is_of_one_item(query) ||
+                  begins_with(whole.items, items_with_metadata(outcome, whole)));
     }
   }
 };
