@@ -26,6 +26,8 @@ class DefinedWay {
 /** What a query gave. */
 struct Outcome {
   int result = 0;
+  /** What the list held already. */
+  std::string before;
   std::string items;
   std::string lines;
 
@@ -95,6 +97,7 @@ inline std::function<int(const std::function<int()>&)> makeCall = [](const auto&
 template <typename Item>
 Outcome outcome_with(std::vector<Item> items, const std::function<int(std::vector<Item>&)>& query) {
   Outcome outcome;
+  for (const Item& item : items) outcome.before += written(item) + "\n";
   FakePlatform::get().clearLines();
   outcome.result = makeCall([&] { return query(items); });
   for (const Item& item : items) outcome.items += written(item) + "\n";

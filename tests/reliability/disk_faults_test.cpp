@@ -28,6 +28,23 @@ using db::DB_ERR_OPEN;
 using db::DB_SUCCESS;
 using db::DBMgr;
 
+/** What SQLite tells of such a failure. */
+Numbers numbers_of(FailingDisk::Kind kind) {
+  switch (kind) {
+    case FailingDisk::Kind::IO_ERROR:
+      return {SQLITE_IOERR};
+    case FailingDisk::Kind::FULL:
+      return {SQLITE_FULL};
+    case FailingDisk::Kind::READ_ONLY:
+      return {SQLITE_READONLY};
+    case FailingDisk::Kind::BUSY:
+      return {SQLITE_BUSY};
+    case FailingDisk::Kind::CANNOT_OPEN:
+      return {SQLITE_CANTOPEN};
+  }
+  return {};
+}
+
 /** Whether anything failed. */
 bool mend() {
   const bool hasFailed = FailingDisk::mend();
@@ -40,7 +57,7 @@ struct WithFailingDisk {
   WithFailingDisk() { FailingDisk::install(); }
 };
 
-class DiskFaults : private WithFailingDisk, public ListQueriesTest {
+class DiskFaults : private WithFailingDisk, public EveryQueryTest {
  protected:
   /** Calls `run` with each operation failing, in each way, until it needs no more of them. */
   template <typename Run>
@@ -70,20 +87,18 @@ class DiskFaults : private WithFailingDisk, public ListQueriesTest {
 class DiskFaultsOfQueries : public DiskFaults, public ::testing::WithParamInterface<bool> {
  protected:
   void failQueries(bool isFast) {
-    fill(3, 9);
-    insert("msg_sim_table", {{"imsi", "'1'"}});
-    insert("deleted_msg_table", {{"msgId", "77"}, {"storageFolder", "1"}});
-    insert("msg_ft_content_table", {{"msgId", "3"}, {"filepath", "'/path/3'"}});
+    fillForEveryQuery();
     if (GetParam()) createIndexes();
     for (const ListQuery& query : all_queries()) {
       close_store();
       const Outcome whole = ask(query.ask, isFast);
+      ASSERT_EQ(whole.result, DB_SUCCESS) << query.name;
       failEverything(query.name, [&](int number, FailingDisk::Failure failure) {
         close_store();
         FailingDisk::fail(number, failure);
         const Outcome outcome = ask(query.ask, isFast);
         const bool hasFailed = mend();
-        expect_allowed(query, outcome, whole);
+        expect_allowed(query, outcome, whole, numbers_of(failure.kind));
         // The connection that saw the failure goes on.
         const Outcome again = ask(query.ask, isFast);
         EXPECT_EQ(again.result, whole.result);
