@@ -194,6 +194,13 @@ class DiskFaultsOfTransactions : public DiskFaults,
     return tried;
   }
 
+  static void expectToBeRolledBack() {
+    DBMgr* const store = DBMgr::getInstance();
+    EXPECT_EQ(store->beginTransaction(), DB_SUCCESS);
+    EXPECT_EQ(store->execStatement(INSERT), DB_SUCCESS);
+    EXPECT_EQ(store->endTransaction(false), DB_SUCCESS);
+  }
+
   /** What another process counts. */
   std::string countElsewhere() const {
     return std::to_string(
@@ -242,6 +249,7 @@ TEST_P(DiskFaultsOfTransactions, AreTold) {
     EXPECT_LE(before, tried.isInserted ? 1 : 0);
     const Tried again = transact();
     EXPECT_TRUE(again.isInserted && again.isEnded) << all_of(error_lines());
+    expectToBeRolledBack();
     EXPECT_EQ(raw().value(COUNT_NEW), std::to_string(before + 1));
     EXPECT_EQ(raw().value("PRAGMA quick_check;"), "ok");
     return hasFailed;
