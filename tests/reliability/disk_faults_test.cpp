@@ -194,6 +194,13 @@ class DiskFaultsOfTransactions : public DiskFaults,
     return tried;
   }
 
+  static void expectOnlyToRead() {
+    FakePlatform::get().clearLines();
+    EXPECT_FALSE(transact().isInserted);
+    EXPECT_PRED2(contains, all_of(error_lines()), "() failed: (8)");
+    EXPECT_EQ(DBMgr::getInstance()->execStatement(COUNT_NEW), DB_SUCCESS);
+  }
+
   static void expectToBeRolledBack() {
     DBMgr* const store = DBMgr::getInstance();
     EXPECT_EQ(store->beginTransaction(), DB_SUCCESS);
@@ -239,6 +246,8 @@ TEST_P(DiskFaultsOfTransactions, AreTold) {
     unknown += tried.isInserted && !tried.isEnded ? 1 : 0;
     const bool isOver = !tried.hasBegun || tried.isEnded ||
                         DBMgr::getInstance()->endTransaction(false) == DB_SUCCESS;
+    // The first that is opened is the store.
+    if (failure.kind == Kind::READ_ONLY && number == 1) expectOnlyToRead();
     // A connection that could be opened for reading alone stays one.
     if (!isOver || failure.kind == Kind::READ_ONLY) {
       close_store();
