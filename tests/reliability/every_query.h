@@ -136,6 +136,7 @@ class EveryQueryTest : public ListQueriesTest {
   void fillForEveryQuery() {
     const std::vector<ListQuery> queries = all_queries();
     std::vector<std::string> ofNothing;
+    ofNothing.reserve(queries.size());
     for (const ListQuery& query : queries) ofNothing.push_back(query.ask().items);
     fill(3, 9);
     insert("msg_sim_table", {{"imsi", "'1'"}, {"address", "'+1'"}});
