@@ -22,6 +22,7 @@
 #include "msg-tarvel-serializer/senders_text.h"
 #include "reliability/extent.h"
 #include "reliability/failing_memory.h"
+#include "support/fake_platform.h"
 #include "support/message_text.h"
 #include "support/processes.h"
 #include "support/scarce_memory.h"
