@@ -115,8 +115,10 @@ int _db_step_get_message(SqlStatement& statement, Message& message) {
   }
 
   if (common_util::is_linkdial_supported() && has_nms_meta(message)) {
-    // A message is given without its metadata rather than not at all.
-    ret = db_get_nms_msg_meta(message.msgId, "", message.nmsMsgMeta);
+    // A message is given without its metadata rather than not at all, or with a part of it.
+    NmsMsgMeta meta;
+    ret = db_get_nms_msg_meta(message.msgId, "", meta);
+    if (ret == DB_SUCCESS) message.nmsMsgMeta = std::move(meta);
     if (is_failure(ret)) MSG_TARVEL_WARN("db_get_nms_msg_meta() failed: (%d)", ret);
   }
   return DB_SUCCESS;

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <ostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,8 @@ class DefinedWay {
 /** What a query gave. */
 struct Outcome {
   int result = 0;
+  /** What the list held already. */
+  std::string before;
   std::string items;
   std::string lines;
 
@@ -56,6 +59,35 @@ std::string written(const Value& value) {
   }
 }
 
+/** A message, as `written`, without its metadata, which is the last of it. */
+inline std::string without_metadata(const std::string& message) {
+  const std::string name = "nmsMsgMeta=";
+  const std::size_t place = message.find(name);
+  if (place == std::string::npos) return message;
+  return message.substr(0, place + name.size()) + written(NmsMsgMeta()) + " ";
+}
+
+/**
+ * The items of `outcome`. A message is given without its metadata rather than not at all, with a
+ * warning for each: such a one appears here with the metadata that it has in `whole`.
+ */
+inline std::string items_with_metadata(const Outcome& outcome, const Outcome& whole) {
+  const std::string warning = "db_get_nms_msg_meta() failed: (";
+  std::size_t line = outcome.lines.find(warning);
+  std::istringstream items(outcome.items);
+  std::istringstream wholeItems(whole.items);
+  std::string all;
+  for (std::string item, wholeItem; std::getline(items, item);) {
+    std::getline(wholeItems, wholeItem);
+    if (line != std::string::npos && item != wholeItem && item == without_metadata(wholeItem)) {
+      item = wholeItem;
+      line = outcome.lines.find(warning, line + 1);
+    }
+    all += item + "\n";
+  }
+  return all;
+}
+
 /** Makes the call of a query, and nothing around it; a test may let something fail in it. */
 inline std::function<int(const std::function<int()>&)> makeCall = [](const auto& call) {
   return call();
@@ -65,6 +97,7 @@ inline std::function<int(const std::function<int()>&)> makeCall = [](const auto&
 template <typename Item>
 Outcome outcome_with(std::vector<Item> items, const std::function<int(std::vector<Item>&)>& query) {
   Outcome outcome;
+  for (const Item& item : items) outcome.before += written(item) + "\n";
   FakePlatform::get().clearLines();
   outcome.result = makeCall([&] { return query(items); });
   for (const Item& item : items) outcome.items += written(item) + "\n";

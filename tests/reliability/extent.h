@@ -3,6 +3,7 @@
 // How much of a reliability program runs, and what it tells of itself.
 
 #include <cstdlib>
+#include <ctime>
 #include <iostream>
 #include <string>
 
@@ -15,6 +16,13 @@ namespace msg_tarvel {
 inline bool is_whole_run() {
   const char* extent = std::getenv("MSG_TARVEL_RELIABILITY");
   return extent != nullptr && std::string(extent) == "whole";
+}
+
+/** What is drawn today is other than yesterday; MSG_TARVEL_SEED draws that of another day. */
+inline unsigned int seed_of_today() {
+  const char* const chosen = std::getenv("MSG_TARVEL_SEED");
+  return chosen ? static_cast<unsigned int>(std::atoi(chosen))
+                : static_cast<unsigned int>(std::time(nullptr) / 86400);
 }
 
 /** Prints what a program tried and saw; script/reliability shows these lines alone. */

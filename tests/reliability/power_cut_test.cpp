@@ -222,6 +222,16 @@ class PowerCutInTransactions : public PowerCut {
     }
   }
 
+  void expectWhatIsCommitted(const CrashState& state) const {
+    lookAtCopy(state, [&](RawConnection* store) {
+      ASSERT_NE(store, nullptr);
+      const int round = roundIn(store);
+      EXPECT_GE(round, state.promises);
+      EXPECT_LE(round, state.promises + 1);
+    });
+    expectCreateDbToComplete("4");
+  }
+
   /** The last round that is there, whole. */
   static int roundIn(RawConnection* store) {
     const std::vector<std::string> rounds = store->column("SELECT DISTINCT data1 FROM temp_log;");
@@ -233,16 +243,18 @@ class PowerCutInTransactions : public PowerCut {
 };
 
 TEST_F(PowerCutInTransactions, WhatIsCommittedStaysWithThePersistentJournal) {
+  ASSERT_TRUE(fs::exists(journalFile()));
   tryEach("three transactions, PERSIST", statesOf([] { write(PERSIST, 3); }),
-          [&](const CrashState& state) {
-            lookAtCopy(state, [&](RawConnection* store) {
-              ASSERT_NE(store, nullptr);
-              const int round = roundIn(store);
-              EXPECT_GE(round, state.promises);
-              EXPECT_LE(round, state.promises + 1);
-            });
-            expectCreateDbToComplete("4");
-          });
+          [&](const CrashState& state) { expectWhatIsCommitted(state); });
+}
+
+// It is made anew, with a name that has to reach the disk.
+TEST_F(PowerCutInTransactions, WhatIsCommittedStaysWhereTheJournalHadBeenDeleted) {
+  RawConnection(dbFile()).exec("UPDATE temp_log SET data1 = 1; UPDATE temp_log SET data1 = 0;");
+  ASSERT_FALSE(fs::exists(journalFile()));
+  tryEach("three transactions, PERSIST, the journal deleted before",
+          statesOf([] { write(PERSIST, 3); }),
+          [&](const CrashState& state) { expectWhatIsCommitted(state); });
 }
 
 // SQLite deletes the journal and does not wait until the disk knows of that.

@@ -22,6 +22,7 @@
 #include "msg-tarvel-serializer/senders_text.h"
 #include "reliability/extent.h"
 #include "reliability/failing_memory.h"
+#include "support/fake_platform.h"
 #include "support/message_text.h"
 #include "support/processes.h"
 #include "support/scarce_memory.h"
@@ -263,17 +264,52 @@ TEST_F(ValueAllocationFaults, OfUtilitiesAreThrown) {
   printTried("utilities");
 }
 
+/** What the library asks of others, without their versions. */
+std::set<std::string> functions_asked_for() {
+  const ProcessResult symbols = run_program({"nm", "-D", "--undefined-only", LIBRARY_FILE});
+  EXPECT_EQ(symbols.status, 0) << symbols.err;
+  std::istringstream words(symbols.out);
+  std::set<std::string> functions;
+  for (std::string word; words >> word;) functions.insert(word.substr(0, word.find('@')));
+  return functions;
+}
+
 // GLib ends the process where it has no memory, which nobody can catch: it is asked for nothing but
 // the nodes of lists.
 TEST_F(ValueAllocationFaults, OfGLibAreThoseOfListNodesAlone) {
-  const ProcessResult symbols = run_program({"nm", "-D", "--undefined-only", LIBRARY_FILE});
-  ASSERT_EQ(symbols.status, 0) << symbols.err;
-  std::istringstream words(symbols.out);
   std::set<std::string> ofGLib;
-  for (std::string word; words >> word;) {
-    if (word.rfind("g_", 0) == 0) ofGLib.insert(word);
+  for (const std::string& function : functions_asked_for()) {
+    if (function.rfind("g_", 0) == 0) ofGLib.insert(function);
   }
   EXPECT_EQ(ofGLib, (std::set<std::string>{"g_slist_append", "g_slist_free"}));
+}
+
+// What gives memory by another name would never fail in these tests.
+TEST_F(ValueAllocationFaults, AreAllThatTheLibraryAsksFor) {
+  // Plain, of arrays, and each without an exception.
+  const std::set<std::string> failingNews = {"_Znwm", "_Znam", "_ZnwmRKSt9nothrow_t",
+                                             "_ZnamRKSt9nothrow_t"};
+  const std::set<std::string> others = {"aligned_alloc",   "memalign",       "valloc",
+                                        "pvalloc",         "reallocarray",   "strndup",
+                                        "wcsdup",          "__strdup",       "__strndup",
+                                        "asprintf",        "vasprintf",      "__asprintf_chk",
+                                        "__vasprintf_chk", "getline",        "getdelim",
+                                        "__getdelim",      "open_memstream", "fmemopen",
+                                        "realpath",        "getcwd",         "get_current_dir_name",
+                                        "scandir",         "scandir64",      "opendir",
+                                        "fdopendir",       "fdopen",         "tmpfile",
+                                        "tmpfile64",       "tempnam",        "glob",
+                                        "regcomp",         "setenv",         "putenv",
+                                        "qsort",           "getaddrinfo",    "mmap",
+                                        "mmap64",          "sqlite3_malloc", "sqlite3_malloc64",
+                                        "sqlite3_mprintf"};
+  const std::set<std::string> functions = functions_asked_for();
+  EXPECT_EQ(functions.count("malloc"), 1U);
+  for (const std::string& function : functions) {
+    EXPECT_EQ(others.count(function), 0U) << function << " never fails here";
+    const bool isNew = function.rfind("_Znw", 0) == 0 || function.rfind("_Zna", 0) == 0;
+    EXPECT_TRUE(!isNew || failingNews.count(function) == 1) << function << " never fails here";
+  }
 }
 
 }  // namespace

@@ -49,7 +49,9 @@ namespace msg_tarvel::db {
  *
  * An open that fails is tried again by the next statement and keeps a handle of about 1.5 KB, which
  * is not given back: do not ask again and again for a store that is not there (a query each second
- * is 130 MB a day); wait longer from one try to the next, or until the file is readable.
+ * is 130 MB a day); wait longer from one try to the next, or until the file is readable. An open
+ * that finds the file for reading only succeeds, and the connection stays such a one until
+ * deinit_db.
  *
  * Functions that return int return DB_SUCCESS or a negative code of db_error.h. Every function may
  * throw std::bad_alloc; a transaction that was running then still is.
@@ -85,6 +87,10 @@ class MSG_TARVEL_EXPORT DBMgr {
    * back fails too, SQLite has ended the transaction by itself, or lacks the memory to: with
    * memory, only a new connection goes on then: deinit_db, init_db. Without a transaction it does
    * nothing.
+   *
+   * After a commit that returned 0 every other process sees the transaction. After a power cut it
+   * is still there if the connection is in the journal mode PERSIST; in SQLite's default mode,
+   * DELETE, the last one may be gone.
    */
   int endTransaction(bool commit);
 
