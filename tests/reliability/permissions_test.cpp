@@ -138,7 +138,8 @@ class Permissions : public ToolTest {
     for (const Command& command :
          {Command{"create"}, Command{"import", backups}, Command{"backup", out() + "/whole.db"},
           Command{"backup", out() + "/redacted.db", "--redact"},
-          Command{"export", "--media", out() + "/media"}, Command{"threads"}}) {
+          Command{"export", "--media", out() + "/media"},
+          Command{"buffer", "encode", "1", "--output", out() + "/1.bin"}, Command{"threads"}}) {
       EXPECT_EQ(runAs(user, groups, command), 0) << command.front();
     }
     RawConnection(dbFile()).exec(
