@@ -63,18 +63,61 @@ void make_files_and_tables() {
   throw StoreError(cannot_make(), ret);
 }
 
-/** By path: closing a descriptor of the database would drop this process's locks on it. */
+/** The database and the journal, made or found, have to be the store's own. */
+void require_no_strangers() {
+  for (const std::string& path :
+       {db::get_db_dir_path(), db::get_db_filepath(), db::get_db_journal_filepath()}) {
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) != 0) continue;
+    if (!is_a_strangers(status, db::get_data_dir_path())) continue;
+    throw StoreError(cannot_make() + ": " + path + IS_A_STRANGERS, db::DB_NO_DATA);
+  }
+}
+
+/**
+ * Holds what has a path now, whatever gets that path afterwards. It can be looked at and get
+ * another mode and group, but not be read, so that its end drops no lock of this process on a
+ * database.
+ */
+class FileInPlace {
+ public:
+  explicit FileInPlace(const std::string& path)
+      : _descriptor(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)) {}
+  FileInPlace(const FileInPlace&) = delete;
+  FileInPlace& operator=(const FileInPlace&) = delete;
+  ~FileInPlace() {
+    if (_descriptor != -1) close(_descriptor);
+  }
+
+  /** False unless it is a file that has no other name. */
+  bool look(struct stat& status) const {
+    return _descriptor != -1 && fstat(_descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+           status.st_nlink == 1;
+  }
+
+  bool setGroup(gid_t group) const {
+    constexpr auto SAME_OWNER = static_cast<uid_t>(-1);
+    return fchownat(_descriptor, "", SAME_OWNER, group, AT_EMPTY_PATH) == 0;
+  }
+
+  bool setMode(mode_t mode) const {
+    return chmod(("/proc/self/fd/" + std::to_string(_descriptor)).c_str(), mode) == 0;
+  }
+
+ private:
+  int _descriptor;
+};
+
 std::vector<MadeStore::MendedMode> mend_files() {
   std::vector<MadeStore::MendedMode> mended;
   for (const std::string& path : {db::get_db_filepath(), db::get_db_journal_filepath()}) {
+    const FileInPlace file(path);
     struct stat status = {};
-    if (lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) continue;
+    if (!file.look(status)) continue;
     // A creator that was killed may have left them to its own group.
-    if (status.st_gid != FILE_GROUP) {
-      static_cast<void>(lchown(path.c_str(), status.st_uid, FILE_GROUP) == 0);
-    }
+    if (status.st_gid != FILE_GROUP) static_cast<void>(file.setGroup(FILE_GROUP));
     const mode_t mode = status.st_mode & PERMISSIONS;
-    if (mode != FILE_MODE && chmod(path.c_str(), FILE_MODE) == 0) mended.push_back({path, mode});
+    if (mode != FILE_MODE && file.setMode(FILE_MODE)) mended.push_back({path, mode});
   }
   return mended;
 }
@@ -150,6 +193,12 @@ bool is_complete() {
 
 }  // namespace
 
+bool is_a_strangers(const struct stat& status, const std::string& dataDirectory) {
+  if (status.st_uid == 0 || status.st_uid == geteuid() || status.st_gid == FILE_GROUP) return false;
+  struct stat place = {};
+  return stat(dataDirectory.c_str(), &place) != 0 || status.st_uid != place.st_uid;
+}
+
 // A journal that SQLite made would have the mode and group that it thinks of.
 bool make_missing_journal() {
   const std::string path = db::get_db_journal_filepath();
@@ -176,6 +225,7 @@ void complete_schema() {
 MadeStore make_store() {
   MadeStore made;
   make_directories();
+  require_no_strangers();
   if (is_there(db::get_db_filepath())) {
     const bool lacksJournal = make_missing_journal();
     made.mended = mend_files();

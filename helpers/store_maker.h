@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <string>
@@ -36,9 +37,21 @@ struct MadeStore {
  * the process's, so no other thread should make files meanwhile. Files of another mode or group get
  * these where that is allowed.
  *
- * Throws StoreError unless the whole store is there and committed. Not within a transaction.
+ * Throws StoreError unless the whole store is there and committed, and when a stranger's directory
+ * or file stands in its place. Not within a transaction.
  */
 MadeStore make_store();
+
+/**
+ * Whether something in a store belongs to a user who has no part in it: who is neither root, nor
+ * the caller, nor the owner of the data directory, and could not give it to the store's group. He
+ * would read and change what is written to it.
+ */
+bool is_a_strangers(const struct stat& status, const std::string& dataDirectory);
+
+/** What is said of such a file or directory, after its path. */
+constexpr const char* IS_A_STRANGERS =
+    " belongs neither to the owner of the data directory nor to group 5000";
 
 /**
  * Makes the journal of a store that lacks it, with the mode and group of the store's files; false

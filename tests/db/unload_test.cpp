@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <future>
@@ -97,6 +98,52 @@ TEST_F(UnloadTest, AThreadMayEndAfterUnloading) {
   EXPECT_FALSE(isLoaded());
   unloaded.set_value();
   thread.join();
+}
+
+/** Threads that have nothing to do with the library, and begin and end as fast as they can. */
+class OtherThreads {
+ public:
+  OtherThreads() {
+    for (std::thread& parent : _parents) {
+      parent = std::thread([this] {
+        while (!_isOver) std::thread([this] { ++_ended; }).join();
+      });
+    }
+  }
+  OtherThreads(const OtherThreads&) = delete;
+  OtherThreads& operator=(const OtherThreads&) = delete;
+  ~OtherThreads() {
+    _isOver = true;
+    for (std::thread& parent : _parents) parent.join();
+  }
+
+  int ended() const { return _ended; }
+  void waitForOne() const {
+    for (const int before = _ended; _ended == before;) std::this_thread::yield();
+  }
+
+ private:
+  std::atomic<bool> _isOver{false};
+  std::atomic<int> _ended{0};
+  std::thread _parents[3];
+};
+
+TEST_F(UnloadTest, OtherThreadsMayBeginAndEndInThatMoment) {
+  const OtherThreads others;
+  int meanwhile = 0;
+  for (int round = 0; round < 25; ++round) {
+    std::thread user([&] { EXPECT_EQ(useStore(), 0); });
+    user.join();
+    ASSERT_EQ(useStore(), 0);
+    others.waitForOne();
+    const int before = others.ended();
+    unload();
+    meanwhile += others.ended() - before;
+    ASSERT_FALSE(isLoaded());
+    EXPECT_FALSE(isStoreOpen());
+    load();
+  }
+  EXPECT_GT(meanwhile, 0);
 }
 
 }  // namespace

@@ -193,6 +193,7 @@ TEST_F(StoreMaker, MendsGroups) {
   AS_ROOT();
   make_store();
   const std::string files[] = {dbFile(), journalFile()};
+  ASSERT_EQ(chown(dataDir().c_str(), NOBODY, NOBODY), 0);
   for (const std::string& path : files) ASSERT_EQ(chown(path.c_str(), NOBODY, NOBODY), 0);
   const MadeStore made = make_store();
   EXPECT_EQ(made.state, State::WHOLE);
@@ -206,12 +207,45 @@ TEST_F(StoreMaker, MendsGroups) {
   }
 }
 
+TEST_F(StoreMaker, UsesNothingOfAStrangers) {
+  AS_ROOT();
+  make_store();
+  removeStore();
+  const std::string reason =
+      " belongs neither to the owner of the data directory nor to group 5000";
+  ASSERT_EQ(mkdir(dbDir().c_str(), 0755), 0);
+  const auto give = [](const std::string& path, uid_t user, gid_t group) {
+    ASSERT_EQ(chown(path.c_str(), user, group), 0);
+  };
+  give(dbDir(), NOBODY, NOBODY);
+  expectRefused(": " + dbDir() + reason);
+  EXPECT_FALSE(std::filesystem::exists(dbFile()));
+  give(dbDir(), 0, 0);
+  for (const std::string& path : {dbFile(), journalFile()}) {
+    make_store();
+    give(path, NOBODY, NOBODY);
+    expectRefused(": " + path + reason);
+    give(path, NOBODY, 5000);
+    EXPECT_EQ(make_store().state, State::WHOLE) << "a member's";
+    give(path, NOBODY, NOBODY);
+    give(dataDir(), NOBODY, NOBODY);
+    EXPECT_EQ(make_store().state, State::WHOLE) << "the owner's of all";
+    give(dataDir(), 0, 0);
+    removeStore();
+    ASSERT_EQ(mkdir(dbDir().c_str(), 0755), 0);
+  }
+}
+
 TEST_F(StoreMaker, MendsNoFileElsewhere) {
   make_store();
   const std::string elsewhere = dataDir() + "elsewhere";
   std::filesystem::rename(dbFile(), elsewhere);
   std::filesystem::create_symlink(elsewhere, dbFile());
   ASSERT_EQ(chmod(elsewhere.c_str(), 0644), 0);
+  EXPECT_TRUE(make_store().mended.empty());
+  EXPECT_EQ(mode_of(elsewhere), 0644U);
+  std::filesystem::remove(dbFile());
+  std::filesystem::create_hard_link(elsewhere, dbFile());
   EXPECT_TRUE(make_store().mended.empty());
   EXPECT_EQ(mode_of(elsewhere), 0644U);
 }

@@ -3,9 +3,11 @@
 
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
@@ -48,24 +50,49 @@ std::string picture(int date) {
   return mms({{"date", std::to_string(date)}}, data_part("image/png", "QUJD"), "");
 }
 
-/** Every file below the folders. */
-std::vector<fs::path> files_below(const std::vector<std::string>& folders) {
-  std::vector<fs::path> files;
+/** Everything below the folders, those of one type. */
+std::vector<fs::path> entries_below(const std::vector<std::string>& folders, fs::file_type type) {
+  std::vector<fs::path> entries;
   for (const std::string& folder : folders) {
     std::error_code gone;
     fs::recursive_directory_iterator entry(folder, fs::directory_options::skip_permission_denied,
                                            gone);
     for (; !gone && entry != fs::recursive_directory_iterator(); entry.increment(gone)) {
-      if (entry->symlink_status(gone).type() == fs::file_type::regular) files.push_back(*entry);
+      if (entry->symlink_status(gone).type() == type) entries.push_back(*entry);
     }
   }
-  return files;
+  return entries;
 }
 
-bool opens(const std::string& path, int flags) {
-  const int file = open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC);
+std::vector<fs::path> files_below(const std::vector<std::string>& folders) {
+  return entries_below(folders, fs::file_type::regular);
+}
+
+bool opens(const std::string& path, int flags, mode_t mode = 0) {
+  const int file = open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC, mode);
   if (file != -1) close(file);
   return file != -1;
+}
+
+bool takes_away(const std::string& path) {
+  return rename(path.c_str(), (path + ".taken").c_str()) == 0 || unlink(path.c_str()) == 0;
+}
+
+/** Whether this process can read, change, take away or add anything; it says what. */
+bool gets_in(const std::vector<std::string>& folders) {
+  const auto tell = [](const fs::path& path) {
+    std::cerr << "a stranger got into " << path << "\n";
+    return true;
+  };
+  for (const fs::path& file : files_below(folders)) {
+    if (opens(file, O_RDONLY) || opens(file, O_WRONLY) || takes_away(file)) return tell(file);
+  }
+  for (const fs::path& directory : entries_below(folders, fs::file_type::directory)) {
+    if (opens(directory / "added", O_WRONLY | O_CREAT | O_EXCL, 0600) || takes_away(directory)) {
+      return tell(directory);
+    }
+  }
+  return false;
 }
 
 /** Another user who walks through the folders over and over and tries every door. */
@@ -76,7 +103,10 @@ class Stranger {
     _isThere.wait();
   }
 
-  /** Whether he got in anywhere. */
+  /** Waits until he gets in. */
+  bool getsIn() { return _child.wait() == 0; }
+
+  /** Whether he got in anywhere, up to now. */
   bool gotIn() {
     kill(_child.pid(), SIGTERM);
     const int status = _child.wait();
@@ -88,13 +118,9 @@ class Stranger {
   int walk(const std::vector<std::string>& folders) {
     if (!become_nobody()) return 99;
     _isThere.send();
-    for (;;) {
-      for (const fs::path& file : files_below(folders)) {
-        if (!opens(file, O_RDONLY) && !opens(file, O_WRONLY)) continue;
-        std::cerr << "a stranger got into " << file << "\n";
-        return 0;
-      }
+    while (!gets_in(folders)) {
     }
+    return 0;
   }
 
   Signal _isThere;
@@ -138,7 +164,8 @@ class Permissions : public ToolTest {
     for (const Command& command :
          {Command{"create"}, Command{"import", backups}, Command{"backup", out() + "/whole.db"},
           Command{"backup", out() + "/redacted.db", "--redact"},
-          Command{"export", "--media", out() + "/media"}, Command{"threads"}}) {
+          Command{"export", "--media", out() + "/media"},
+          Command{"buffer", "encode", "1", "--output", out() + "/1.bin"}, Command{"threads"}}) {
       EXPECT_EQ(runAs(user, groups, command), 0) << command.front();
     }
     RawConnection(dbFile()).exec(
@@ -168,27 +195,40 @@ TEST_F(Permissions, AreForNobodyElse) {
     EXPECT_FALSE(stranger.gotIn());
     Child lateStranger([this] {
       if (!become_nobody()) return 99;
-      for (const fs::path& file : files_below(all())) {
-        if (opens(file, O_RDONLY) || opens(file, O_WRONLY)) return 1;
-      }
-      return 0;
+      return gets_in(all()) ? 1 : 0;
     });
     EXPECT_EQ(lateStranger.wait(), 0);
     for (const fs::path& file : files_below(all())) made.insert(file.filename());
     removeEverything();
   }
-  // Database, journal, two pictures twice, two backups and that of the repair.
-  EXPECT_GE(made.size(), 7U);
+  // Database, journal, two pictures twice, two backups and that of the repair, a message.
+  EXPECT_GE(made.size(), 8U);
   print_figure("strangers beside " + std::to_string(rounds) + " stores: 0 got in");
 }
 
 TEST_F(Permissions, AreWhatKeepsAStrangerOut) {
   AS_ROOT();
-  Stranger stranger(all());
-  for (const char* name : {"/out/secret", "/out/open"}) std::ofstream(folder() + name) << "x";
+  std::ofstream(out() + "/secret") << "x";
   ASSERT_EQ(chmod((out() + "/secret").c_str(), 0660), 0);
-  sleep(1);
-  EXPECT_TRUE(stranger.gotIn());
+  const std::string door = out() + "/door";
+  const std::function<void()> openings[] = {
+      [&] { std::ofstream(door) << "everybody may read this"; },
+      [&] {
+        std::ofstream(door) << "he may remove this, and nothing else";
+        ASSERT_EQ(chmod(door.c_str(), 0) | chown(door.c_str(), NOBODY, NOBODY), 0);
+      },
+      [&] {
+        fs::create_directory(door);
+        ASSERT_EQ(chmod(door.c_str(), 0733), 0);
+      },
+  };
+  for (const auto& open : openings) {
+    Stranger stranger(all());
+    open();
+    EXPECT_TRUE(stranger.getsIn());
+    fs::remove_all(door);
+    fs::remove_all(door + ".taken");
+  }
 }
 
 /** What a program of a member of the group does with the library. */
@@ -213,15 +253,19 @@ TEST_F(Permissions, AreForTheWholeGroup) {
     const std::vector<gid_t> groups = {STORE_GROUP};
     makeEverything(owner, groups);
     int opened = 0;
+    int refused = 0;
     Child member([&] {
-      if (!become_user(MEMBER, groups)) return -1;
+      if (!become_user(MEMBER, groups)) return 99;
       for (const fs::path& file : files_below({dataDir() + "/dbspace", mediaDir()})) {
-        if (!opens(file, O_RDWR)) return -1;
-        ++opened;
+        if (opens(file, O_RDWR)) ++opened;
       }
-      return write_and_read(dataDir() + "/") == 0 ? opened : -1;
+      for (const fs::path& file : files_below(all())) {
+        if (!opens(file, O_RDONLY) && !opens(file, O_WRONLY)) ++refused;
+      }
+      return write_and_read(dataDir() + "/") == 0 ? 10 * opened + refused : 98;
     });
-    EXPECT_EQ(member.wait(), 4) << "database, journal and two pictures";
+    EXPECT_EQ(member.wait(), 44) << "opened are database, journal and two pictures, refused the "
+                                    "backups, that of the repair and a message";
     const std::string more = file("more.xml", backup(picture(3)));
     EXPECT_EQ(runAs(MEMBER, groups, {"import", more}), 0);
     EXPECT_EQ(runAs(owner, groups, {"import", file("most.xml", backup(picture(4)))}), 0);
@@ -265,7 +309,7 @@ const std::vector<Plant>& plants() {
        [](const std::string& path, const std::string&) { std::ofstream(path) << "planted"; }},
       {"a file of a stranger's",
        [](const std::string& path, const std::string&) {
-         std::ofstream(path) << "planted";
+         std::ofstream file(path);  // empty, as a database may begin
          ASSERT_EQ(chown(path.c_str(), NOBODY, NOBODY), 0);
          ASSERT_EQ(chmod(path.c_str(), 0666), 0);
        }},
@@ -321,6 +365,16 @@ class Planted : public Permissions {
     return result;
   }
 
+  /** What a stranger has put there is his and empty. */
+  static void expectUntouched(const std::string& path, const Plant& plant) {
+    if (std::string(plant.name).find("stranger") == std::string::npos) return;
+    struct stat status = {};
+    ASSERT_EQ(lstat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, NOBODY);
+    EXPECT_EQ(status.st_gid, NOBODY);
+    EXPECT_TRUE(fs::is_empty(path));
+  }
+
   /** A whole store, or nothing but its two directories. */
   void begin(bool hasStore) const {
     removeEverything();
@@ -344,10 +398,17 @@ class Planted : public Permissions {
   }
 };
 
+using Names = std::set<std::string>;
+
+/** What `Place::right` says of a place that the commands only look at, or pass over. */
+const Names ANYTHING;
+
 /** A place, and the commands that make or open something there. */
 struct Place {
   std::string path;
   bool hasStore;
+  /** The plants that may stand there; each other one is an error. */
+  Names right;
   std::vector<Command> commands;
 };
 
@@ -360,24 +421,29 @@ TEST_F(Planted, LeadsNoWriteElsewhere) {
   const Command exportMedia = {"export", "--media", out() + "/media"};
   const std::vector<Command> everything = {{"create"},  import,      backUp,
                                            exportMedia, {"threads"}, {"repair"}};
+  const Command encode = {"buffer", "encode", "1", "--output", out() + "/1.bin"};
+  const Names directory = {"a directory"};
+  const Names file = {"a file"};
+  const Names nothing = {""};
   const Place places[] = {
-      {dataDir() + "/dbspace", false, {{"create"}}},
-      {dbFile(), false, {{"create"}}},
-      {dbFile() + "-journal", false, {{"create"}}},
-      {mediaDir(), false, {{"create"}}},
-      {dataDir() + "/dbspace", true, everything},
-      {dbFile(), true, everything},
-      {dbFile() + "-journal", true, everything},
-      {dbFile() + "-wal", true, everything},
-      {dbFile() + "-shm", true, everything},
-      {mediaDir(), true, everything},
-      {mediaDir() + "/1-1.png", true, {{"repair"}, exportMedia, import}},
-      {mediaDir() + "/3-1.png", true, {import, {"repair"}}},
-      {mediaDir() + "/incoming-3-1.png", true, {import, {"repair"}}},
-      {out() + "/b.db", true, {backUp, redact}},
-      {out() + "/b.db-journal", true, {backUp}},
-      {out() + "/media", true, {exportMedia}},
-      {out() + "/media/1-1.png", true, {exportMedia}},
+      {dataDir() + "/dbspace", false, directory, {{"create"}}},
+      {dbFile(), false, file, {{"create"}}},
+      {dbFile() + "-journal", false, file, {{"create"}}},
+      {mediaDir(), false, directory, {{"create"}}},
+      {dataDir() + "/dbspace", true, directory, everything},
+      {dbFile(), true, file, everything},
+      {dbFile() + "-journal", true, file, everything},
+      {dbFile() + "-wal", true, file, everything},
+      {dbFile() + "-shm", true, file, everything},
+      {mediaDir(), true, directory, everything},
+      {mediaDir() + "/1-1.png", true, ANYTHING, {{"repair"}, exportMedia, import}},
+      {mediaDir() + "/3-1.png", true, ANYTHING, {import, {"repair"}}},
+      {mediaDir() + "/incoming-3-1.png", true, ANYTHING, {import, {"repair"}}},
+      {out() + "/b.db", true, nothing, {backUp, redact}},
+      {out() + "/b.db-journal", true, ANYTHING, {backUp}},
+      {out() + "/media", true, {"a directory", "a directory of a stranger's"}, {exportMedia}},
+      {out() + "/media/1-1.png", true, nothing, {exportMedia}},
+      {out() + "/1.bin", true, file, {encode}},
   };
   const auto before = stateElsewhere();
   int runs = 0;
@@ -391,7 +457,11 @@ TEST_F(Planted, LeadsNoWriteElsewhere) {
         fs::create_directories(fs::path(place.path).parent_path());
         fs::remove_all(place.path);
         plant.put(place.path, elsewhere());
-        runInTime(command);
+        const ProcessResult result = runInTime(command);
+        if (!place.right.empty() && place.right.count(plant.name) == 0) {
+          EXPECT_EQ(result.status, 3) << result.out;
+          expectUntouched(place.path, plant);
+        }
         // A hard link is a file of the store's too, and is as it was all the same.
         EXPECT_EQ(stateElsewhere(), before) << command.front();
         ++runs;
@@ -427,11 +497,26 @@ TEST_F(Planted, AtTheNameOfARepairsBackupIsPassedOver) {
 class Swapper {
  public:
   Swapper(const std::string& one, const std::string& other)
-      : _child([&]() -> int {
-          for (;;) renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE);
-        }) {}
+      : _swaps(static_cast<std::atomic<long>*>(mmap(nullptr, sizeof *_swaps, PROT_READ | PROT_WRITE,
+                                                    MAP_SHARED | MAP_ANONYMOUS, -1, 0))),
+        _child([&]() -> int {
+          for (;;) {
+            if (renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0) {
+              ++*_swaps;
+            }
+          }
+        }) {
+    // The program is not to be there and gone before he begins.
+    for (int tries = 0; tries < 10'000 && *_swaps == 0; ++tries) usleep(1000);
+  }
+  Swapper(const Swapper&) = delete;
+  Swapper& operator=(const Swapper&) = delete;
+  ~Swapper() { munmap(_swaps, sizeof *_swaps); }
+
+  long swaps() const { return *_swaps; }
 
  private:
+  std::atomic<long>* _swaps;  // before the child, who counts
   Child _child;
 };
 
@@ -454,6 +539,7 @@ class Swapped : public Planted {
     const int tries = is_whole_run() ? 300 : 8 / FEWER;
     const auto before = stateElsewhere();
     std::map<int, int> statuses;
+    long swaps = 0;
     for (int i = 0; i < tries && !HasFailure(); ++i) {
       begin(true);
       prepare();
@@ -463,12 +549,15 @@ class Swapped : public Planted {
       {
         const Swapper swapper(path, link);
         result = runInTime(command);
+        EXPECT_GT(swapper.swaps(), 0);
+        swaps += swapper.swaps();
       }
       ++statuses[result.status];
       EXPECT_EQ(stateElsewhere(), before);
       look(result);
     }
-    std::string text = std::string(what) + ": " + std::to_string(tries) + " tries, status";
+    std::string text = std::string(what) + ": " + std::to_string(tries) + " tries, " +
+                       std::to_string(swaps / tries) + " swaps each, status";
     for (const auto& [status, count] : statuses) {
       text += " " + std::to_string(status) + " " + std::to_string(count) + " times";
     }
@@ -501,6 +590,15 @@ TEST_F(Swapped, ExportsLeaveAndRemoveNothingElsewhere) {
   race(
       "the directory of an export swapped for a link", target, elsewhere() + "/inner",
       {"export", "--media", target}, [&] { fs::create_directory(target); }, lookAtNothing);
+}
+
+TEST_F(Swapped, DatabasesAreMendedNowhereElse) {
+  AS_ROOT();
+  for (const char* const command : {"create", "repair"}) {
+    race((std::string("the database swapped for a link, ") + command).c_str(), dbFile(),
+         elsewhere() + "/secret", {command}, [&] { ASSERT_EQ(chmod(dbFile().c_str(), 0600), 0); },
+         lookAtNothing);
+  }
 }
 
 TEST_F(Swapped, RepairsMendNoModeElsewhere) {

@@ -31,7 +31,12 @@ class NoPayloads : public PayloadSink {
 };
 
 struct ParserDeleter {
-  void operator()(xmlParserCtxt* parser) const { xmlFreeParserCtxt(parser); }
+  void operator()(xmlParserCtxt* parser) const {
+    // The parser makes one of itself for an entity that is declared after an error, which ends all
+    // calls of ours, so that the document type is not refused.
+    xmlFreeDoc(parser->myDoc);
+    xmlFreeParserCtxt(parser);
+  }
 };
 
 /** Lends the attributes of an element by name. */

@@ -1,12 +1,15 @@
 // msg-tarvel buffer: encode, show and check.
 
+#include <fcntl.h>
 #include <msg-tarvel-common/db/db_common_funcs.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -40,6 +43,7 @@ enum { OFFSET, BYTES, BLOCK, MEANING, VALUE };
 
 constexpr std::size_t MOST_BYTES_SHOWN = 4;
 constexpr std::streamsize CHUNK_SIZE = 65536;
+constexpr mode_t OWNER_ONLY = 0600;
 
 struct EncodeArguments {
   int msgId = 0;
@@ -122,10 +126,37 @@ int verdict(const BufferWalk& walk, const std::string& path) {
   return FOUND_WRONG;
 }
 
+[[noreturn]] void cannot_write(const std::string& path, const std::string& why) {
+  throw Failure("cannot write " + path + ": " + why);
+}
+
+/** What keeps a message from being written there; null for nothing. */
+const char* objection_to(const struct stat& status) {
+  if (S_ISCHR(status.st_mode)) return nullptr;
+  if (!S_ISREG(status.st_mode)) return "it is not a regular file";
+  if (status.st_uid != geteuid()) return "it is another user's file";
+  return status.st_nlink > 1 ? "it is a file elsewhere too (hard link)" : nullptr;
+}
+
+struct FileCloser {
+  void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file) == 0); }
+};
+
+/** A new file is for this user alone; none that others have put there gets the message. */
 void write_file(const std::string& path, const std::string& content) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file.write(content.data(), static_cast<std::streamsize>(content.size()));
-  if (!file.flush()) throw Failure("cannot write " + path + ": " + std::strerror(errno));
+  // Non-blocking, so that a named pipe is refused rather than waited for.
+  const int descriptor =
+      open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, OWNER_ONLY);
+  if (descriptor == -1) cannot_write(path, std::strerror(errno));
+  const std::unique_ptr<std::FILE, FileCloser> file(fdopen(descriptor, "wb"));
+  struct stat status = {};
+  if (!file || fstat(descriptor, &status) != 0) cannot_write(path, std::strerror(errno));
+  if (const char* objection = objection_to(status)) cannot_write(path, objection);
+  const bool isEmpty = !S_ISREG(status.st_mode) || ftruncate(descriptor, 0) == 0;
+  if (!isEmpty || std::fwrite(content.data(), 1, content.size(), file.get()) != content.size() ||
+      std::fflush(file.get()) != 0) {
+    cannot_write(path, std::strerror(errno));
+  }
 }
 
 /** Writes a message of the store, serialized, to a file or to `output`. */

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "exit_status.h"
+#include "helpers/store_maker.h"
 #include "store/log_sink.h"
 #include "store/media.h"
 #include "store/store_paths.h"
@@ -37,7 +38,7 @@ const char* name_of(mode_t type) {
   }
 }
 
-/** Throws a Failure when `path` is there and not of this type. */
+/** Throws a Failure when `path` is there and not of this type, or not the store's. */
 void require_own(const std::string& path, mode_t type) {
   struct stat status = {};
   if (lstat(path.c_str(), &status) != 0) return;
@@ -47,6 +48,9 @@ void require_own(const std::string& path, mode_t type) {
   }
   if (type == S_IFREG && status.st_nlink > 1) {
     throw Failure("cannot use the message store: " + path + " is a file elsewhere too (hard link)");
+  }
+  if (helpers::is_a_strangers(status, data_directory())) {
+    throw Failure("cannot use the message store: " + path + helpers::IS_A_STRANGERS);
   }
 }
 

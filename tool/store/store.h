@@ -6,8 +6,8 @@ namespace msg_tarvel::tool {
 
 /**
  * The path of the store's database, be it there or not. Throws a Failure when something else stands
- * in the place of a directory or a file of the store: a link or a pipe would lead what is written
- * elsewhere.
+ * in the place of a directory or a file of the store, or a stranger's: a link or a pipe would lead
+ * what is written elsewhere, and he would read it.
  */
 std::string require_place();
 

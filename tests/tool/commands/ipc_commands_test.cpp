@@ -1,6 +1,9 @@
 // The commands about what travels between processes: the registry and serialized buffers.
 
+#include <fcntl.h>
 #include <msg-tarvel-common/ipc/MsgIPC.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -8,6 +11,7 @@
 #include <sstream>
 #include <utility>
 
+#include "support/as_root.h"
 #include "tool/tool_support.h"
 
 namespace msg_tarvel {
@@ -200,6 +204,49 @@ TEST_F(IpcCommands, EncodeSaysWhyItCannot) {
   const ProcessResult noFolder = run({"buffer", "encode", "1", "--output", folder() + "/no/file"});
   EXPECT_EQ(noFolder.status, 3);
   EXPECT_NE(noFolder.err.find("No such file or directory\n"), std::string::npos) << noFolder.err;
+}
+
+TEST_F(IpcCommands, EncodeWritesFilesOfThisUserAlone) {
+  buffer();
+  const std::string path = folder() + "/new.bin";
+  const auto encode = [&] { return run({"buffer", "encode", "1", "--output", path}); };
+  ASSERT_EQ(encode().status, 0);
+  struct stat status = {};
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0600U);
+  const std::size_t size = content_of(path).size();
+  std::ofstream(path, std::ios::app) << std::string(5000, 'x');
+  ASSERT_EQ(encode().status, 0);
+  const std::string written = content_of(path);
+  EXPECT_EQ(written.size(), size) << "one that was there";
+
+  const std::string other = folder() + "/other.bin";
+  const auto expectRefused = [&](const std::string& why) {
+    expectFailure(encode(), "cannot write " + path + ": ", why);
+    std::filesystem::remove(path);
+  };
+  std::filesystem::rename(path, other);
+  std::filesystem::create_symlink(other, path);
+  expectRefused("Too many levels of symbolic links");
+  std::filesystem::create_hard_link(other, path);
+  expectRefused("it is a file elsewhere too (hard link)");
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  expectRefused("No such device or address");
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  expectRefused("it is not a regular file");
+  close(reader);
+  EXPECT_EQ(content_of(other), written);
+}
+
+TEST_F(IpcCommands, EncodeWritesNoFileOfAnotherUser) {
+  AS_ROOT();
+  buffer();
+  const std::string path = file("theirs.bin", "x");
+  ASSERT_EQ(chown(path.c_str(), NOBODY, NOBODY), 0);
+  expectFailure(run({"buffer", "encode", "1", "--output", path}),
+                "cannot write " + path + ": it is another user's file");
+  EXPECT_EQ(content_of(path), "x");
 }
 
 }  // namespace
