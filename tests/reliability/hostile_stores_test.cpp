@@ -533,6 +533,23 @@ class HostileSchemas : public HostileStores {
   }
 };
 
+/** As many bytes as one likes, which take no room on the disk. */
+TEST_F(HostileSchemas, TakeNoLongerInALongFile) {
+  changeBy(viewInPlaceOf("msg_conversation_table", "n", ENDLESS, " FROM endless"));
+  fs::resize_file(dbFile(), 20'000'000);
+  for (const char* const command : {"threads", "check", "info"}) expectToCope({command});
+}
+
+/** And one that is full of them: the tool allows more work to who looks at more. */
+TEST_F(HostileSchemas, EndInTimeInAFullFile) {
+  changeBy("CREATE TABLE filling (x); INSERT INTO filling VALUES (zeroblob(19500000));" +
+           viewInPlaceOf("msg_conversation_table", "n", ENDLESS, " FROM endless"));
+  EXPECT_GT(fs::file_size(dbFile()), 19'500'000U);
+  for (const Command& command : lookingCommands()) {
+    if (is_whole_run() || command.front() == "threads") expectToCope(command);
+  }
+}
+
 TEST_F(HostileSchemas, AreLookedAt) {
   const std::vector<Command> looking = lookingCommands();
   const Command writing[] = {{"import", file("b.xml", backup(sms({})))}, {"repair"}, {"create"}};
