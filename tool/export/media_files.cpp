@@ -19,7 +19,7 @@ namespace {
 constexpr mode_t FILE_MODE_OF_EXPORTS = 0600;
 constexpr mode_t ONLY_THIS_USER = 0700;
 /** Whole groups of base64. */
-constexpr std::size_t PIECE = 3 * 16384;
+constexpr std::size_t PIECE = 49152;
 
 class OpenFile {
  public:

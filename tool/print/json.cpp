@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <ostream>
 #include <string_view>
+#include <utility>
 
 namespace msg_tarvel::tool {
 
@@ -37,7 +38,7 @@ std::string escape(unsigned int code) {
 constexpr const char* FIRST_BYTES = "\x7F\xC2\xD8\xE2";
 
 /** Such characters are within a text only, where an escape may stand for any of them. */
-std::string without_controls(std::string json) {
+std::string without_controls(std::string&& json) {
   std::string result;
   std::size_t copied = 0;
   for (std::size_t at = 0; (at = json.find_first_of(FIRST_BYTES, at)) != std::string::npos; ++at) {
@@ -51,7 +52,9 @@ std::string without_controls(std::string json) {
       break;
     }
   }
-  return copied == 0 ? json : result.append(json, copied);
+  if (copied == 0) return std::move(json);
+  result.append(json, copied);
+  return result;
 }
 
 }  // namespace
