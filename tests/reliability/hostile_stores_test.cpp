@@ -34,18 +34,17 @@ using Draw = std::mt19937;
 /** What a sanitizer makes of ten seconds, and of memory, says nothing of the programs. */
 #ifdef TEST_OF_INSTRUMENTED
 constexpr unsigned MOST_SECONDS = 100;  // of the processor
+constexpr unsigned LONGEST_WAIT = 240;  // whatever it does
 constexpr bool IS_MEMORY_KNOWN = false;
 /** A program takes a quarter of a second there: of what every run tries, one in so many. */
 constexpr std::size_t FEWER = 5;
 #else
 constexpr unsigned MOST_SECONDS = 10;  // of the processor
+constexpr unsigned LONGEST_WAIT = 60;  // whatever it does, on a machine with much other work
 constexpr bool IS_MEMORY_KNOWN = true;
 constexpr std::size_t FEWER = 1;
 #endif
 constexpr long MOST_KILOBYTES = 200'000;
-
-/** What does nothing takes no processor. */
-constexpr unsigned LONGEST_WAIT = 240;
 
 // ---- The library -------------------------------------------------------------------------------
 
@@ -220,6 +219,7 @@ class HostileStores : public ToolTest {
   }
 
   std::string temporary() const { return folder() + "/temporary"; }
+  std::string pictures() const { return folder() + "/pictures"; }
   std::string target() const { return folder() + "/backup.db"; }
   const std::string& whole() const { return _whole; }
   const std::vector<std::string>& tables() const { return _tables; }
@@ -235,11 +235,11 @@ class HostileStores : public ToolTest {
     file("data/dbspace/.msg-tarvel-server.db", bytes);
   }
 
-  /** Changes the store, as far as SQLite lets it. */
   void changeBy(const std::string& sql) const {
     RawConnection store(dbFile());
     const std::string all = "PRAGMA journal_mode = PERSIST; PRAGMA synchronous = OFF; " + sql;
-    sqlite3_exec(store.handle(), all.c_str(), nullptr, nullptr, nullptr);
+    EXPECT_EQ(sqlite3_exec(store.handle(), all.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(store.handle());
   }
 
   std::vector<std::string> columnsOf(const std::string& table) const {
@@ -269,17 +269,28 @@ class HostileStores : public ToolTest {
             {"find", "+14155550111", "--explain"},
             {"export", "--format", "xml"},
             {"query", "db_get_threads"},
-            {"backup", target()}};
+            {"backup", target()},
+            {"conversation", "1"},
+            {"query", "db_get_message_list"},
+            {"buffer", "encode", "1"},
+            {"export", "--media", pictures()}};
+  }
+
+  std::vector<Command> writingCommands() const {
+    return {{"import", file("b.xml", backup(sms({})))}, {"repair"}, {"create"}};
+  }
+
+  /** What ends a program that takes too long. */
+  static Command limits() {
+    return {"timeout",       "--foreground",
+            "--signal=KILL", std::to_string(LONGEST_WAIT),
+            "prlimit",       "--cpu=" + std::to_string(MOST_SECONDS)};
   }
 
   /** Runs a command, which ends in time and by itself. */
   ProcessResult runInTime(const Command& arguments) {
-    Command command = {"timeout",
-                       "--signal=KILL",
-                       std::to_string(LONGEST_WAIT),
-                       "prlimit",
-                       "--cpu=" + std::to_string(MOST_SECONDS),
-                       TOOL_PROGRAM};
+    Command command = limits();
+    command.emplace_back(TOOL_PROGRAM);
     command.insert(command.end(), arguments.begin(), arguments.end());
     Command variables = environment();
     variables.push_back("TMPDIR=" + temporary());
@@ -292,17 +303,27 @@ class HostileStores : public ToolTest {
     return result;
   }
 
-  void expectToCope(const Command& command) {
+  ProcessResult expectToCope(const Command& command) {
     SCOPED_TRACE(::testing::PrintToString(command));
-    const ProcessResult result = runInTime(command);
+    ProcessResult result = runInTime(command);
     if (command.front() == "backup") {
       EXPECT_EQ(fs::exists(target()), result.status == 0) << result.status << ": " << result.err;
       fs::remove(target());
     }
+    fs::remove_all(pictures());
     if (result.status == 3) {
       EXPECT_NE(result.err, "");
     }
     EXPECT_TRUE(fs::is_empty(temporary()));
+    return result;
+  }
+
+  /** Who changes a store, all or one in turn. */
+  void expectWritersToCope(std::size_t turn) {
+    const std::vector<Command> commands = writingCommands();
+    for (std::size_t i = 0; i < commands.size(); ++i) {
+      if (is_whole_run() || i == turn % commands.size()) expectToCope(commands[i]);
+    }
   }
 
   /** The library's queries, each in both ways, in a process of their own. */
@@ -323,9 +344,14 @@ class HostileStores : public ToolTest {
   }
 
   void expectAHarmlessTerminal(const Command& command) {
+    if (command.front() == "buffer") return;  // which are bytes, and for programs
     SCOPED_TRACE(::testing::PrintToString(command));
-    const ProcessResult result = runOnTerminal(command, [](const std::string&, pid_t) {});
+    const ProcessResult result = runOnTerminal(
+        command, [](const std::string&, pid_t) {}, 60, limits());
     EXPECT_LE(result.status, 3) << result.out;
+    rusage used = {};
+    getrusage(RUSAGE_CHILDREN, &used);
+    noteMemory(used.ru_maxrss);
     EXPECT_TRUE(g_utf8_validate(result.out.data(), static_cast<gssize>(result.out.size()), nullptr))
         << result.out;
     for (const gchar* at = result.out.c_str(); *at; at = g_utf8_next_char(at)) {
@@ -338,6 +364,7 @@ class HostileStores : public ToolTest {
           << std::hex << character << " in " << result.out;
     }
     fs::remove(target());
+    fs::remove_all(pictures());
     ++_runs;
   }
 
@@ -371,15 +398,16 @@ TEST_F(HostileStores, DamagedAnywhereAreLookedAt) {
     SCOPED_TRACE(::testing::Message() << "seed " << seed);
     Draw draw(static_cast<unsigned>(seed));
     std::string bytes = whole();
-    MUTATIONS[seed % std::size(MUTATIONS)](draw, bytes);
+    MUTATIONS[seed / 4 % std::size(MUTATIONS)](draw, bytes);
     replaceDatabase(bytes);
     const auto before = storeFiles();
     for (std::size_t i = 0; i < (is_whole_run() ? commands.size() : 2); ++i) {
       expectToCope(commands[next++ % commands.size()]);
     }
     EXPECT_TRUE(storeFiles() == before) << "who looks changes nothing";
-    if (seed % 4 == 0) expectAHarmlessTerminal(commands[next % commands.size()]);
+    if (seed % 4 == 0) expectAHarmlessTerminal(commands[seed / 4 % commands.size()]);
     expectTheLibraryToCope();
+    expectWritersToCope(seed / step);
     beginAnew();
   }
   for (const int status : {0, 3}) EXPECT_GT(statuses().count(status), 0U) << status;
@@ -408,16 +436,60 @@ TEST_F(HostileStores, WithOddValuesAreLookedAt) {
              " WHERE rowid % 3 = " + std::to_string(draw() % 3) + ";";
     }
     changeBy(sql);
+    const auto before = storeFiles();
     for (std::size_t i = 0; i < (is_whole_run() ? commands.size() : 2); ++i) {
       expectToCope(commands[next++ % commands.size()]);
     }
+    EXPECT_TRUE(storeFiles() == before) << "who looks changes nothing";
+    // Where every value is seen, and everywhere else in turn.
     expectAHarmlessTerminal({"messages"});
-    if (is_whole_run()) expectAHarmlessTerminal({"threads"});
+    if (is_whole_run()) expectAHarmlessTerminal(commands[seed % commands.size()]);
     expectTheLibraryToCope();
+    expectWritersToCope(seed / step);
     beginAnew();
   }
   print_figure("stores with odd values: " + std::to_string(stores) + ", " + std::to_string(runs()) +
                " runs");
+  printMemory();
+}
+
+/** As long as a text may be; whoever shows or writes one has it in memory some times. */
+TEST_F(HostileStores, WithTheLongestTextsAreLookedAt) {
+  changeBy(
+      "UPDATE msg_message_table SET mainText = printf('%.*c', 16999999, 'x'), textMessage = "
+      "printf('%.*c', 16999999, 'y') WHERE msgId = 1;");
+  const std::vector<Command> shown = {{"messages"}, {"export"}};
+  for (const Command& command : is_whole_run() ? lookingCommands() : shown) {
+    const ProcessResult result = expectToCope(command);
+    if (command.front() == "messages" || command.front() == "export") {
+      EXPECT_EQ(result.status, 0) << result.err;
+      EXPECT_GT(result.out.size(), 33'000'000U);
+    }
+  }
+  printMemory();
+}
+
+/** Which takes no room on the disk either. */
+TEST_F(HostileStores, WithALongPictureAreExported) {
+  const std::string picture =
+      RawConnection(dbFile())
+          .column("SELECT filepath FROM msg_mms_content_table WHERE filepath <> '' LIMIT 1;")
+          .at(0);
+  const std::vector<Command> exports = {
+      {"export"}, {"export", "--format", "xml"}, {"export", "--media", folder() + "/pictures"}};
+  for (const auto& [size, isLeftOut] :
+       std::vector<std::pair<std::uintmax_t, bool>>{{60'000'000, false}, {100'000'001, true}}) {
+    fs::resize_file(picture, size);
+    for (const Command& command : exports) {
+      const ProcessResult result = expectToCope(command);
+      EXPECT_EQ(result.status, 0) << result.err;
+      EXPECT_EQ(result.err.find("left out: 1 files of more than 100 MB") != std::string::npos,
+                isLeftOut)
+          << result.err;
+      EXPECT_EQ(result.out.size() > 80'000'000, !isLeftOut && command.back() != exports[2].back());
+    }
+    fs::remove_all(folder() + "/pictures");
+  }
   printMemory();
 }
 
@@ -515,7 +587,7 @@ class HostileSchemas : public HostileStores {
          "PRAGMA writable_schema = ON; UPDATE sqlite_master SET tbl_name = 'msg_message_table' "
          "WHERE name = 'msg_address_table';"},
         {"a text beyond the limit",
-         "UPDATE msg_message_table SET mainText = zeroblob(100000001) WHERE msgId = 1;", true},
+         "UPDATE msg_message_table SET mainText = zeroblob(17000001) WHERE msgId = 1;", true},
     };
     std::string allEndless;
     for (const std::string& table : tables()) {
@@ -525,7 +597,7 @@ class HostileSchemas : public HostileStores {
       all.push_back({"a row of " + table, viewInPlaceOf(table, "x'80'", "", "")});
       all.push_back(
           {"failing " + table, viewInPlaceOf(table, "abs(-9223372036854775807 - 1)", "", "")});
-      all.push_back({"blobs of " + table, tableOfOtherShape(table, "BLOB NOT NULL", "")});
+      all.push_back({"blobs of " + table, tableOfOtherShape(table, "BLOB", "")});
       all.push_back({"no rowid of " + table, tableOfOtherShape(table, "TEXT", " WITHOUT ROWID")});
     }
     all.push_back({"everything endless", allEndless, true});
@@ -533,24 +605,42 @@ class HostileSchemas : public HostileStores {
   }
 };
 
+/** As many bytes as one likes, which take no room on the disk. */
+TEST_F(HostileSchemas, TakeNoLongerInALongFile) {
+  changeBy(viewInPlaceOf("msg_conversation_table", "n", ENDLESS, " FROM endless"));
+  fs::resize_file(dbFile(), 20'000'000);
+  for (const char* const command : {"threads", "check", "info"}) expectToCope({command});
+}
+
+/** And one that is full of them: the tool allows more work to who looks at more. */
+TEST_F(HostileSchemas, EndInTimeInAFullFile) {
+  changeBy(
+      "CREATE TABLE filling (x); INSERT INTO filling VALUES (zeroblob(9750000)), "
+      "(zeroblob(9750000));" +
+      viewInPlaceOf("msg_conversation_table", "n", ENDLESS, " FROM endless"));
+  EXPECT_GT(fs::file_size(dbFile()), 19'500'000U);
+  for (const Command& command : lookingCommands()) {
+    if (is_whole_run() || command.front() == "threads") expectToCope(command);
+  }
+}
+
 TEST_F(HostileSchemas, AreLookedAt) {
   const std::vector<Command> looking = lookingCommands();
-  const Command writing[] = {{"import", file("b.xml", backup(sms({})))}, {"repair"}, {"create"}};
   std::size_t next = 0;
-  int tried = 0;
+  std::size_t tried = 0;
   for (const Schema& schema : schemas()) {
     SCOPED_TRACE(schema.name);
     if (!is_whole_run() && ++next % (3 * FEWER) != 0) continue;
     changeBy(schema.sql);
+    const auto before = storeFiles();
     for (std::size_t i = 0; i < looking.size(); ++i) {
       if (is_whole_run() || i == next % looking.size()) expectToCope(looking[i]);
     }
-    if (is_whole_run()) expectAHarmlessTerminal({"check"});
+    if (is_whole_run()) expectAHarmlessTerminal(looking[tried % looking.size()]);
+    EXPECT_TRUE(storeFiles() == before) << "who looks changes nothing";
     if (!schema.isForTheToolAlone) expectTheLibraryToCope();
     if (schema.isForTheToolAlone && next % 2 == 0) expectToCope({"check"});
-    for (const Command& command : writing) {
-      if (is_whole_run() || next % 4 == 0) runInTime(command);
-    }
+    if (is_whole_run() || next % 4 == 0) expectWritersToCope(next / 4);
     beginAnew();
     ++tried;
     if (HasFailure()) return;

@@ -122,12 +122,15 @@ std::vector<std::string> ToolTest::command(const std::vector<std::string>& argum
 
 ProcessResult ToolTest::runOnTerminal(
     const std::vector<std::string>& arguments,
-    const std::function<void(const std::string&, pid_t)>& onOutput, unsigned short width) const {
+    const std::function<void(const std::string&, pid_t)>& onOutput, unsigned short width,
+    const std::vector<std::string>& inFront) const {
   winsize size = {24, width, 0, 0};
   int terminal = -1;
   const pid_t pid = forkpty(&terminal, nullptr, nullptr, &size);
   if (pid == 0) {
-    execute(command(arguments));
+    std::vector<std::string> whole = inFront;
+    for (std::string& word : command(arguments)) whole.push_back(std::move(word));
+    execute(whole);
     _exit(127);
   }
   ProcessResult result;

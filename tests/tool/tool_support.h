@@ -48,10 +48,14 @@ class ToolTest : public ::testing::Test {
                     const std::vector<std::string>& extraEnvironment = {}) const;
   /** The program with these arguments in this environment, as execute() takes it. */
   std::vector<std::string> command(const std::vector<std::string>& arguments) const;
-  /** Runs it on a terminal; `onOutput` sees all that it printed so far, and its process. */
+  /**
+   * Runs it on a terminal; `onOutput` sees all that it printed so far, and its process. `inFront`
+   * is a program that runs it.
+   */
   ProcessResult runOnTerminal(const std::vector<std::string>& arguments,
                               const std::function<void(const std::string&, pid_t)>& onOutput,
-                              unsigned short width = 60) const;
+                              unsigned short width = 60,
+                              const std::vector<std::string>& inFront = {}) const;
   /** The same, and the program must have been content with 64 MB, as all programs before it. */
   ProcessResult runWithLittleMemory(const std::vector<std::string>& arguments) const;
   /** What the command prints with --json, which must succeed. */

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <iterator>
 #include <ostream>
+#include <random>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -48,6 +50,13 @@ constexpr const char* OTHER_TABLES[] = {
     "sqlite_sequence",
 };
 
+std::string unguessable() {
+  std::random_device random;
+  std::string word = "file";
+  for (int i = 0; i < 4; ++i) word += "-" + std::to_string(random());
+  return word;
+}
+
 class LineWriter {
  public:
   LineWriter(const Database& database, ExportedMedia media, std::ostream& out)
@@ -82,13 +91,13 @@ class LineWriter {
     _line(line);
     std::set<Json> conversations;
     while (const auto id = messages.next()) {
-      const Json message = _row(_message, *id);
+      Json message = _row(_message, *id);
       const Json& convId = message["convId"];
       if (conversations.insert(convId).second) {
-        const Json conversation = _row(_conversation, convId);
-        if (!conversation.is_null()) _writeConversation(conversation);
+        Json conversation = _row(_conversation, convId);
+        if (!conversation.is_null()) _writeConversation(std::move(conversation));
       }
-      _writeMessage(message);
+      _writeMessage(std::move(message));
     }
     _writeEnd();
     return _leftOut;
@@ -99,8 +108,28 @@ class LineWriter {
 
   void _line(const Json& line) {
     throw_if_interrupted();
-    if (!(_out << json_line(line) << "\n")) throw Failure("cannot write the output");
+    const std::string text = json_line(line);
+    std::size_t written = 0;
+    for (const std::string& name : _placed) {
+      const std::size_t at = text.find(_placeholder, written);
+      _out << std::string_view(text).substr(written, at - written);
+      _writeFile(name);
+      written = at + _placeholder.size();
+    }
+    _placed.clear();
+    if (!(_out << std::string_view(text).substr(written) << "\n")) _failWriting();
   }
+
+  /** Where its placeholder was: a line may be longer than memory has room for. */
+  void _writeFile(const std::string& name) {
+    MediaFile file(_media.source, name);
+    if (!file.isPlain()) throw Failure("cannot read " + _media.source + "/" + name);
+    encode_media(file, [this](std::string_view base64) {
+      if (!(_out << base64)) _failWriting();
+    });
+  }
+
+  [[noreturn]] static void _failWriting() { throw Failure("cannot write the output"); }
 
   void _writeEnd() {
     _line({{"end", {{"messages", _messages}, {"conversations", _conversations}}}});
@@ -115,17 +144,21 @@ class LineWriter {
     return row;
   }
 
-  void _writeConversation(const Json& conversation) {
-    Json line = {{"conversation", conversation}};
-    _addPart(line, ADDRESSES, _addresses, conversation["convId"]);
+  void _writeConversation(Json conversation) {
+    const Json convId = conversation["convId"];
+    Json line;
+    line["conversation"] = std::move(conversation);
+    _addPart(line, ADDRESSES, _addresses, convId);
     _line(line);
     ++_conversations;
   }
 
-  void _writeMessage(const Json& message) {
-    Json line = {{"message", message}};
+  void _writeMessage(Json message) {
+    const Json msgId = message["msgId"];
+    Json line;
+    line["message"] = std::move(message);
     for (std::size_t i = 0; i < _parts.size(); ++i) {
-      _addPart(line, PARTS_OF_A_MESSAGE[i], _parts[i], message["msgId"]);
+      _addPart(line, PARTS_OF_A_MESSAGE[i], _parts[i], msgId);
     }
     _line(line);
     ++_messages;
@@ -150,7 +183,11 @@ class LineWriter {
 
   void _writeTable(const std::string& table, const std::string& condition) {
     Rows rows = _database.query("SELECT * FROM " + table + condition + " ORDER BY rowid;");
-    while (rows.next()) _line({{"table", table}, {"row", _withFiles(table, row_of(rows))}});
+    while (rows.next()) {
+      Json line = {{"table", table}};
+      line["row"] = _withFiles(table, row_of(rows));
+      _line(line);
+    }
   }
 
   Json _withFiles(const std::string& table, Json row) {
@@ -167,15 +204,18 @@ class LineWriter {
   }
 
   void _addFile(Json& files, const char* column, const std::string& path) {
-    const auto bytes = read_named_media(path, _media.source);
-    if (!bytes) {
-      ++_leftOut[FILES_ELSEWHERE];
-    } else if (!_media.target) {
-      files[column] = base64_of(*bytes);
-    } else {
-      const std::string name = *name_in_media(path, _media.source);
-      _media.target->write(name, *bytes);
+    if (const char* const why = why_left_out(path, _media.source)) {
+      ++_leftOut[why];
+      return;
+    }
+    const std::string name = *name_in_media(path, _media.source);
+    if (_media.target) {
+      MediaFile file(_media.source, name);
+      _media.target->write(name, file);
       files[column] = {{"name", name}};
+    } else {
+      files[column] = _placeholder;
+      _placed.push_back(name);
     }
   }
 
@@ -189,6 +229,10 @@ class LineWriter {
   long _messages = 0;
   long _conversations = 0;
   LeftOut _leftOut;
+  /** What no store has in it, for who makes it cannot know it. */
+  const std::string _placeholder = unguessable();
+  /** The files whose placeholders are in the line that is made, in its order. */
+  std::vector<std::string> _placed;
 };
 
 }  // namespace

@@ -31,8 +31,6 @@ constexpr int EXPORT_VERSION = 1;
 /** What an export had to leave out: how often, by what. */
 using LeftOut = std::map<std::string, long>;
 
-constexpr const char* FILES_ELSEWHERE = "files that are missing or not in the store's media";
-
 /** Where the files of contents are, and where they go. */
 struct ExportedMedia {
   /** The store's own directory of them: a row can name any file of the system. */

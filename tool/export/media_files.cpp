@@ -8,7 +8,9 @@
 #include <cstring>
 #include <utility>
 
+#include "backup/base64.h"
 #include "exit_status.h"
+#include "interrupt.h"
 
 namespace msg_tarvel::tool {
 
@@ -16,6 +18,8 @@ namespace {
 
 constexpr mode_t FILE_MODE_OF_EXPORTS = 0600;
 constexpr mode_t ONLY_THIS_USER = 0700;
+/** Whole groups of base64. */
+constexpr std::size_t PIECE = 49152;
 
 class OpenFile {
  public:
@@ -29,10 +33,6 @@ class OpenFile {
   }
 
   int descriptor() const { return _descriptor; }
-  bool isPlain() const {
-    struct stat status = {};
-    return _descriptor != -1 && fstat(_descriptor, &status) == 0 && S_ISREG(status.st_mode);
-  }
 
  private:
   int _descriptor;
@@ -60,18 +60,53 @@ std::optional<std::string> name_in_media(const std::string& path, const std::str
   return isName ? std::optional(std::move(name)) : std::nullopt;
 }
 
-std::optional<std::string> read_media(const std::string& media, const std::string& name) {
-  const std::string path = media + "/" + name;
-  const OpenFile file(AT_FDCWD, path, O_RDONLY);
-  if (!file.isPlain()) return std::nullopt;
-  std::string bytes;
-  char piece[65536];
-  ssize_t size = 0;
-  while ((size = read(file.descriptor(), piece, sizeof piece)) != 0) {
-    if (size == -1) fail_with("read", path);
-    bytes.append(piece, static_cast<std::size_t>(size));
+MediaFile::MediaFile(const std::string& media, const std::string& name)
+    : _path(media + "/" + name),
+      _descriptor(open(_path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)),
+      _piece(PIECE) {}
+
+MediaFile::~MediaFile() {
+  if (_descriptor != -1) close(_descriptor);
+}
+
+bool MediaFile::isPlain() const {
+  struct stat status = {};
+  return _descriptor != -1 && fstat(_descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+bool MediaFile::isTooLarge() const {
+  struct stat status = {};
+  return fstat(_descriptor, &status) == 0 && status.st_size > LARGEST_MEDIA;
+}
+
+std::string_view MediaFile::next() {
+  // Never part of a group of base64, unless it is the last one.
+  std::size_t size = 0;
+  while (size < _piece.size()) {
+    const ssize_t count = read(_descriptor, _piece.data() + size, _piece.size() - size);
+    if (count == 0) break;
+    if (count == -1) fail_with("read", _path);
+    size += static_cast<std::size_t>(count);
   }
-  return bytes;
+  // It may have grown meanwhile.
+  _left -= static_cast<long long>(size);
+  if (_left < 0) throw Failure("cannot read " + _path + ": it is too large");
+  return {_piece.data(), size};
+}
+
+const char* why_left_out(const std::string& path, const std::string& media) {
+  const auto name = name_in_media(path, media);
+  if (!name) return FILES_ELSEWHERE;
+  const MediaFile file(media, *name);
+  if (!file.isPlain()) return FILES_ELSEWHERE;
+  return file.isTooLarge() ? FILES_TOO_LARGE : nullptr;
+}
+
+void encode_media(MediaFile& file, const std::function<void(std::string_view)>& take) {
+  for (std::string_view piece = file.next(); !piece.empty(); piece = file.next()) {
+    throw_if_interrupted();
+    take(base64_of(std::string(piece)));
+  }
 }
 
 MediaTarget::MediaTarget(std::string path)
@@ -83,7 +118,7 @@ MediaTarget::~MediaTarget() {
   if (_isNew) rmdir(_path.c_str());
 }
 
-void MediaTarget::write(const std::string& name, const std::string& bytes) {
+void MediaTarget::write(const std::string& name, MediaFile& from) {
   if (_written.count(name) > 0) return;
   const std::string path = _path + "/" + name;
   const OpenFile file(_directory.descriptor(), name, O_WRONLY | O_CREAT | O_EXCL,
@@ -91,11 +126,12 @@ void MediaTarget::write(const std::string& name, const std::string& bytes) {
   if (file.descriptor() == -1) fail_with("create", path);
   // From here on the file is this export's own.
   _written.insert(name);
-  std::size_t written = 0;
-  while (written < bytes.size()) {
-    const ssize_t size = ::write(file.descriptor(), bytes.data() + written, bytes.size() - written);
+  for (std::string_view piece = from.next(); !piece.empty();) {
+    throw_if_interrupted();
+    const ssize_t size = ::write(file.descriptor(), piece.data(), piece.size());
     if (size == -1 && errno != EINTR) fail_with("write", path);
-    if (size > 0) written += static_cast<std::size_t>(size);
+    if (size > 0) piece.remove_prefix(static_cast<std::size_t>(size));
+    if (piece.empty()) piece = from.next();
   }
 }
 

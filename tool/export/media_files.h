@@ -1,8 +1,11 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "store/media.h"
 
@@ -14,15 +17,39 @@ namespace msg_tarvel::tool {
  */
 std::optional<std::string> name_in_media(const std::string& path, const std::string& media);
 
-/** The bytes of such a file; none when it is missing or no plain file. Throws Failure. */
-std::optional<std::string> read_media(const std::string& media, const std::string& name);
+constexpr const char* FILES_ELSEWHERE = "files that are missing or not in the store's media";
+constexpr const char* FILES_TOO_LARGE = "files of more than 100 MB";
 
-/** The bytes of the file that a row names; none for those that are not exported. */
-inline std::optional<std::string> read_named_media(const std::string& path,
-                                                   const std::string& media) {
-  const auto name = name_in_media(path, media);
-  return name ? read_media(media, *name) : std::nullopt;
-}
+/** In bytes. Nobody sends a longer one. */
+constexpr long long LARGEST_MEDIA = 100'000'000;
+
+/** A file of the store's media, read piece by piece: it may not fit into memory. */
+class MediaFile {
+ public:
+  MediaFile(const std::string& media, const std::string& name);
+  MediaFile(const MediaFile&) = delete;
+  MediaFile& operator=(const MediaFile&) = delete;
+  ~MediaFile();
+
+  /** Whether it is there, and a plain file. */
+  bool isPlain() const;
+  bool isTooLarge() const;
+
+  /** The next bytes; none at the end. Throws Failure. */
+  std::string_view next();
+
+ private:
+  std::string _path;
+  int _descriptor;
+  long long _left = LARGEST_MEDIA;
+  std::vector<char> _piece;
+};
+
+/** Why the file that a row names is left out; null for one that is exported. */
+const char* why_left_out(const std::string& path, const std::string& media);
+
+/** Hands the file's bytes to `take`, in base64 and piece by piece. Throws Failure. */
+void encode_media(MediaFile& file, const std::function<void(std::string_view)>& take);
 
 /**
  * The directory into which an export writes files, be it renamed meanwhile. Unless they are kept,
@@ -37,7 +64,7 @@ class MediaTarget {
   ~MediaTarget();
 
   /** Writes a new file, once, that only this user may read. Throws Failure. */
-  void write(const std::string& name, const std::string& bytes);
+  void write(const std::string& name, MediaFile& from);
   void keep() { _isKept = true; }
 
  private:

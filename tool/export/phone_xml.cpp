@@ -222,11 +222,13 @@ class XmlWriter {
                    {"text", text.empty() ? "null" : text}});
     if (!text_in(content, "thumbpath").empty()) ++_leftOut["thumbnails"];
     if (!path.empty()) {
-      const auto bytes = read_named_media(path, _media);
-      if (bytes) {
-        _out << " data=\"" << base64_of(*bytes) << "\"";
+      if (const char* const why = why_left_out(path, _media)) {
+        ++_leftOut[why];
       } else {
-        ++_leftOut[FILES_ELSEWHERE];
+        MediaFile file(_media, *name_in_media(path, _media));
+        _out << " data=\"";
+        encode_media(file, [this](std::string_view base64) { _out << base64; });
+        _out << "\"";
       }
     }
     _out << " />\n";

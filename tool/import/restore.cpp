@@ -294,9 +294,13 @@ class Restoration {
     if (_options.media.empty()) throw Failure("its files are elsewhere: give --media DIR");
     const auto name =
         name_in_media(_options.media + "/" + file["name"].get<std::string>(), _options.media);
-    const auto bytes = name ? read_media(_options.media, *name) : std::nullopt;
-    if (!bytes) throw Failure("no file " + file["name"].get<std::string>() + " in --media");
-    return base64_of(*bytes);
+    if (!name || !MediaFile(_options.media, *name).isPlain()) {
+      throw Failure("no file " + file["name"].get<std::string>() + " in --media");
+    }
+    MediaFile held(_options.media, *name);
+    std::string base64;
+    encode_media(held, [&base64](std::string_view piece) { base64 += piece; });
+    return base64;
   }
 
   std::string _keep(const std::string& path, const std::string& base64) {

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <ostream>
 #include <string_view>
+#include <utility>
 
 namespace msg_tarvel::tool {
 
@@ -37,21 +38,23 @@ std::string escape(unsigned int code) {
 constexpr const char* FIRST_BYTES = "\x7F\xC2\xD8\xE2";
 
 /** Such characters are within a text only, where an escape may stand for any of them. */
-std::string without_controls(const std::string& json) {
+std::string without_controls(std::string&& json) {
   std::string result;
   std::size_t copied = 0;
   for (std::size_t at = 0; (at = json.find_first_of(FIRST_BYTES, at)) != std::string::npos; ++at) {
     for (const Range& range : ESCAPED) {
       const std::string_view character = std::string_view(json).substr(at, range.first.size());
       if (character < range.first || character > range.last) continue;
-      result += json.substr(copied, at - copied);
+      result.append(json, copied, at - copied);
       result += escape(range.code + static_cast<unsigned char>(character.back()) -
                        static_cast<unsigned char>(range.first.back()));
       copied = at + character.size();
       break;
     }
   }
-  return result + json.substr(copied);
+  if (copied == 0) return std::move(json);
+  result.append(json, copied);
+  return result;
 }
 
 }  // namespace

@@ -33,6 +33,7 @@ int width_of(gunichar c) {
 
 std::string printable(const std::string& text) {
   std::string result;
+  result.reserve(text.size());
   const char* at = text.data();
   const char* const end = at + text.size();
   while (at != end) {

@@ -2,6 +2,7 @@
 
 #include <msg-tarvel-common/db/DBMgr.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,9 +20,10 @@ constexpr sqlite3_int64 MOST_MEMORY = 1 << 30;
 // A statement's work is counted in slices of so many operations, each well below a millisecond.
 constexpr int OPERATIONS_PER_SLICE = 10'000;
 constexpr long long SLICES_FOR_EVERY_STORE = 1000;
-constexpr long long BYTES_PER_PAGE = 4096;
-/** Without indexes a query may look at each page for every other one of this many. */
-constexpr long long MOST_PAGES_PER_PAGE = 1000;
+/** What takes most work takes a third of that: it looks at everything a few times. */
+constexpr long long BYTES_PER_SLICE = 8192;
+/** As stat counts blocks. */
+constexpr long long BYTES_PER_BLOCK = 512;
 
 constexpr int PRIMARY_CODE = 0xFF;
 
@@ -34,6 +36,8 @@ constexpr const char* LIFETIME_FUNCTION = "msg_tarvel_connection_lifetime";
 /** A connection while it is open. */
 struct Connection {
   sqlite3* handle = nullptr;
+  /** What the database held when it last had its name. */
+  long long bytes = 0;
   /** Of the statement that runs, or of the outermost of several. */
   long long slices = 0;
   /** What it may take, by the size of the database when it began: it may make that grow. */
@@ -55,26 +59,31 @@ void note_error(void* /*unused*/, int code, const char* /*text*/) {
   }
 }
 
-/** By the open file, which may have lost its name. */
-long long size_of_database(sqlite3* handle) {
-  sqlite3_file* file = nullptr;
-  sqlite3_int64 size = 0;
-  const bool isKnown =
-      sqlite3_file_control(handle, "main", SQLITE_FCNTL_FILE_POINTER, &file) == SQLITE_OK && file &&
-      file->pMethods && file->pMethods->xFileSize(file, &size) == SQLITE_OK;
-  return isKnown ? size : 0;
+/** Without holes: those make a file as long as one likes and hold no row. */
+long long bytes_in(const struct stat& file) {
+  const long long onDisk = file.st_blocks * BYTES_PER_BLOCK;
+  // A file system that does not count blocks tells of less than any database takes.
+  return onDisk < BYTES_PER_SLICE ? file.st_size
+                                  : std::min(onDisk, static_cast<long long>(file.st_size));
+}
+
+/** A private copy loses its name once it is open, and does not grow then. */
+void measure(Connection& connection) {
+  struct stat file = {};
+  const char* const path = sqlite3_db_filename(connection.handle, "main");
+  if (path && stat(path, &file) == 0) connection.bytes = bytes_in(file);
 }
 
 /** As many slices as a query on a store of this size can need. */
-long long most_slices(sqlite3* handle) {
-  const long long pages = size_of_database(handle) / BYTES_PER_PAGE;
-  return SLICES_FOR_EVERY_STORE + pages * std::min(pages, MOST_PAGES_PER_PAGE) / 10;
+long long most_slices(Connection& connection) {
+  measure(connection);
+  return SLICES_FOR_EVERY_STORE + connection.bytes / BYTES_PER_SLICE;
 }
 
 /** Called after each slice; not 0 ends the statement. */
 int on_slice(void* argument) {
   auto& connection = *static_cast<Connection*>(argument);
-  if (connection.slices++ == 0) connection.mostSlices = most_slices(connection.handle);
+  if (connection.slices++ == 0) connection.mostSlices = most_slices(connection);
   return connection.slices > connection.mostSlices || is_interrupted() ? 1 : 0;
 }
 
@@ -103,6 +112,7 @@ int limit_connection(sqlite3* handle, const char** /*message*/,
                      const sqlite3_api_routines* /*routines*/) {
   auto* const connection = new Connection{handle};
   connections().push_back(connection);
+  measure(*connection);
   sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, LONGEST_VALUE);
   sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   sqlite3_progress_handler(handle, OPERATIONS_PER_SLICE, &on_slice, connection);

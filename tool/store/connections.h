@@ -10,8 +10,11 @@ struct sqlite3;
 
 namespace msg_tarvel::tool {
 
-/** The longest text or row that is read or written, in bytes. */
-constexpr int LONGEST_VALUE = 100'000'000;
+/**
+ * The longest text, and row, that is read or written, in bytes: as long as a row of the largest
+ * message of a backup, whose text stands in two columns.
+ */
+constexpr int LONGEST_VALUE = 17'000'000;
 
 /**
  * Limits every connection that is opened from now on: the length of values, SQLite's memory, and

@@ -70,7 +70,7 @@ const char* words_for(int databaseCode) {
     case SQLITE_CANTOPEN:
       return "it cannot be opened";
     case SQLITE_TOOBIG:
-      return "a text of it is longer than 100 MB";
+      return "a text of it is longer than 17 MB";
     case SQLITE_NOTADB:
       return "it is not a database";
     default:

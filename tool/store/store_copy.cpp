@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <limits>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -30,6 +31,9 @@ using std::chrono::milliseconds;
 constexpr off_t SLICE = 262144;
 /** What is in memory at a time. */
 constexpr off_t WINDOW = 32 * SLICE;
+
+/** Behind the end of every file. */
+constexpr off_t NOWHERE = std::numeric_limits<off_t>::max();
 
 constexpr milliseconds LOOK_AGAIN(1);
 /** A writer that has not committed by then may take its time; the copy goes on beside it. */
@@ -68,6 +72,18 @@ class File {
   off_t size() const {
     struct stat status = {};
     return fstat(_descriptor, &status) == 0 ? status.st_size : 0;
+  }
+
+  /** The first byte from `at` on that is in no hole; NOWHERE when there is none. */
+  off_t dataFrom(off_t at) const {
+    const off_t data = lseek(_descriptor, at, SEEK_DATA);
+    if (data >= 0) return data;
+    return errno == ENXIO ? NOWHERE : at;
+  }
+  /** Where the next hole is behind `at`. */
+  off_t holeFrom(off_t at) const {
+    const off_t hole = lseek(_descriptor, at, SEEK_HOLE);
+    return hole > at ? hole : NOWHERE;
   }
 
  private:
@@ -253,6 +269,8 @@ class Copying {
     const off_t size = _database.size();
     if (_copy.size() < size && ftruncate(_copy.descriptor(), size) != 0) _failWriting();
     for (off_t at = 0; at < size; at += WINDOW) {
+      at = std::min(_database.dataFrom(at), _copy.dataFrom(at)) / WINDOW * WINDOW;
+      if (at >= size) break;
       const auto count = static_cast<std::size_t>(std::min(WINDOW, size - at));
       if (!_copyWindow(at, count, mayGoOn)) return false;
     }
@@ -277,9 +295,11 @@ class Copying {
   template <typename MayGoOn>
   bool _copyAll(const File& from, const File& to, const MayGoOn& mayGoOn) {
     const off_t size = from.size();
-    for (off_t at = 0; at < size; at += SLICE) {
+    for (off_t at = from.dataFrom(0); at < size; at = from.dataFrom(at)) {
       if (!mayGoOn()) return false;
-      _copySlice(from, to, at, static_cast<std::size_t>(std::min(SLICE, size - at)));
+      const off_t end = std::min({at + SLICE, from.holeFrom(at), size});
+      _copySlice(from, to, at, static_cast<std::size_t>(end - at));
+      at = end;
     }
     if (ftruncate(to.descriptor(), size) != 0) _failWriting();
     return true;

@@ -125,8 +125,8 @@ TEST_F(HostileStore, ATriggerWithoutEndUndoesAnImport) {
 TEST_F(HostileStore, ATextBeyondTheLimitEndsACommand) {
   create();
   import(sms({}));
-  RawConnection(dbFile()).exec("UPDATE msg_message_table SET mainText = zeroblob(100000001);");
-  expectFailure(run({"messages"}), "cannot ", ": a text of it is longer than 100 MB");
+  RawConnection(dbFile()).exec("UPDATE msg_message_table SET mainText = zeroblob(17000001);");
+  expectFailure(run({"messages"}), "cannot ", ": a text of it is longer than 17 MB");
 }
 
 /** What overrides the direction and what isolates; in pieces, for the sake of who reads this. */

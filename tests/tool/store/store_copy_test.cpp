@@ -108,6 +108,27 @@ TEST_F(StoreCopies, AreTheSameBytesBelowADataDirectoryOfTheirOwn) {
   EXPECT_FALSE(fs::exists(copy.database() + "-journal"));
 }
 
+TEST_F(StoreCopies, HaveTheHolesOfALongFile) {
+  constexpr off_t LENGTH = off_t{1} << 30;
+  fs::resize_file(original(), LENGTH);
+  const int file = open(original().c_str(), O_WRONLY | O_CLOEXEC);
+  ASSERT_EQ(pwrite(file, "end", 3, LENGTH - 3), 3);
+  close(file);
+  struct stat before = {};
+  ASSERT_EQ(stat(original().c_str(), &before), 0);
+  const StoreCopy copy(original());
+  struct stat status = {};
+  ASSERT_EQ(stat(copy.database().c_str(), &status), 0);
+  EXPECT_EQ(status.st_size, LENGTH);
+  EXPECT_EQ(status.st_blocks, before.st_blocks);
+  const int copied = open(copy.database().c_str(), O_RDONLY | O_CLOEXEC);
+  char end[3] = {};
+  EXPECT_EQ(pread(copied, end, 3, LENGTH - 3), 3);
+  close(copied);
+  EXPECT_EQ(std::string(end, 3), "end");
+  EXPECT_EQ(Connection(copy.database()).ask("SELECT count(*) FROM t;"), "1000");
+}
+
 TEST_F(StoreCopies, AreClosedToOthersAndGoneAfterwards) {
   const mode_t before = umask(0);
   {
