@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "exit_status.h"
 #include "helpers/statements.h"
@@ -33,6 +34,10 @@ std::vector<std::string> staged_files(const std::string& directory) {
   const int descriptor = open(directory.c_str(), OPEN_DIRECTORY);
   if (descriptor == -1) return names;
   const std::unique_ptr<DIR, DirectoryCloser> stream(fdopendir(descriptor));
+  if (!stream) {
+    close(descriptor);
+    throw std::bad_alloc();
+  }
   while (const dirent* const entry = readdir(stream.get())) {
     if (is_staged_file(entry->d_name)) names.emplace_back(entry->d_name);
   }
