@@ -40,7 +40,9 @@ void Transaction::commit() {
   requireStanding();
   // Made before: without memory for it nobody would learn that the outcome is unknown.
   const UnknownOutcome unknown(CANNOT_WRITE, db::DB_ERR_EXEC);
-  if (DBMgr::getInstance()->endTransaction(true) != db::DB_SUCCESS) throw unknown;
+  if (DBMgr::getInstance()->endTransaction(true) != db::DB_SUCCESS) {
+    throw UnknownOutcome(unknown);
+  }
   _isOpen = false;
 }
 

@@ -96,8 +96,8 @@ int note_code(dl_phdr_info* info, std::size_t /*size*/, void* /*unused*/) {
       *info->dlpi_name == '\0' || std::strstr(info->dlpi_name, "libmsg-tarvel-common") != nullptr;
   for (int i = 0; isOurs && i < info->dlpi_phnum; ++i) {
     const auto& header = info->dlpi_phdr[i];
-    if (header.p_type != PT_LOAD || (header.p_flags & PF_X) == 0 || codeCount == MOST_CODE)
-      continue;
+    const bool isCode = header.p_type == PT_LOAD && (header.p_flags & PF_X) != 0;
+    if (!isCode || codeCount == MOST_CODE) continue;
     const std::uintptr_t begin = info->dlpi_addr + header.p_vaddr;
     codes[codeCount++] = {begin, begin + header.p_memsz};
   }
@@ -215,27 +215,27 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
   return has_to_fail(Of::PROGRAM) ? EAGAIN : next(thread, attributes, run, argument);
 }
 
-int __dlog_print(log_id_t log, int priority, const char* tag, const char* format, ...) {
+int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ...) {
   static const auto next = next_function("__dlog_print", &__dlog_print);
   const Paused paused;
   char line[4096];
   va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(line, sizeof line, format, arguments);
+  va_start(arguments, fmt);
+  std::vsnprintf(line, sizeof line, fmt, arguments);
   va_end(arguments);
-  return next(log, priority, tag, "%s", line);
+  return next(log_id, prio, tag, "%s", line);
 }
 
-char* vconf_get_str(const char* key) {
+char* vconf_get_str(const char* in_key) {
   static const auto next = next_function("vconf_get_str", &vconf_get_str);
   const Paused paused;
-  return next(key);
+  return next(in_key);
 }
 
-int vconf_get_int(const char* key, int* value) {
+int vconf_get_int(const char* in_key, int* intval) {
   static const auto next = next_function("vconf_get_int", &vconf_get_int);
   const Paused paused;
-  return next(key, value);
+  return next(in_key, intval);
 }
 
 char* app_get_data_path() {

@@ -13,13 +13,17 @@ namespace msg_tarvel {
 
 namespace {
 
+// Of MEMORY_FAILURES.
+constexpr std::size_t ONE_OF_THE_PROGRAM = 2;
+constexpr std::size_t ALL_OF_THE_PROGRAM = 3;
+
 FaultSource failing_memory() {
   FaultSource source = {FAILING_MEMORY_LIBRARY, "MSG_TARVEL_FAILING_MEMORY", {}};
   for (const MemoryFailure& failure : MEMORY_FAILURES) {
     const bool isOfSqlite = failure.whom == MemoryFailure::Of::SQLITE;
     source.failures.push_back({std::string(isOfSqlite ? "SQLite's" : "the program's") +
                                    " memory ends" + (failure.isForGood ? " for good" : ""),
-                               {"out of memory"},
+                               {"out of memory", "unable to get the page. error code=7"},
                                true,
                                isOfSqlite ? 5 : 1});
   }
@@ -61,6 +65,10 @@ TEST_P(ToolAllocationFaultsOfTransactions, OfARepairLeaveAllOrNothing) {
     damage();
   });
   failCommand({"repair"}, 3);
+  // What comes then has nothing to do with texts.
+  if (GetParam() == Encoding::UTF_8) {
+    failBehindCommit({"repair"}, ALL_OF_THE_PROGRAM, ONE_OF_THE_PROGRAM);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(In, ToolAllocationFaultsOfTransactions,

@@ -81,9 +81,7 @@ void ToolFaults::begin() const {
 }
 
 int ToolFaults::numbersOf(const Run& run) const {
-  begin();
-  fs::remove(_report);
-  run(preloaded(INT_MAX));
+  run(beginFailing(INT_MAX));
   // What comes to no use of the disk does not report.
   const std::string report = content_of(_report);
   return report.empty() ? 0 : -std::stoi(report);
@@ -99,9 +97,7 @@ void ToolFaults::failEverything(const std::string& what, int points, const Run& 
     const int failedBefore = _failed;
     for (const int at : numbers_to_try(numbersOf(start), all, points, failure.step)) {
       SCOPED_TRACE(::testing::Message() << what << ", " << failure.name << " at " << at);
-      fs::remove(_report);
-      begin();
-      runFailing(preloaded(at));
+      runFailing(beginFailing(at));
       if (HasFailure()) return;
       ++tried;
     }
@@ -118,18 +114,18 @@ ToolFaults::Run ToolFaults::start() const {
   return [this](const Environment& counting) { run({"--version"}, counting); };
 }
 
-Environment ToolFaults::withSource(const Environment& failing) const {
+Environment ToolFaults::withSource(const Environment& faulty) const {
   const char* const options = std::getenv("ASAN_OPTIONS");
   Environment all = {
       "LD_PRELOAD=" + _source.library,
       std::string("ASAN_OPTIONS=verify_asan_link_order=0:") + (options ? options : "")};
-  all.insert(all.end(), failing.begin(), failing.end());
+  all.insert(all.end(), faulty.begin(), faulty.end());
   return all;
 }
 
 ProcessResult ToolFaults::run(const std::vector<std::string>& arguments,
-                              const Environment& failing) const {
-  return ToolTest::run(arguments, withSource(failing));
+                              const Environment& faulty) const {
+  return ToolTest::run(arguments, withSource(faulty));
 }
 
 bool ToolFaults::hasFailed() const { return fs::file_size(_report) == 0; }
@@ -193,7 +189,9 @@ void ToolFaults::expectSaid(const ProcessResult& result) const {
   })) << result.err;
 }
 
-Environment ToolFaults::preloaded(int at) const {
+Environment ToolFaults::beginFailing(int at) const {
+  begin();
+  fs::remove(_report);
   return {_source.variable + "=" + std::to_string(_failure) + " " + std::to_string(at) + " " +
           _report};
 }
@@ -220,18 +218,40 @@ void FaultsOfTransactions::failCommand(const std::vector<std::string>& command, 
   _after = state();
   ASSERT_NE(_after, _before);
   const auto once = [&](const Environment& counting) { run(command, counting); };
-  failEverything(command.front(), points, start(), once, [&](const Environment& failing) {
-    const ProcessResult result = run(command, failing);
-    expectWhole();
-    expectOutcome(command.front(), result);
-    if (isUntouched()) return;
-    const ProcessResult again = run(command);
-    EXPECT_EQ(again.status, 0) << again.err;
-    EXPECT_EQ(state(), _after);
-    if (command.front() == "repair") return;  // which has looked by itself
-    const ProcessResult check = run({"check"});
-    EXPECT_EQ(check.status, 0) << check.out << check.err;
-  });
+  failEverything(command.front(), points, start(), once,
+                 [&](const Environment& faulty) { tryCommand(command, faulty); });
+}
+
+void FaultsOfTransactions::failBehindCommit(const std::vector<std::string>& command,
+                                            std::size_t forGood, std::size_t once) {
+  constexpr int FIRST = 10;
+  choose(forGood);
+  int before = 0;
+  int behind = numbersOf([&](const Environment& counting) { run(command, counting); });
+  while (behind - before > 1) {
+    const int middle = (before + behind) / 2;
+    run(command, beginFailing(middle));
+    (state() == _after ? behind : before) = middle;
+  }
+  choose(once);
+  for (int at = behind; at < behind + FIRST && !HasFailure(); ++at) {
+    SCOPED_TRACE(::testing::Message() << command.front() << ", behind the commit, at " << at);
+    tryCommand(command, beginFailing(at));
+  }
+}
+
+void FaultsOfTransactions::tryCommand(const std::vector<std::string>& command,
+                                      const Environment& faulty) {
+  const ProcessResult result = run(command, faulty);
+  expectWhole();
+  expectOutcome(command.front(), result);
+  if (isUntouched()) return;
+  const ProcessResult again = run(command);
+  EXPECT_EQ(again.status, 0) << again.err;
+  EXPECT_EQ(state(), _after);
+  if (command.front() == "repair") return;  // which has looked by itself
+  const ProcessResult check = run({"check"});
+  EXPECT_EQ(check.status, 0) << check.out << check.err;
 }
 
 void FaultsOfTransactions::expectOutcome(const std::string& command, const ProcessResult& result) {
@@ -250,11 +270,14 @@ void FaultsOfTransactions::expectOutcome(const std::string& command, const Proce
   }
   expectSaid(result);
   const bool isUnknown = has(result.err, UNKNOWN);
+  const bool isChanged = has(result.err, CHANGED);
   // Pictures of which nobody could find out wait for the next who can.
-  const bool isDone = (isUnknown ? with_waiting_files(found, true) : found) == _after;
+  const bool mayWait = isUnknown || isChanged;
+  const bool isDone = (mayWait ? with_waiting_files(found, true) : found) == _after;
   if (isDone) {
-    EXPECT_TRUE(isUnknown || has(result.err, MENDED) || has(result.err, CHANGED)) << result.err;
+    EXPECT_TRUE(isUnknown || isChanged || has(result.err, MENDED)) << result.err;
   } else {
+    EXPECT_FALSE(isChanged);
     EXPECT_EQ(with_waiting_files(found, false), _before) << result.err;
   }
   // The store as it was before a repair stays where it may be needed.
@@ -262,8 +285,8 @@ void FaultsOfTransactions::expectOutcome(const std::string& command, const Proce
     EXPECT_EQ(has(files(), "before-repair-"), isDone || isUnknown) << result.err;
   } else if (!isDone && !isUnknown) {
     // Under a lock nobody could look what became of the pictures.
-    const bool mayWait = has(result.err, "it is locked by another process");
-    EXPECT_EQ(mayWait ? without_waiting(files()) : files(), _filesBefore) << result.err;
+    const bool isLocked = has(result.err, "it is locked by another process");
+    EXPECT_EQ(isLocked ? without_waiting(files()) : files(), _filesBefore) << result.err;
   }
   countFailed(isUnknown);
 }
@@ -276,8 +299,8 @@ void FaultsOfMaking::makeHalf() const {
 
 void FaultsOfMaking::failCreate(int points) {
   const auto once = [this](const Environment& counting) { run({"create"}, counting); };
-  failEverything("create", points, start(), once, [&](const Environment& failing) {
-    const ProcessResult result = run({"create"}, failing);
+  failEverything("create", points, start(), once, [&](const Environment& faulty) {
+    const ProcessResult result = run({"create"}, faulty);
     if (result.status != 0) {
       EXPECT_TRUE(hasFailed());
       expectSaid(result);
@@ -293,9 +316,9 @@ void FaultsOfMaking::failCreate(int points) {
   });
 }
 
-ProcessResult FaultsOfTheOwner::own(const Environment& failing) const {
+ProcessResult FaultsOfTheOwner::own(const Environment& faulty) const {
   Environment variables = environment();
-  const Environment more = withSource(failing);
+  const Environment more = withSource(faulty);
   variables.insert(variables.end(), more.begin(), more.end());
   return run_program({OWNER_PROGRAM}, variables);
 }
@@ -328,8 +351,8 @@ void FaultsOfTheOwner::failOwner(const std::string& what, int before, int points
   const auto once = [this](const Environment& counting) { own(counting); };
   failEverything(
       what, points, [](const Environment&) {}, once,
-      [&](const Environment& failing) {
-        const ProcessResult result = own(failing);
+      [&](const Environment& faulty) {
+        const ProcessResult result = own(faulty);
         expectWhole();
         _isFailureTold = false;
         const bool isReceived = isTold(result, "received: ", "Are you coming?", before);

@@ -54,12 +54,18 @@ class ToolFaults : public ToolTest {
   /** The tool as far as to its work. */
   Run start() const;
 
-  /** The environment with the source in front, which fails where `failing` says so. */
-  Environment withSource(const Environment& failing) const;
+  /** The environment with the source in front, which fails where `faulty` says so. */
+  Environment withSource(const Environment& faulty) const;
   /** Without waiting for a real disk. */
   ProcessResult run(const std::vector<std::string>& arguments,
-                    const Environment& failing = {}) const;
+                    const Environment& faulty = {}) const;
 
+  /** Makes the failure of that place the one that is meant from here on. */
+  void choose(std::size_t failure) { _failure = failure; }
+  /** The environment in which that failure comes at that number, in a store as it begins. */
+  Environment beginFailing(int at) const;
+  /** How many numbers `run` shows. */
+  int numbersOf(const Run& run) const;
   bool hasFailed() const;
   void countFailed(bool isUnknown);
   int unknown() const { return _unknown; }
@@ -76,9 +82,6 @@ class ToolFaults : public ToolTest {
   void expectSaid(const ProcessResult& result) const;
 
  private:
-  Environment preloaded(int at) const;
-  int numbersOf(const Run& run) const;
-
   const FaultSource _source;
   const std::string _beginning = folder() + "/beginning";
   const std::string _report = folder() + "/failed";
@@ -98,8 +101,15 @@ class FaultsOfTransactions : public ToolFaults {
   void damage() const;
 
   void failCommand(const std::vector<std::string>& command, int points);
+  /**
+   * Of a command that was tried so, the first numbers behind its commit: that is found with the
+   * failure `forGood`, `once` is what comes then.
+   */
+  void failBehindCommit(const std::vector<std::string>& command, std::size_t forGood,
+                        std::size_t once);
 
  private:
+  void tryCommand(const std::vector<std::string>& command, const Environment& faulty);
   void expectOutcome(const std::string& command, const ProcessResult& result);
 
   std::string _before;
@@ -121,7 +131,7 @@ class FaultsOfTheOwner : public ToolFaults {
  protected:
   using ToolFaults::ToolFaults;
 
-  ProcessResult own(const Environment& failing = {}) const;
+  ProcessResult own(const Environment& faulty = {}) const;
   /** Of owners that begin with a store of `before` messages of each of theirs. */
   void failOwner(const std::string& what, int before, int points);
 

@@ -1,5 +1,7 @@
 // msg-tarvel repair
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <ctime>
 #include <filesystem>
@@ -101,10 +103,10 @@ Repair mend_store(const std::string& path, const RepairArguments& arguments) {
     mend_database(repair.before);
   } catch (const helpers::UnknownOutcome&) {
     // Unless it was a lock that it waited for in vain, the commit may have been done.
-    if (is_lock_error()) std::filesystem::remove(repair.backup);
+    if (is_lock_error()) unlink(repair.backup.c_str());
     throw;
   } catch (...) {
-    std::filesystem::remove(repair.backup);
+    unlink(repair.backup.c_str());
     throw;
   }
   after_change([&] { mend_files(repair.before); });
