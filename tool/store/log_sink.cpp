@@ -45,10 +45,10 @@ std::string message_of(const std::string& line) {
   return message;
 }
 
-/** The error of an open that failed for want of memory, of which SQLite keeps nothing. */
+/** The error of an open or a bind that failed for want of memory: SQLite keeps nothing of it. */
 msg_tarvel::tool::DatabaseError error_in(const std::string& message) {
   int code = 0;
-  if (std::sscanf(message.c_str(), "sqlite3_open() failed: (%d)", &code) != 1) return {};
+  if (std::sscanf(message.c_str(), "sqlite3_%*[a-z]() failed: (%d)", &code) != 1) return {};
   return {code & 0xFF, message};
 }
 
