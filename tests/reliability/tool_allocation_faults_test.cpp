@@ -25,7 +25,7 @@ FaultSource failing_memory() {
                                    " memory ends" + (failure.isForGood ? " for good" : ""),
                                {"out of memory", "unable to get the page. error code=7"},
                                true,
-                               isOfSqlite ? 5 : 1});
+                               isOfSqlite ? 17 : 2});
   }
   return source;
 }
