@@ -7,6 +7,7 @@
 #include <msg-tarvel-common/item/Message.h>
 
 #include <chrono>
+#include <exception>
 #include <future>
 #include <iostream>
 
@@ -114,6 +115,9 @@ int main() {
     std::cerr << error.what() << "; it may be stored or not\n";
   } catch (const helpers::StoreError& error) {
     std::cerr << error.what() << ": " << msg_tarvel::db::db_error_text(error.code()) << "\n";
+  } catch (const std::exception& error) {
+    // No memory, or no thread: what was told as stored is.
+    std::cerr << error.what() << "\n";
   }
   return 1;
 }

@@ -31,7 +31,9 @@ constexpr const char* READ_ADDRESSES =
  */
 class SteadyView {
  public:
-  SteadyView() { execute("SAVEPOINT steady_view;", CANNOT_SEARCH); }
+  SteadyView() : _release("RELEASE steady_view;") {
+    execute("SAVEPOINT steady_view;", CANNOT_SEARCH);
+  }
   SteadyView(const SteadyView&) = delete;
   SteadyView& operator=(const SteadyView&) = delete;
   ~SteadyView() {
@@ -45,8 +47,10 @@ class SteadyView {
   }
 
  private:
-  static int release() { return db::DBMgr::getInstance()->execStatement("RELEASE steady_view;"); }
+  int release() const { return db::DBMgr::getInstance()->execStatement(_release); }
 
+  // Made before: the destructor may find no memory.
+  const std::string _release;
   bool _isEnded = false;
 };
 

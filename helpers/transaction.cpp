@@ -38,8 +38,11 @@ void Transaction::requireStanding() {
 
 void Transaction::commit() {
   requireStanding();
-  const int ret = DBMgr::getInstance()->endTransaction(true);
-  if (ret != db::DB_SUCCESS) throw UnknownOutcome(CANNOT_WRITE, ret);
+  // Made before: without memory for it nobody would learn that the outcome is unknown.
+  const UnknownOutcome unknown(CANNOT_WRITE, db::DB_ERR_EXEC);
+  if (DBMgr::getInstance()->endTransaction(true) != db::DB_SUCCESS) {
+    throw UnknownOutcome(unknown);
+  }
   _isOpen = false;
 }
 

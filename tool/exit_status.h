@@ -1,5 +1,6 @@
 #pragma once
 
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -24,6 +25,24 @@ class Failure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
+
+/** FAILED, for want of memory, but only after the store was changed as it was to be. */
+class OutOfMemoryAfterChange : public std::bad_alloc {
+ public:
+  const char* what() const noexcept override {
+    return "out of memory, after the store was changed";
+  }
+};
+
+/** Runs what follows on a change of the store that stays, whatever comes of this. */
+template <typename Action>
+void after_change(const Action& action) {
+  try {
+    action();
+  } catch (const std::bad_alloc&) {
+    throw OutOfMemoryAfterChange();
+  }
+}
 
 /** USAGE_ERROR: the arguments make no sense together. */
 class UsageError : public std::runtime_error {

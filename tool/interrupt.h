@@ -33,7 +33,7 @@ void throw_if_interrupted();
 
 /**
  * Runs `action` under an InterruptGuard. What fails after a signal ends as Interrupted with this
- * outcome; but a commit of which nobody knows whether it succeeded stays that.
+ * outcome; but a commit of which nobody knows whether it succeeded stays that, and one that did.
  */
 template <typename Action>
 auto interruptible(const char* outcome, Action&& action) {
@@ -41,6 +41,8 @@ auto interruptible(const char* outcome, Action&& action) {
   try {
     return action();
   } catch (const helpers::UnknownOutcome&) {
+    throw;
+  } catch (const OutOfMemoryAfterChange&) {
     throw;
   } catch (...) {
     if (!is_interrupted()) throw;

@@ -1,6 +1,7 @@
 // The program msg-tarvel: one command line, and one line on standard error for what goes wrong.
 
 #include <exception>
+#include <iostream>
 #include <new>
 #include <string>
 
@@ -21,25 +22,61 @@ int complain(const std::string& what, int status) {
   return status;
 }
 
-}  // namespace
+/** Also where there is no memory to put a text together. */
+int complain_in_pieces(const char* what, const char* end, int status) {
+  std::cerr << "msg-tarvel: " << what << end << "\n";
+  return status;
+}
 
-int main(int argc, char** argv) {
+constexpr const char* NOT_KNOWN = "; whether it was done is not known";
+
+int complain_of_unknown(const msg_tarvel::helpers::UnknownOutcome& error) {
+  try {
+    const std::string what = with_log_failure(naming_store(error.what()));
+    // A commit that had to wait for a lock in vain did nothing.
+    return complain(is_lock_error() ? what : what + NOT_KNOWN, FAILED);
+  } catch (const std::bad_alloc&) {
+    return complain_in_pieces(error.what(), is_lock_error() ? "" : NOT_KNOWN, FAILED);
+  }
+}
+
+int complain_of_interrupt(const Interrupted& interrupted) {
+  const int status = INTERRUPTED + interrupted.signal;
+  try {
+    return complain("interrupted; " + interrupted.outcome, status);
+  } catch (const std::bad_alloc&) {
+    return complain_in_pieces("interrupted; ", interrupted.outcome.c_str(), status);
+  }
+}
+
+/** Throws std::bad_alloc alone. */
+int run(int argc, char** argv) {
   try {
     limit_connections();
     return CommandLine().run(argc, argv);
   } catch (const UsageError& error) {
     return complain(error.what(), USAGE_ERROR);
   } catch (const msg_tarvel::helpers::UnknownOutcome& error) {
-    const std::string what = with_log_failure(naming_store(error.what()));
-    // A commit that had to wait for a lock in vain did nothing.
-    return complain(is_lock_error() ? what : what + "; whether it was done is not known", FAILED);
+    return complain_of_unknown(error);
   } catch (const msg_tarvel::helpers::StoreError& error) {
     return complain(with_log_failure(naming_store(error.what())), FAILED);
   } catch (const Interrupted& interrupted) {
-    return complain("interrupted; " + interrupted.outcome, INTERRUPTED + interrupted.signal);
+    return complain_of_interrupt(interrupted);
   } catch (const std::bad_alloc&) {
-    return complain("out of memory", FAILED);
+    throw;
   } catch (const std::exception& error) {
     return complain(error.what(), FAILED);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const OutOfMemoryAfterChange& error) {
+    return complain_in_pieces(error.what(), "", FAILED);
+  } catch (const std::bad_alloc&) {
+    return complain_in_pieces("out of memory", "", FAILED);
   }
 }

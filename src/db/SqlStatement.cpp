@@ -10,13 +10,30 @@
 
 namespace msg_tarvel::db {
 
+namespace {
+
+/**
+ * The statement of this thread that has lost a text which was bound to it: SQLite would run it all
+ * the same, with other characters. Null for none.
+ */
+thread_local const SqlStatement* withLostText = nullptr;
+
+void forget_lost_text(const SqlStatement* statement) {
+  if (withLostText == statement) withLostText = nullptr;
+}
+
+}  // namespace
+
 SqlStatement::SqlStatement(sqlite3_stmt* statement) : _stmt(statement) {}
 
 SqlStatement::~SqlStatement() {
+  forget_lost_text(this);
   if (_stmt) _finalize();
 }
 
-int SqlStatement::step() { return SqlStatementInternal::step(sqlite3_step(_stmt)); }
+int SqlStatement::step() {
+  return SqlStatementInternal::step(withLostText == this ? SQLITE_NOMEM : sqlite3_step(_stmt));
+}
 
 int SqlStatementInternal::step(int code) {
   if (code == SQLITE_ROW) return DB_ROW;
@@ -30,6 +47,7 @@ int SqlStatementInternal::stepWithBoundTexts(SqlStatement& statement, const Lost
 }
 
 void SqlStatement::reset() {
+  forget_lost_text(this);
   // An empty text has no handle, and SQLite would follow the null pointer when clearing it.
   if (!_stmt) return;
 
@@ -49,7 +67,14 @@ void SqlStatement::bind(int index, const char* text) {
   if (!text) return;
   const int code =
       sqlite3_bind_text(_stmt, index, text, static_cast<int>(std::strlen(text)), SQLITE_STATIC);
-  if (code == SQLITE_NOMEM) LostTexts::add();
+  if (code != SQLITE_NOMEM) return;
+  LostTexts::add();
+  // One is remembered; of another nothing is left that could run.
+  if (withLostText && withLostText != this) {
+    _finalize();
+  } else {
+    withLostText = this;
+  }
 }
 
 void SqlStatement::bindNull(int index) { sqlite3_bind_null(_stmt, index); }

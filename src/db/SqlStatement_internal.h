@@ -21,8 +21,8 @@ class SqlStatementInternal {
 /**
  * Tells whether a text that the calling thread has read or bound since could not be had for want of
  * memory: getText gives an empty one then, as for NULL, and SQLite fails the next step of that
- * statement; a parameter stays as it is, which SQLite does not come back to. What one query has
- * lost is its own failure, and no loss of a query around it.
+ * statement; a parameter stays as it is, which SQLite does not come back to, and step() does. What
+ * one query has lost is its own failure, and no loss of a query around it.
  */
 class LostTexts {
  public:

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "exit_status.h"
 #include "helpers/store_error.h"
@@ -117,17 +118,18 @@ void PayloadStage::_createFile() {
     _opened = std::make_unique<OpenDirectory>(_directory);
   }
   const std::string prefix = STAGED_PREFIX + std::to_string(getpid()) + "-";
-  std::string name;
+  std::string& name = _open->payload.name;
   int file = -1;
   do {
     name = prefix + std::to_string(_nextFile++);
+    // Before it is there, or without memory nobody would know of it.
+    const auto staged = _staged.insert(name).first;
     file = openat(_opened->descriptor(), name.c_str(),
                   O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, FILE_MODE);
+    if (file == -1) _staged.erase(staged);
   } while (file == -1 && errno == EEXIST);
   if (file == -1) fail_on("create", _path(name));
   _open->file = file;
-  _open->payload.name = name;
-  _staged.insert(name);
   // A user who may not give files away still gets them.
   static_cast<void>(fchmod(file, FILE_MODE) == 0);
   static_cast<void>(fchown(file, getuid(), STORE_GROUP) == 0);
@@ -182,14 +184,16 @@ std::string PayloadStage::keep(const Payload& payload, const std::string& baseNa
 bool PayloadStage::_reserve(const std::string& stagedName, const std::string& name) {
   const int directory = _opened->descriptor();
   if (faccessat(directory, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0) return false;
-  const std::string reserved = STAGED_PREFIX + name;
+  const std::string& reserved = _kept.emplace_back(STAGED_PREFIX + name);
   if (renameat2(directory, stagedName.c_str(), directory, reserved.c_str(), RENAME_NOREPLACE) ==
       -1) {
-    if (errno == EEXIST) return false;
+    const int error = errno;
+    _kept.pop_back();
+    if (error == EEXIST) return false;
+    errno = error;
     fail_on("create", _path(name));
   }
   _staged.erase(stagedName);
-  _kept.push_back(reserved);
   return true;
 }
 
@@ -212,19 +216,30 @@ void PayloadStage::synchronise() {
 }
 
 void PayloadStage::confirm() {
-  for (const std::string& name : _kept) settle_file(_opened->descriptor(), name);
-  _kept.clear();
+  std::vector<std::string> settling;
+  settling.swap(_kept);
+  try {
+    for (const std::string& name : settling) settle_file(_opened->descriptor(), name);
+  } catch (const std::bad_alloc&) {
+    // The next import gives them their names.
+  }
 }
 
 void PayloadStage::keepNamedFiles() {
+  std::vector<std::string> settling;
+  settling.swap(_kept);
   try {
     const NamedFiles named = read_named_files();
-    const auto settle = [&](const std::string& name) {
-      return named.contains(settled_name(name)) && settle_file(_opened->descriptor(), name);
-    };
-    _kept.erase(std::remove_if(_kept.begin(), _kept.end(), settle), _kept.end());
+    for (const std::string& name : settling) {
+      if (named.contains(settled_name(name))) {
+        settle_file(_opened->descriptor(), name);
+      } else {
+        _remove(name);
+      }
+    }
   } catch (const helpers::StoreError&) {
-    _kept.clear();
+    // Nor does anybody know without memory: the next import looks.
+  } catch (const std::bad_alloc&) {
   }
 }
 

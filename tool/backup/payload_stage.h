@@ -68,12 +68,14 @@ class PayloadStage : public PayloadSink {
 
   /** Brings the kept files to the disk: a row that names one is not to outlive it. */
   void synchronise();
-  /** Lets the kept files stay and gives them their names: the rows that name them are committed.
+  /**
+   * Lets the kept files stay and gives them their names: the rows that name them are committed.
+   * Without memory the next import gives them.
    */
   void confirm();
   /**
    * After a commit that may have succeeded: lets those stay that rows of the store name now. Where
-   * these cannot be read, all are left to the next import as they are.
+   * these cannot be read, also for want of memory, all are left to the next import as they are.
    */
   void keepNamedFiles();
 

@@ -1,7 +1,10 @@
 #include "check/check.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
-#include <filesystem>
+
+#include "store/media.h"
 
 namespace msg_tarvel::tool {
 
@@ -33,12 +36,9 @@ void check_store(const CheckedStore& store, Findings& findings) {
 }
 
 std::vector<std::string> names_in(const std::string& directory) {
-  std::vector<std::string> names;
-  std::error_code end;
-  for (std::filesystem::directory_iterator at(directory, end), none; !end && at != none;
-       at.increment(end)) {
-    names.push_back(at->path().filename().string());
-  }
+  // Not by the iterator of the standard library, which ends the program without memory.
+  std::vector<std::string> names =
+      names_of(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   std::sort(names.begin(), names.end());
   return names;
 }

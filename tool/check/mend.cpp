@@ -191,15 +191,6 @@ void mend_place(const StorePlace& place, bool setsGroup, bool setsMode) {
   if (file != -1) close(file);
 }
 
-void mend_files(const Findings& found) {
-  for (const StorePlace& place : places_of(data_directory(), names_in(media_directory()))) {
-    const bool isGroupWrong =
-        has(found, Kind::GROUP) && place.isOfGroup && place.group != STORE_GROUP;
-    const bool isModeWrong = has(found, Kind::MODES) && place.mode != wanted_mode(place);
-    if (isGroupWrong || isModeWrong) mend_place(place, isGroupWrong, isModeWrong);
-  }
-}
-
 }  // namespace
 
 bool is_damaged(const Findings& findings) {
@@ -211,25 +202,31 @@ bool is_damaged(const Findings& findings) {
 
 void summarise_conversations() { mend_conversations(Findings({}), {}); }
 
-void mend(const Findings& found) {
+void mend_database(const Findings& found) {
   forget_log_errors();
-  {
-    const helpers::StoreSession session;
-    wait_interruptibly();
-    // Its beginning undoes what is pending and ends the write-ahead mode.
-    helpers::Transaction transaction;
-    // Undoing ends the journal with what it holds.
-    if (has(found, Kind::JOURNAL) || has(found, Kind::ROLLBACK)) helpers::make_missing_journal();
-    mend_schema(found);
-    mend_rows(found);
-    throw_if_interrupted();
-    // Found or not: while somebody wrote, or undid what was cut short, they could be an import's.
-    if (found.wants(Kind::UNNAMED_FILES) || found.wants(Kind::MISSING_FILES)) {
-      settle_left_files(media_directory());
-    }
-    transaction.commit();
+  const helpers::StoreSession session;
+  wait_interruptibly();
+  // Its beginning undoes what is pending and ends the write-ahead mode.
+  helpers::Transaction transaction;
+  // Undoing ends the journal with what it holds.
+  if (has(found, Kind::JOURNAL) || has(found, Kind::ROLLBACK)) helpers::make_missing_journal();
+  mend_schema(found);
+  mend_rows(found);
+  throw_if_interrupted();
+  // Found or not: while somebody wrote, or undid what was cut short, they could be an import's.
+  if (found.wants(Kind::UNNAMED_FILES) || found.wants(Kind::MISSING_FILES)) {
+    settle_left_files(media_directory());
   }
-  mend_files(found);
+  transaction.commit();
+}
+
+void mend_files(const Findings& found) {
+  for (const StorePlace& place : places_of(data_directory(), names_in(media_directory()))) {
+    const bool isGroupWrong =
+        has(found, Kind::GROUP) && place.isOfGroup && place.group != STORE_GROUP;
+    const bool isModeWrong = has(found, Kind::MODES) && place.mode != wanted_mode(place);
+    if (isGroupWrong || isModeWrong) mend_place(place, isGroupWrong, isModeWrong);
+  }
 }
 
 }  // namespace msg_tarvel::tool

@@ -11,10 +11,13 @@ namespace msg_tarvel::tool {
 bool is_damaged(const Findings& findings);
 
 /**
- * Mends what the kinds of `found` are and what needs no guessing, in the library's store: its rows
- * in one transaction, then the files. To be called while this process has not opened the store.
+ * Mends what the kinds of `found` are and what needs no guessing, in the library's store, in one
+ * transaction. To be called while this process has not opened the store.
  */
-void mend(const Findings& found);
+void mend_database(const Findings& found);
+
+/** Mends groups and modes of the store's files, after its database. */
+void mend_files(const Findings& found);
 
 /**
  * Sets every conversation's counters and last message to what its messages amount to. To be called

@@ -175,10 +175,16 @@ class Summaries {
     print_text(_output.out, summary);
   }
 
-  /** To be called also when a later file failed. */
   void end() {
     if (_output.json && !_json.empty()) print_json(_output, _isOne ? _json.front() : _json);
     _output.out.flush();
+  }
+  /** When a later file failed, of which the program has yet to tell. */
+  void endWithoutMore() {
+    try {
+      end();
+    } catch (const std::bad_alloc&) {
+    }
   }
 
  private:
@@ -204,24 +210,31 @@ int import_files(const Output& output, const ImportArguments& arguments) {
   require_settings();
   const helpers::StoreSession session;
   Summaries summaries(output, arguments);
+  const auto tell = [&arguments](const auto& action) {
+    if (arguments.options.isDryRun) {
+      action();
+    } else {
+      after_change(action);
+    }
+  };
   int status = FOUND;
   long imported = 0;
   try {
     for (const std::string& file : files) {
       const ImportSummary summary = import_backup(file, arguments.options);
       if (summary.damages > 0) status = NOTHING_FOUND;
-      summaries.add(summary);
+      tell([&] { summaries.add(summary); });
       ++imported;
     }
   } catch (Interrupted& interrupted) {
-    summaries.end();
+    summaries.endWithoutMore();
     if (imported > 0 && !arguments.options.isDryRun) interrupted.outcome = outcome_after(imported);
     throw;
   } catch (...) {
-    summaries.end();
+    summaries.endWithoutMore();
     throw;
   }
-  summaries.end();
+  tell([&] { summaries.end(); });
   return status;
 }
 

@@ -1,5 +1,7 @@
 // msg-tarvel repair
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <ctime>
 #include <filesystem>
@@ -98,15 +100,16 @@ Repair mend_store(const std::string& path, const RepairArguments& arguments) {
   repair.backup = backup_path();
   back_up(path, repair.backup);
   try {
-    mend(repair.before);
+    mend_database(repair.before);
   } catch (const helpers::UnknownOutcome&) {
     // Unless it was a lock that it waited for in vain, the commit may have been done.
-    if (is_lock_error()) std::filesystem::remove(repair.backup);
+    if (is_lock_error()) unlink(repair.backup.c_str());
     throw;
   } catch (...) {
-    std::filesystem::remove(repair.backup);
+    unlink(repair.backup.c_str());
     throw;
   }
+  after_change([&] { mend_files(repair.before); });
   return repair;
 }
 
@@ -153,11 +156,18 @@ int repair_store(const Output& output, const RepairArguments& arguments) {
   const std::string path = require_store();
   Repair repair =
       interruptible("nothing was changed", [&] { return mend_named_store(path, arguments); });
-  if (!repair.backup.empty()) repair.left = left_after_mending(path, repair.before.wanted());
-  if (output.json) {
-    print_json(output, json_of(repair));
+  const auto tell = [&] {
+    if (!repair.backup.empty()) repair.left = left_after_mending(path, repair.before.wanted());
+    if (output.json) {
+      print_json(output, json_of(repair));
+    } else {
+      print_text(output.out, repair, arguments.isDryRun);
+    }
+  };
+  if (repair.backup.empty()) {
+    tell();
   } else {
-    print_text(output.out, repair, arguments.isDryRun);
+    after_change(tell);
   }
   return repair.left.empty() ? FOUND : NOTHING_FOUND;
 }

@@ -199,7 +199,7 @@ Import::Import(const BackupFile& file, Reading reading, const ImportOptions& opt
 
 ImportSummary Import::run() {
   write();
-  return _summary;
+  return std::move(_summary);
 }
 
 /**

@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <memory>
+#include <new>
 #include <vector>
 
 #include "interrupt.h"
@@ -106,12 +108,23 @@ void forget(void* argument) {
   delete connection;
 }
 
+/** Null without memory; no exception passes through SQLite. */
+Connection* remember(sqlite3* handle) {
+  try {
+    auto connection = std::make_unique<Connection>(Connection{handle});
+    connections().push_back(connection.get());
+    return connection.release();
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 void do_nothing(sqlite3_context* /*context*/, int /*count*/, sqlite3_value** /*values*/) {}
 
 int limit_connection(sqlite3* handle, const char** /*message*/,
                      const sqlite3_api_routines* /*routines*/) {
-  auto* const connection = new Connection{handle};
-  connections().push_back(connection);
+  auto* const connection = remember(handle);
+  if (!connection) return SQLITE_NOMEM;
   measure(*connection);
   sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, LONGEST_VALUE);
   sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <memory>
+#include <new>
 
 #include "exit_status.h"
 #include "print/printable.h"
@@ -43,10 +45,25 @@ std::string message_of(const std::string& line) {
   return message;
 }
 
+/** The error of an open or a bind that failed for want of memory: SQLite keeps nothing of it. */
+msg_tarvel::tool::DatabaseError error_in(const std::string& message) {
+  int code = 0;
+  if (std::sscanf(message.c_str(), "sqlite3_%*[a-z]() failed: (%d)", &code) != 1) return {};
+  return {code & 0xFF, message};
+}
+
 void remember(const std::string& message) {
   if (firstError.empty()) firstError = message;
-  if (firstDatabaseError.code == 0) {
-    firstDatabaseError = msg_tarvel::tool::current_database_error();
+  if (firstDatabaseError.code != 0) return;
+  firstDatabaseError = msg_tarvel::tool::current_database_error();
+  if (firstDatabaseError.code == 0) firstDatabaseError = error_in(message);
+}
+
+void take(int priority, const char* tag, const char* text) {
+  const std::string line = without_escapes(text);
+  if (priority == DLOG_ERROR) remember(message_of(line));
+  if (verboseLog) {
+    std::cerr << tag << " " << msg_tarvel::tool::printable(line) << "\n";
   }
 }
 
@@ -91,13 +108,13 @@ int __dlog_print(log_id_t /*log_id*/, int prio, const char* tag, const char* fmt
   char* text = nullptr;
   const int length = vasprintf(&text, fmt, arguments);
   va_end(arguments);
-  if (length < 0) return length;
-
-  const std::string line = without_escapes(text);
-  std::free(text);
-  if (prio == DLOG_ERROR) remember(message_of(line));
-  if (verboseLog) {
-    std::cerr << tag << " " << msg_tarvel::tool::printable(line) << "\n";
+  try {
+    if (length < 0) throw std::bad_alloc();
+    const std::unique_ptr<char, decltype(&std::free)> line(text, &std::free);
+    take(prio, tag, text);
+  } catch (const std::bad_alloc&) {
+    // The library logs in destructors too. That something failed is known all the same.
+    if (prio == DLOG_ERROR && firstDatabaseError.code == 0) firstDatabaseError.code = SQLITE_NOMEM;
   }
   return length;
 }

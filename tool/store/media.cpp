@@ -5,10 +5,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
+#include <string_view>
 
 #include "exit_status.h"
 #include "helpers/statements.h"
@@ -29,13 +32,9 @@ struct DirectoryCloser {
 };
 
 std::vector<std::string> staged_files(const std::string& directory) {
-  std::vector<std::string> names;
-  const int descriptor = open(directory.c_str(), OPEN_DIRECTORY);
-  if (descriptor == -1) return names;
-  const std::unique_ptr<DIR, DirectoryCloser> stream(fdopendir(descriptor));
-  while (const dirent* const entry = readdir(stream.get())) {
-    if (is_staged_file(entry->d_name)) names.emplace_back(entry->d_name);
-  }
+  std::vector<std::string> names = names_of(open(directory.c_str(), OPEN_DIRECTORY));
+  const auto isOther = [](const std::string& name) { return !is_staged_file(name); };
+  names.erase(std::remove_if(names.begin(), names.end(), isOther), names.end());
   return names;
 }
 
@@ -65,6 +64,21 @@ bool make_media_directory(const std::string& path) {
   const mode_t mode = isMade ? MEDIA_MODE : status.st_mode | GROUP_MAY_ADD_FILES;
   static_cast<void>(fchmod(directory.descriptor(), mode) == 0);
   return isMade;
+}
+
+std::vector<std::string> names_of(int directory) {
+  std::vector<std::string> names;
+  if (directory == -1) return names;
+  const std::unique_ptr<DIR, DirectoryCloser> stream(fdopendir(directory));
+  if (!stream) {
+    close(directory);
+    throw std::bad_alloc();
+  }
+  while (const dirent* const entry = readdir(stream.get())) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+  }
+  return names;
 }
 
 NamedFiles read_named_files() {

@@ -37,6 +37,9 @@ class OpenDirectory {
  */
 bool make_media_directory(const std::string& path);
 
+/** What is in a directory that is open, and is closed here; nothing for none (-1). */
+std::vector<std::string> names_of(int directory);
+
 /** Every path that a row of the store names. */
 constexpr const char* SELECT_NAMED_FILES =
     "SELECT filepath FROM msg_mms_content_table WHERE filepath <> '' UNION ALL "

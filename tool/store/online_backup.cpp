@@ -89,12 +89,18 @@ void NewBackup::write(const std::string& source) {
 }
 
 void NewBackup::_finish() {
+  const std::size_t slash = _target.rfind('/');
+  const std::string folder = slash == std::string::npos ? "." : _target.substr(0, slash + 1);
   _synchronise(_path);
   if (renameat2(AT_FDCWD, _path.c_str(), AT_FDCWD, _target.c_str(), RENAME_NOREPLACE) == -1) {
     fail_to_write(_target, std::strerror(errno));
   }
-  const std::size_t slash = _target.rfind('/');
-  _synchronise(slash == std::string::npos ? "." : _target.substr(0, slash + 1));
+  try {
+    _synchronise(folder);
+  } catch (...) {
+    unlink(_target.c_str());
+    throw;
+  }
 }
 
 void NewBackup::_synchronise(const std::string& path) const {

@@ -66,12 +66,17 @@ std::string temporary_directory() {
   return chosen && *chosen ? chosen : "/tmp";
 }
 
-void expect_left_over(const std::string& directory) {
+/** Another time with a name of the same length it needs no memory. */
+void name_left_over(const std::string& directory) {
   leftOver.directory = directory;
-  leftOver.dbspace = directory + DATABASE_DIRECTORY;
-  leftOver.database = directory + DATABASE_FILE;
-  leftOver.journal = leftOver.database + JOURNAL_ENDING;
-  leftOver.log = leftOver.database + LOG_ENDING;
+  leftOver.dbspace.assign(directory).append(DATABASE_DIRECTORY);
+  leftOver.database.assign(directory).append(DATABASE_FILE);
+  leftOver.journal.assign(leftOver.database).append(JOURNAL_ENDING);
+  leftOver.log.assign(leftOver.database).append(LOG_ENDING);
+}
+
+void expect_left_over(const std::string& directory) {
+  name_left_over(directory);
   leftOver.dbspacePath = leftOver.dbspace.c_str();
   leftOver.databasePath = leftOver.database.c_str();
   leftOver.journalPath = leftOver.journal.c_str();
@@ -84,10 +89,12 @@ void expect_left_over(const std::string& directory) {
 
 PrivateDirectory::PrivateDirectory() {
   std::string name = temporary_directory() + "/msg-tarvel-XXXXXX";
+  _path = name + "/";
+  name_left_over(_path);
   if (!mkdtemp(name.data())) {
     throw Failure("cannot make a directory " + name + ": " + std::strerror(errno));
   }
-  _path = name + "/";
+  _path.assign(name).append("/");
   expect_left_over(_path);
   if (mkdir(leftOver.dbspacePath, S_IRWXU) != 0) {
     const int error = errno;

@@ -13,8 +13,8 @@ namespace msg_tarvel::db {
  * them.
  *
  * Used only by the thread whose manager compiled it, and destroyed before that manager is. Bind
- * parameters count from 1, result columns from 0; indexes out of range and failed binds are not
- * reported. No function throws but getText.
+ * parameters count from 1, result columns from 0. A bind with an index out of range is not
+ * reported; of one that memory fails the next step tells. No function throws but getText.
  */
 class MSG_TARVEL_EXPORT SqlStatement {
  public:
@@ -37,6 +37,10 @@ class MSG_TARVEL_EXPORT SqlStatement {
   /**
    * Binds `text` without copying it: it must stay alive and unchanged until the statement has run
    * to its end, is reset or destroyed. Null leaves the parameter as it is.
+   *
+   * A store in UTF-16 keeps another text, and where SQLite lacks the memory to make it, no step
+   * succeeds until the statement is reset; when a second statement meets with that before the first
+   * is reset or destroyed, none of its steps succeeds any more.
    */
   void bind(int index, const char* text);
   /** Makes the parameter NULL. */

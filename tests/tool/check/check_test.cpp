@@ -106,7 +106,8 @@ class CheckTest : public ::testing::Test {
     const Findings before = check();
     EXPECT_EQ(kindsIn(before), found);
     for (const std::string& name : found) EXPECT_EQ(kindsIn(check({name})), Names{name});
-    mend(before);
+    mend_database(before);
+    mend_files(before);
     EXPECT_EQ(kindsIn(check()), left);
   }
   static void expectFound(const std::string& sql, const Names& found, const Names& left) {
@@ -273,9 +274,9 @@ TEST_F(CheckTest, Files) {
 TEST_F(CheckTest, FilesThatAWriterHidAreMendedWithTheRest) {
   const std::string left = media_directory() + "/incoming-1-2";
   write_file(left, "x");
-  mend(Findings(kinds_of({"counters"})));
+  mend_database(Findings(kinds_of({"counters"})));
   EXPECT_TRUE(fs::exists(left));
-  mend(Findings(kinds_of({})));
+  mend_database(Findings(kinds_of({})));
   EXPECT_FALSE(fs::exists(left));
 }
 
