@@ -501,6 +501,7 @@ TEST_F(Ties, OfAConditionWithAQuoteStayAsItsOwnTextGivesThem) {
   std::vector<Message> messages;
   ASSERT_EQ(db_get_message_list(cond, messages), DB_SUCCESS);
   std::vector<std::string> ids;
+  ids.reserve(messages.size());
   for (const Message& message : messages) ids.push_back(std::to_string(message.msgId));
   EXPECT_EQ(ids, raw().column("SELECT msgId, * FROM msg_message_table WHERE (storageFolder = 1 OR "
                               "storageFolder = 101) AND msgType = 'a' OR msgType = 'b' ORDER BY "
