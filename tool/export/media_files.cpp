@@ -19,7 +19,7 @@ namespace {
 constexpr mode_t FILE_MODE_OF_EXPORTS = 0600;
 constexpr mode_t ONLY_THIS_USER = 0700;
 /** Whole groups of base64. */
-constexpr std::size_t PIECE = 49152;
+constexpr std::size_t PIECE_OF_A_PICTURE = 49152;
 
 class OpenFile {
  public:
@@ -63,7 +63,7 @@ std::optional<std::string> name_in_media(const std::string& path, const std::str
 MediaFile::MediaFile(const std::string& media, const std::string& name)
     : _path(media + "/" + name),
       _descriptor(open(_path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)),
-      _piece(PIECE) {}
+      _piece(PIECE_OF_A_PICTURE) {}
 
 MediaFile::~MediaFile() {
   if (_descriptor != -1) close(_descriptor);
