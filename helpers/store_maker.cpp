@@ -42,13 +42,19 @@ void make_directories() {
   }
 }
 
-/** createDb follows a link, and waits at a pipe, in the place of a file that it is to make. */
-void require_room_for_files() {
-  for (const std::string& path : {db::get_db_filepath(), db::get_db_journal_filepath()}) {
-    struct stat status = {};
-    if (lstat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode)) continue;
-    throw StoreError(cannot_make() + ": " + path + " is there, and not a file", db::DB_NO_DATA);
-  }
+void require_nothing_but(mode_t type, const std::string& path) {
+  struct stat status = {};
+  if (lstat(path.c_str(), &status) != 0 || (status.st_mode & S_IFMT) == type) return;
+  throw StoreError(cannot_make() + ": " + path + " is there, and not a " +
+                       (type == S_IFDIR ? "directory" : "file"),
+                   db::DB_NO_DATA);
+}
+
+/** createDb and SQLite follow a link, and wait at a pipe. */
+void require_room() {
+  require_nothing_but(S_IFDIR, db::get_db_dir_path());
+  require_nothing_but(S_IFREG, db::get_db_filepath());
+  require_nothing_but(S_IFREG, db::get_db_journal_filepath());
 }
 
 void make_files_and_tables() {
@@ -75,19 +81,22 @@ void require_no_strangers() {
 }
 
 /**
- * Holds what has a path now, whatever gets that path afterwards. It can be looked at and get
+ * Holds what has a name now, whatever gets that name afterwards. It can be looked at and get
  * another mode and group, but not be read, so that its end drops no lock of this process on a
  * database.
  */
-class FileInPlace {
+class InPlace {
  public:
-  explicit FileInPlace(const std::string& path)
-      : _descriptor(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)) {}
-  FileInPlace(const FileInPlace&) = delete;
-  FileInPlace& operator=(const FileInPlace&) = delete;
-  ~FileInPlace() {
+  /** What `directory`, which is open, has under that name; a link is none. */
+  InPlace(int directory, const std::string& name)
+      : _descriptor(openat(directory, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)) {}
+  InPlace(const InPlace&) = delete;
+  InPlace& operator=(const InPlace&) = delete;
+  ~InPlace() {
     if (_descriptor != -1) close(_descriptor);
   }
+
+  int descriptor() const { return _descriptor; }
 
   /** False unless it is a file that has no other name. */
   bool look(struct stat& status) const {
@@ -108,10 +117,13 @@ class FileInPlace {
   int _descriptor;
 };
 
+std::string name_of(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
 std::vector<MadeStore::MendedMode> mend_files() {
+  const InPlace directory(AT_FDCWD, db::get_db_dir_path());
   std::vector<MadeStore::MendedMode> mended;
   for (const std::string& path : {db::get_db_filepath(), db::get_db_journal_filepath()}) {
-    const FileInPlace file(path);
+    const InPlace file(directory.descriptor(), name_of(path));
     struct stat status = {};
     if (!file.look(status)) continue;
     // A creator that was killed may have left them to its own group.
@@ -125,11 +137,6 @@ std::vector<MadeStore::MendedMode> mend_files() {
 bool is_there(const std::string& path) {
   struct stat status = {};
   return stat(path.c_str(), &status) == 0;
-}
-
-uid_t owner_of(const std::string& path) {
-  struct stat status = {};
-  return stat(path.c_str(), &status) == 0 ? status.st_uid : getuid();
 }
 
 bool has_every_table() {
@@ -201,13 +208,16 @@ bool is_a_strangers(const struct stat& status, const std::string& dataDirectory)
 
 // A journal that SQLite made would have the mode and group that it thinks of.
 bool make_missing_journal() {
-  const std::string path = db::get_db_journal_filepath();
-  const int journal =
-      open(path.c_str(), O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, FILE_MODE);
+  const InPlace directory(AT_FDCWD, db::get_db_dir_path());
+  const int journal = openat(directory.descriptor(), name_of(db::get_db_journal_filepath()).c_str(),
+                             O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, FILE_MODE);
   if (journal == -1) return false;
+  struct stat status = {};
+  const InPlace database(directory.descriptor(), name_of(db::get_db_filepath()));
+  const uid_t owner = database.look(status) ? status.st_uid : getuid();
   // A process that may not give the file away still gets it.
   static_cast<void>(fchmod(journal, FILE_MODE) == 0);
-  static_cast<void>(fchown(journal, owner_of(db::get_db_filepath()), FILE_GROUP) == 0);
+  static_cast<void>(fchown(journal, owner, FILE_GROUP) == 0);
   close(journal);
   return true;
 }
@@ -225,6 +235,7 @@ void complete_schema() {
 MadeStore make_store() {
   MadeStore made;
   make_directories();
+  require_room();
   require_no_strangers();
   if (is_there(db::get_db_filepath())) {
     const bool lacksJournal = make_missing_journal();
@@ -236,8 +247,6 @@ MadeStore make_store() {
         has_every_table() && !lacksJournal ? MadeStore::State::WHOLE : MadeStore::State::COMPLETED;
     // The end of a transaction waits for readers, also where nothing was written.
     if (is_complete()) return made;
-  } else {
-    require_room_for_files();
   }
   make_files_and_tables();
   if (!has_every_table()) {

@@ -37,8 +37,9 @@ struct MadeStore {
  * the process's, so no other thread should make files meanwhile. Files of another mode or group get
  * these where that is allowed.
  *
- * Throws StoreError unless the whole store is there and committed, and when a stranger's directory
- * or file stands in its place. Not within a transaction.
+ * Throws StoreError unless the whole store is there and committed, and when a link or something
+ * else of another kind, or a stranger's directory or file, stands in its place. Not within a
+ * transaction.
  */
 MadeStore make_store();
 

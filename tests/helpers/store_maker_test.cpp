@@ -173,6 +173,14 @@ TEST_F(StoreMaker, MakesNoFileWhereSomethingElseIs) {
   EXPECT_EQ(mode_of(elsewhere), 0700U);
 }
 
+TEST_F(StoreMaker, MakesNothingInADirectoryElsewhere) {
+  const std::string elsewhere = dataDir() + "elsewhere";
+  ASSERT_EQ(mkdir(elsewhere.c_str(), 0700), 0);
+  std::filesystem::create_directory_symlink(elsewhere, dbDir());
+  expectRefused(": " + dbDir() + " is there, and not a directory");
+  EXPECT_TRUE(std::filesystem::is_empty(elsewhere));
+}
+
 TEST_F(StoreMaker, MendsModes) {
   make_store();
   ASSERT_EQ(chmod(dbFile().c_str(), 0644), 0);
@@ -242,7 +250,7 @@ TEST_F(StoreMaker, MendsNoFileElsewhere) {
   std::filesystem::rename(dbFile(), elsewhere);
   std::filesystem::create_symlink(elsewhere, dbFile());
   ASSERT_EQ(chmod(elsewhere.c_str(), 0644), 0);
-  EXPECT_TRUE(make_store().mended.empty());
+  expectRefused(": " + dbFile() + " is there, and not a file");
   EXPECT_EQ(mode_of(elsewhere), 0644U);
   std::filesystem::remove(dbFile());
   std::filesystem::create_hard_link(elsewhere, dbFile());
