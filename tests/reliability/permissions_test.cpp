@@ -15,6 +15,7 @@
 #include <fstream>
 #include <functional>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <set>
 #include <string>
@@ -341,7 +342,10 @@ class Planted : public Permissions {
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(elsewhere())) {
       struct stat status = {};
       EXPECT_EQ(lstat(entry.path().c_str(), &status), 0);
-      std::string text = entry.is_regular_file() ? content_of(entry.path()) : "";
+      const std::string content = entry.is_regular_file() ? content_of(entry.path()) : "";
+      // Databases are too long to be shown.
+      std::string text =
+          content.size() < 100 ? content : std::to_string(std::hash<std::string>()(content));
       for (const long long number :
            {static_cast<long long>(status.st_mode), static_cast<long long>(status.st_uid),
             static_cast<long long>(status.st_gid), static_cast<long long>(status.st_mtim.tv_sec),
@@ -533,26 +537,46 @@ class Swapped : public Planted {
     keepAWholeStore();
   }
 
+  /** Whether some tries have to be refused, as others have to succeed. */
+  enum class Refusals { WANTED, SELDOM };
+
+  using Put = std::function<void(const std::string& path)>;
+
+  static Put linkTo(const std::string& target) {
+    return [target](const std::string& path) { fs::create_symlink(target, path); };
+  }
+
+  /** What changes places with a place of the store. */
+  std::string planted() const { return folder() + "/planted"; }
+
   /**
-   * Runs `command` often while `path` and a link to `target` change places; `prepare` and `look`
-   * come before and after each time.
+   * Runs `command` often while `path` and what `put` makes change places; `prepare` and `look` come
+   * before and after each time.
    */
-  void race(const char* what, const std::string& path, const std::string& target,
+  void race(const std::string& what, const std::string& path, const Put& put,
             const Command& command, const std::function<void()>& prepare,
-            const std::function<void(const ProcessResult&)>& look) {
-    const std::string link = folder() + "/link";
-    const int tries = is_whole_run() ? 300 : 8 / FEWER;
+            const std::function<void(const ProcessResult&)>& look,
+            Refusals refusals = Refusals::WANTED) {
+    const int least = is_whole_run() ? 300 : 8 / FEWER;
+    constexpr int MOST = 300;
     const auto before = stateElsewhere();
     std::map<int, int> statuses;
+    // What is left when a repair was done may be what it could not look at.
+    const auto succeeded = [&] { return statuses[0] + statuses[1]; };
+    const auto isOver = [&](int tries) {
+      const bool isEachSeen = succeeded() > 0 && (refusals == Refusals::SELDOM || statuses[3] > 0);
+      return HasFailure() || tries == MOST || (tries >= least && isEachSeen);
+    };
     long swaps = 0;
-    for (int i = 0; i < tries && !HasFailure(); ++i) {
+    int tries = 0;
+    for (; !isOver(tries); ++tries) {
       begin(true);
       prepare();
-      fs::remove_all(link);
-      fs::create_symlink(target, link);
+      fs::remove_all(planted());
+      put(planted());
       ProcessResult result;
       {
-        const Swapper swapper(path, link);
+        const Swapper swapper(path, planted());
         result = runInTime(command);
         EXPECT_GT(swapper.swaps(), 0);
         swaps += swapper.swaps();
@@ -561,10 +585,16 @@ class Swapped : public Planted {
       EXPECT_EQ(stateElsewhere(), before);
       look(result);
     }
-    std::string text = std::string(what) + ": " + std::to_string(tries) + " tries, " +
+    if (tries == 0) return;
+    EXPECT_GT(succeeded(), 0) << what;
+    if (refusals == Refusals::WANTED) {
+      EXPECT_GT(statuses[3], 0) << what;
+    }
+    EXPECT_EQ(succeeded() + statuses[3], tries) << what;
+    std::string text = what + ": " + std::to_string(tries) + " tries, " +
                        std::to_string(swaps / tries) + " swaps each, status";
     for (const auto& [status, count] : statuses) {
-      text += " " + std::to_string(status) + " " + std::to_string(count) + " times";
+      if (count > 0) text += " " + std::to_string(status) + " " + std::to_string(count) + " times";
     }
     print_figure(text);
   }
@@ -578,49 +608,171 @@ TEST_F(Swapped, MediaGetNoImportedFileElsewhere) {
   for (int date = 3; date < 40; ++date) elements += picture(date);
   const std::string path = file("many.xml", backup(elements));
   race(
-      "media swapped for a link, import", mediaDir(), elsewhere() + "/inner", {"import", path},
-      [] {}, lookAtNothing);
+      "media swapped for a link, import", mediaDir(), linkTo(elsewhere() + "/inner"),
+      {"import", path}, [] {}, lookAtNothing);
 }
 
 TEST_F(Swapped, MediaAreMadeNowhereElse) {
   AS_ROOT();
   race(
-      "media swapped for a link, create", mediaDir(), elsewhere() + "/inner", {"create"}, [] {},
-      lookAtNothing);
+      "media swapped for a link, create", mediaDir(), linkTo(elsewhere() + "/inner"), {"create"},
+      [] {}, lookAtNothing);
 }
 
 TEST_F(Swapped, ExportsLeaveAndRemoveNothingElsewhere) {
   AS_ROOT();
   const std::string target = out() + "/media";
   race(
-      "the directory of an export swapped for a link", target, elsewhere() + "/inner",
+      "the directory of an export swapped for a link", target, linkTo(elsewhere() + "/inner"),
       {"export", "--media", target}, [&] { fs::create_directory(target); }, lookAtNothing);
 }
 
 TEST_F(Swapped, DatabasesAreMendedNowhereElse) {
   AS_ROOT();
   for (const char* const command : {"create", "repair"}) {
-    race((std::string("the database swapped for a link, ") + command).c_str(), dbFile(),
-         elsewhere() + "/secret", {command}, [&] { ASSERT_EQ(chmod(dbFile().c_str(), 0600), 0); },
-         lookAtNothing);
+    race(
+        std::string("the database swapped for a link, ") + command, dbFile(),
+        linkTo(elsewhere() + "/secret"), {command},
+        [&] { ASSERT_EQ(chmod(dbFile().c_str(), 0600), 0); }, lookAtNothing);
   }
+}
+
+/** What the owner of a data directory would have another user write to. */
+class SwappedForAStore : public Swapped {
+ protected:
+  void SetUp() override {
+    Swapped::SetUp();
+    if (geteuid() != 0) return;
+    // A whole one, where every command finds something to do.
+    fs::copy(folder() + "/whole/dbspace/.msg-tarvel-server.db", otherDirectory());
+    fs::rename(otherDirectory() + "/.msg-tarvel-server.db", otherDatabase());
+    RawConnection(otherDatabase())
+        .exec("DROP TABLE ft_queue_table; DROP INDEX msg_message_time_index;");
+    file("elsewhere/empty", "");
+    fs::copy(folder() + "/whole/media/1-1.png", otherDirectory());
+    for (const fs::path& path : files_below({elsewhere()})) {
+      ASSERT_EQ(chmod(path.c_str(), 0600), 0);
+    }
+  }
+
+  std::string otherDirectory() const { return elsewhere() + "/inner"; }
+  std::string otherDatabase() const { return otherDirectory() + "/.msg-tarvel-server.db"; }
+
+  /** With each command that writes; instrumented, with one each day. */
+  void raceAll(const std::string& what, const std::string& path, const std::string& target) {
+    const Command commands[] = {
+        {"import", file("b.xml", backup(picture(3)))}, {"create"}, {"repair"}};
+    unsigned int day = seed_of_today();
+    for (const Command& command : commands) {
+      if (!is_whole_run() && FEWER > 1 && day++ % std::size(commands) != 0) continue;
+      race(
+          what + ", " + command.front(), path, linkTo(target), command, [] {}, lookAtNothing);
+    }
+  }
+};
+
+TEST_F(SwappedForAStore, DatabasesAreWrittenNowhereElse) {
+  AS_ROOT();
+  raceAll("the database swapped for a link to another", dbFile(), otherDatabase());
+}
+
+TEST_F(SwappedForAStore, EmptyFilesElsewhereStayEmpty) {
+  AS_ROOT();
+  raceAll("the database swapped for a link to an empty file", dbFile(), elsewhere() + "/empty");
+}
+
+TEST_F(SwappedForAStore, DirectoriesElsewhereGetNoStore) {
+  AS_ROOT();
+  raceAll("dbspace swapped for a link", dataDir() + "/dbspace", otherDirectory());
+}
+
+TEST_F(SwappedForAStore, FilesThatHaveAnotherNameAreNotWritten) {
+  AS_ROOT();
+  race(
+      "the database swapped for a hard link, import", dbFile(),
+      [this](const std::string& path) { fs::create_hard_link(otherDatabase(), path); },
+      {"import", backupFile()}, [] {}, lookAtNothing);
+}
+
+TEST_F(SwappedForAStore, AStrangersFileGetsNothing) {
+  AS_ROOT();
+  const auto expectUnchanged = [this](const ProcessResult& /*result*/) {
+    struct stat status = {};
+    for (const std::string& path : {dbFile(), planted()}) {
+      if (stat(path.c_str(), &status) != 0 || status.st_uid != NOBODY) continue;
+      EXPECT_TRUE(content_of(path) == content_of(otherDatabase()));
+      return;
+    }
+    ADD_FAILURE() << "it is gone, or somebody else's";
+  };
+  race(
+      "the database swapped for a stranger's file, import", dbFile(),
+      [this](const std::string& path) {
+        fs::copy_file(otherDatabase(), path);
+        ASSERT_EQ(chown(path.c_str(), NOBODY, NOBODY), 0);
+        ASSERT_EQ(chmod(path.c_str(), 0666), 0);
+      },
+      {"import", backupFile()}, [] {}, expectUnchanged);
+}
+
+std::string big_endian(std::size_t number) {
+  std::string bytes;
+  for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(number >> shift & 0xFF);
+  return bytes;
+}
+
+/** The journal of an unfinished commit of this and other databases, which names a file for all. */
+std::string journal_naming(const std::string& name, std::size_t databaseSize) {
+  constexpr std::size_t SECTOR = 512;
+  constexpr std::size_t PAGE = 4096;
+  constexpr std::size_t PAGE_OF_LOCKS = 0x4000'0000 / PAGE + 1;
+  const std::string magic = "\xD9\xD5\x05\xF9\x20\xA1\x63\xD7";
+  std::string header = magic + big_endian(0) + big_endian(1) + big_endian(databaseSize / PAGE) +
+                       big_endian(SECTOR) + big_endian(PAGE);
+  header.resize(SECTOR);
+  std::size_t sum = 0;
+  for (const char character : name) sum += static_cast<std::size_t>(character);
+  return header + big_endian(PAGE_OF_LOCKS) + name + big_endian(name.size()) + big_endian(sum) +
+         magic;
+}
+
+TEST_F(SwappedForAStore, JournalsDeleteNothing) {
+  AS_ROOT();
+  const std::size_t size = fs::file_size(folder() + "/whole/dbspace/.msg-tarvel-server.db");
+  for (const Command& command : {Command{"import", backupFile()}, Command{"check"}}) {
+    race(
+        "the journal swapped for one that names a file, " + command.front(), dbFile() + "-journal",
+        [&](const std::string& path) {
+          std::ofstream(path) << journal_naming(elsewhere() + "/secret", size);
+        },
+        command, [] {}, lookAtNothing);
+  }
+}
+
+TEST_F(SwappedForAStore, PicturesInADirectoryElsewhereKeepTheirModes) {
+  AS_ROOT();
+  race(
+      "media swapped for a link, repair modes", mediaDir(), linkTo(otherDirectory()),
+      {"repair", "modes", "group"}, [] {}, lookAtNothing);
 }
 
 TEST_F(Swapped, RepairsMendNoModeElsewhere) {
   AS_ROOT();
   race(
-      "a picture swapped for a link, repair", mediaDir() + "/1-1.png", elsewhere() + "/secret",
-      {"repair", "modes", "group"}, [] {}, lookAtNothing);
+      "a picture swapped for a link, repair", mediaDir() + "/1-1.png",
+      linkTo(elsewhere() + "/secret"), {"repair", "modes", "group"}, [] {}, lookAtNothing,
+      Refusals::SELDOM);
 }
 
 TEST_F(Swapped, ExportsTellNoSecret) {
   AS_ROOT();
   race(
-      "a picture swapped for a link, export", mediaDir() + "/1-1.png", elsewhere() + "/secret",
-      {"export"}, [] {},
+      "a picture swapped for a link, export", mediaDir() + "/1-1.png",
+      linkTo(elsewhere() + "/secret"), {"export"}, [] {},
       [](const ProcessResult& result) {
         EXPECT_EQ(result.out.find("c2VjcmV0"), std::string::npos) << "the secret in base64";
-      });
+      },
+      Refusals::SELDOM);
 }
 
 }  // namespace

@@ -171,12 +171,24 @@ bool is_of_store_alone(const struct stat& status, const StorePlace& place) {
   return S_ISREG(status.st_mode) && status.st_nlink == 1;
 }
 
+/** Follows no link below the data directory; -1 when there is one. */
+int open_place(const std::string& path) {
+  constexpr int FLAGS = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+  const std::size_t slash = path.find('/', data_directory().size());
+  if (slash == std::string::npos) return open(path.c_str(), FLAGS);
+  const int directory = open(path.substr(0, slash).c_str(), FLAGS | O_DIRECTORY);
+  if (directory == -1) return -1;
+  const int place = openat(directory, path.c_str() + slash + 1, FLAGS);
+  close(directory);
+  return place;
+}
+
 /**
  * By a descriptor: every member of the group may put a link to another file into media, also after
  * its name was looked at. What may not be changed is left.
  */
 void mend_place(const StorePlace& place, bool setsGroup, bool setsMode) {
-  const int file = open(place.path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC);
+  const int file = open_place(place.path);
   struct stat status = {};
   if (file != -1 && fstat(file, &status) == 0 && is_of_store_alone(status, place)) {
     if (setsGroup) {

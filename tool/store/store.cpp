@@ -13,6 +13,7 @@
 
 #include "exit_status.h"
 #include "helpers/store_maker.h"
+#include "store/guarded_store.h"
 #include "store/log_sink.h"
 #include "store/media.h"
 #include "store/store_paths.h"
@@ -94,6 +95,7 @@ std::string require_place() {
   }
   require_own(media_directory(), S_IFDIR);
   require_lone_journal(path + JOURNAL_ENDING);
+  guard_store();
   return path;
 }
 

@@ -7,7 +7,7 @@ namespace msg_tarvel::tool {
 /**
  * The path of the store's database, be it there or not. Throws a Failure when something else stands
  * in the place of a directory or a file of the store, or a stranger's: a link or a pipe would lead
- * what is written elsewhere, and he would read it.
+ * what is written elsewhere, and he would read it. From now on the store is guarded.
  */
 std::string require_place();
 
