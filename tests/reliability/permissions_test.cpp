@@ -276,6 +276,25 @@ TEST_F(Permissions, AreForTheWholeGroup) {
   }
 }
 
+// Nothing that the library makes is; what its owner has opened stays his to close.
+TEST_F(Permissions, OfDirectoriesThatEverybodyMayWriteToAreToldAndMended) {
+  const std::string directories[] = {dataDir() + "/dbspace", mediaDir()};
+  create();
+  for (const std::string& path : directories) ASSERT_EQ(chmod(path.c_str(), 0777), 0);
+  create();
+  EXPECT_EQ(run({"import", backupFile()}).status, 0);
+  const ProcessResult check = run({"check", "modes"});
+  EXPECT_EQ(check.status, 1);
+  EXPECT_EQ(run({"repair", "modes"}).status, 0);
+  for (const std::string& path : directories) {
+    EXPECT_NE(check.out.find("modes: " + path + ": "), std::string::npos) << check.out;
+    struct stat status = {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0775U) << path;
+  }
+  EXPECT_EQ(run({"check", "modes"}).status, 0);
+}
+
 // ---- What is planted ---------------------------------------------------------------------------
 
 /** Something that stands where a file or directory is to be. */
