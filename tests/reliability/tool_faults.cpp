@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
+#include <set>
 #include <sstream>
 
 #include "reliability/extent.h"
@@ -60,6 +61,27 @@ std::vector<int> numbers_to_try(int start, int all, int points, int step) {
     numbers.push_back(start + static_cast<int>(static_cast<long>(all - start) * point / points));
   }
   return numbers;
+}
+
+std::set<std::string> lines_of(const std::string& text) {
+  std::istringstream stream(text);
+  std::set<std::string> lines;
+  for (std::string line; std::getline(stream, line);) lines.insert(line);
+  return lines;
+}
+
+/** That each row, table and picture is as it was or as it has to become. */
+void expect_between(const std::string& found, const std::string& before, const std::string& after) {
+  const std::set<std::string> beginning = lines_of(before);
+  const std::set<std::string> end = lines_of(after);
+  const std::set<std::string> now = lines_of(found);
+  for (const std::string& line : now)
+    EXPECT_GT(beginning.count(line) + end.count(line), 0U) << line;
+  for (const std::string& line : end) {
+    if (beginning.count(line) > 0) {
+      EXPECT_EQ(now.count(line), 1U) << line;
+    }
+  }
 }
 
 bool has(const std::string& text, const std::string& part) {
@@ -266,6 +288,13 @@ void FaultsOfTransactions::expectOutcome(const std::string& command, const Proce
     // What could not be looked at is left, or said to be.
     EXPECT_EQ(command, "repair");
     EXPECT_TRUE(has(result.out, "left: ")) << result.out;
+    const bool isMended = has(result.out, "backup: ");
+    EXPECT_EQ(has(files(), "before-repair-"), isMended) << result.out;
+    if (isMended) {
+      expect_between(found, _before, _after);
+    } else {
+      EXPECT_EQ(found, _before) << result.out;
+    }
     return;
   }
   expectSaid(result);
