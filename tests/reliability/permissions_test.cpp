@@ -19,6 +19,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "msg-tarvel-common/db/DBMgr.h"
@@ -521,25 +522,30 @@ TEST_F(Planted, AtTheNameOfARepairsBackupIsPassedOver) {
 
 // ---- What is planted in the moment between looking and using -----------------------------------
 
-/** Somebody who lets two names change places as fast as he can. */
+bool swap_names(const std::string& one, const std::string& other) {
+  return renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0;
+}
+
+/** Somebody who lets names change places as fast as he can. */
 class Swapper {
  public:
-  Swapper(const std::string& one, const std::string& other)
+  /** `swap` tells whether it did. */
+  explicit Swapper(const std::function<bool()>& swap)
       : _swaps(static_cast<std::atomic<long>*>(mmap(nullptr, sizeof *_swaps, PROT_READ | PROT_WRITE,
                                                     MAP_SHARED | MAP_ANONYMOUS, -1, 0))),
         _child([&]() -> int {
           for (;;) {
-            if (renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0) {
-              ++*_swaps;
-            }
+            if (swap()) ++*_swaps;
           }
-        }) {
-    // The program is not to be there and gone before he begins.
-    for (int tries = 0; tries < 10'000 && *_swaps == 0; ++tries) usleep(1000);
-  }
+        }) {}
   Swapper(const Swapper&) = delete;
   Swapper& operator=(const Swapper&) = delete;
   ~Swapper() { munmap(_swaps, sizeof *_swaps); }
+
+  /** So that a program is not there and gone before he begins. */
+  void waitForFirst() const {
+    for (int tries = 0; tries < 10'000 && swaps() == 0; ++tries) usleep(1000);
+  }
 
   long swaps() const { return *_swaps; }
 
@@ -595,7 +601,8 @@ class Swapped : public Planted {
       put(planted());
       ProcessResult result;
       {
-        const Swapper swapper(path, planted());
+        const Swapper swapper([&] { return swap_names(path, planted()); });
+        swapper.waitForFirst();
         result = runInTime(command);
         EXPECT_GT(swapper.swaps(), 0);
         swaps += swapper.swaps();
@@ -703,6 +710,43 @@ TEST_F(SwappedForAStore, EmptyFilesElsewhereStayEmpty) {
 TEST_F(SwappedForAStore, DirectoriesElsewhereGetNoStore) {
   AS_ROOT();
   raceAll("dbspace swapped for a link", dataDir() + "/dbspace", otherDirectory());
+}
+
+/** Lets a backup that is written in `folder` and that link change places; whether there was one. */
+bool swap_backup(const std::string& folder, const std::string& link) {
+  std::error_code gone;
+  for (fs::directory_iterator entry(folder, gone); !gone && entry != fs::directory_iterator();
+       entry.increment(gone)) {
+    if (entry->path().string().find(".incomplete-") != std::string::npos) {
+      return swap_names(entry->path(), link);
+    }
+  }
+  return false;
+}
+
+TEST_F(SwappedForAStore, BackupsAreWrittenNowhereElse) {
+  AS_ROOT();
+  const auto before = stateElsewhere();
+  const std::pair<Command, std::string> backups[] = {{{"backup", out() + "/b.db"}, out()},
+                                                     {{"repair"}, dataDir()}};
+  for (const auto& [command, directory] : backups) {
+    const int tries = is_whole_run() ? 300 : 4 / FEWER;
+    int swapped = 0;
+    int refused = 0;
+    for (int i = 0; i < tries && !HasFailure(); ++i) {
+      begin(true);
+      fs::remove_all(planted());
+      fs::create_symlink(otherDatabase(), planted());
+      const Swapper swapper([&folder = directory, this] { return swap_backup(folder, planted()); });
+      refused += runInTime(command).status == 3 ? 1 : 0;
+      swapped += swapper.swaps() > 0 ? 1 : 0;
+      EXPECT_EQ(stateElsewhere(), before);
+    }
+    EXPECT_GT(swapped, 0);
+    print_figure("backups swapped for a link, " + command.front() + ": " + std::to_string(tries) +
+                 " tries, " + std::to_string(swapped) + " swapped, " + std::to_string(refused) +
+                 " refused");
+  }
 }
 
 TEST_F(SwappedForAStore, FilesThatHaveAnotherNameAreNotWritten) {

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <thread>
 
@@ -30,6 +31,17 @@ constexpr int MOST_LOCK_PAUSES = 105;
 
 [[noreturn]] void fail_to_write(const std::string& target, const std::string& why) {
   throw Failure("cannot write the backup " + target + ": " + why);
+}
+
+std::string folder_of(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+/** `path` without links, but for one that may have taken the file's own name meanwhile. */
+std::string resolved(const std::string& path) {
+  const std::filesystem::path file(path);
+  return std::filesystem::canonical(folder_of(path)) / file.filename();
 }
 
 struct BackupFinisher {
@@ -79,18 +91,19 @@ void NewBackup::write(const std::string& source) {
   }
   try {
     const Database from(source);
-    const Database to(_path);
+    const Database to(resolved(_path), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW);
     to.execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF;");
     copy_pages(from, to);
   } catch (const DatabaseFailure& failure) {
     fail_to_write(_target, failure.what());
+  } catch (const std::filesystem::filesystem_error& error) {
+    fail_to_write(_target, error.code().message());
   }
   _finish();
 }
 
 void NewBackup::_finish() {
-  const std::size_t slash = _target.rfind('/');
-  const std::string folder = slash == std::string::npos ? "." : _target.substr(0, slash + 1);
+  const std::string folder = folder_of(_target);
   _synchronise(_path);
   if (renameat2(AT_FDCWD, _path.c_str(), AT_FDCWD, _target.c_str(), RENAME_NOREPLACE) == -1) {
     fail_to_write(_target, std::strerror(errno));
