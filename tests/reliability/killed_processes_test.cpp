@@ -372,6 +372,43 @@ TEST_F(KilledImports, LeaveNothingBehindTheNextOrARepair) {
   EXPECT_TRUE(leftFiles > 0 || !is_whole_run());
 }
 
+/** Commands that mend what no reader sees, in a transaction of many pages. */
+class KilledMending : public KilledProcesses {
+ protected:
+  bool hasBatches() const override { return false; }
+
+  void killMending(const std::string& command, const std::string& damage) {
+    const std::vector<std::string> mend = {TOOL_PROGRAM, command};
+    // As the owner does: else the next to write would have to make the journal.
+    const std::string all = "PRAGMA journal_mode = PERSIST; BEGIN; " + damage + " COMMIT;";
+    RawConnection(dbFile()).exec(all);
+    const microseconds duration = durationOf([&] { expectSuccess(mend); });
+    killEach(
+        command, duration,
+        [&](int /*number*/) {
+          RawConnection(dbFile()).exec(all);
+          return started(mend);
+        },
+        [&](int /*number*/) {
+          expectSuccess(mend);
+          expectWhole();
+        });
+  }
+};
+
+TEST_F(KilledMending, OfARepairIsDoneByTheNext) {
+  killMending("repair",
+              "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 2000) INSERT "
+              "INTO msg_nms_meta_table (msgId, objectId) SELECT 100000 + i, hex(randomblob(100)) "
+              "FROM n; DROP INDEX msg_message_time_index;");
+}
+
+TEST_F(KilledMending, OfACreateIsDoneByTheNext) {
+  killMending("create",
+              "DROP TABLE ft_queue_table; DROP INDEX msg_message_time_index; PRAGMA user_version = "
+              "0;");
+}
+
 }  // namespace
 
 }  // namespace msg_tarvel
