@@ -172,10 +172,10 @@ Payload PayloadStage::decode(const char* text, std::size_t size) {
 
 std::string PayloadStage::keep(const Payload& payload, const std::string& baseName,
                                const std::string& extension) {
-  std::string name = baseName + "." + extension;
+  std::string name = lasting_name(baseName + "." + extension);
   if (_isDryRun) return _path(name);
   for (int attempt = 2; !_reserve(payload.name, name); ++attempt) {
-    name = baseName + "-" + std::to_string(attempt) + "." + extension;
+    name = lasting_name(baseName + "-" + std::to_string(attempt) + "." + extension);
   }
   return _path(name);
 }

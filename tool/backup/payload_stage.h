@@ -60,7 +60,7 @@ class PayloadStage : public PayloadSink {
 
   /**
    * Gives a staged file its lasting name, `baseName` "." `extension` or, if that is taken, with a
-   * number behind the base name; returns its path.
+   * number behind the base name, as lasting_name makes it; returns its path.
    */
   std::string keep(const Payload& payload, const std::string& baseName,
                    const std::string& extension);
