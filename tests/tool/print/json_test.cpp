@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <sstream>
+#include <vector>
 
 namespace msg_tarvel::tool {
 namespace {
@@ -39,6 +42,15 @@ TEST(JsonList, IsWhatTheWholeWouldBe) {
     within["items"] = whole;
     EXPECT_EQ("{\n  \"items\": " + printed(items, 1) + "}", within.dump(2));
   }
+}
+
+// A message can have very many addresses.
+TEST(JsonList, TakesTimeInStepWithTheLinesOfAnItem) {
+  constexpr std::size_t LINES = 300'000;
+  const auto begin = std::chrono::steady_clock::now();
+  const std::string text = printed({Json(std::vector<int>(LINES, 1234567))});
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), static_cast<long>(LINES + 4));
 }
 
 TEST(JsonList, GivesTheFirstItemAtOnce) {
