@@ -1,0 +1,62 @@
+#include "store/new_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "exit_status.h"
+
+namespace msg_tarvel::tool {
+
+// The system chooses the name: that of a process is there already when an earlier one of the same
+// number was killed, as happens soon in a container.
+NewFile::NewFile(const std::string& target, const std::string& called)
+    : _target(target), _called(called), _path(target + ".incomplete-XXXXXX") {
+  _descriptor = mkostemp(_path.data(), O_CLOEXEC);
+  if (_descriptor == -1) fail(std::strerror(errno));
+}
+
+NewFile::~NewFile() {
+  if (!_hasName) unlink(_path.c_str());
+  close(_descriptor);
+}
+
+void NewFile::fail(const std::string& why) const {
+  throw Failure("cannot write " + _called + ": " + why);
+}
+
+void NewFile::finish() {
+  _rename(RENAME_NOREPLACE);
+  try {
+    _synchroniseFolder();
+  } catch (...) {
+    unlink(_target.c_str());
+    throw;
+  }
+}
+
+void NewFile::replace() { _rename(0); }
+
+void NewFile::_rename(unsigned int flags) {
+  if (fsync(_descriptor) != 0 ||
+      renameat2(AT_FDCWD, _path.c_str(), AT_FDCWD, _target.c_str(), flags) != 0) {
+    fail(std::strerror(errno));
+  }
+  _hasName = true;
+}
+
+void NewFile::_synchroniseFolder() const {
+  const std::size_t slash = _target.rfind('/');
+  const std::string folder = slash == std::string::npos ? "." : _target.substr(0, slash + 1);
+  const int directory = open(folder.c_str(), O_RDONLY | O_CLOEXEC);
+  const bool isDone = directory != -1 && fsync(directory) == 0;
+  const int error = errno;
+  if (directory != -1) close(directory);
+  if (!isDone) fail(std::strerror(error));
+}
+
+}  // namespace msg_tarvel::tool
