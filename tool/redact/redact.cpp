@@ -189,7 +189,7 @@ bool holds_numbers(const helpers::TableSchema& table, const std::string& column)
 /** What stands in place of a column's values. */
 std::string disguised(const helpers::TableSchema& table, const std::string& column) {
   const std::string name = quoted_name(column);
-  const std::string result = function_of(table.name, column) + ("(" + name + ")");
+  std::string result = function_of(table.name, column) + ("(" + name + ")");
   // A number where a text should be is somebody's too, as in a table made with other types.
   if (!holds_numbers(table, column)) return result;
   return "CASE WHEN typeof(" + name + ") IN ('text', 'blob') THEN " + result + " ELSE " + name +

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "exit_status.h"
 
@@ -14,8 +15,10 @@ namespace msg_tarvel::tool {
 
 // The system chooses the name: that of a process is there already when an earlier one of the same
 // number was killed, as happens soon in a container.
-NewFile::NewFile(const std::string& target, const std::string& called)
-    : _target(target), _called(called), _path(target + ".incomplete-XXXXXX") {
+NewFile::NewFile(std::string target, std::string called)
+    : _target(std::move(target)),
+      _called(std::move(called)),
+      _path(_target + ".incomplete-XXXXXX") {
   _descriptor = mkostemp(_path.data(), O_CLOEXEC);
   if (_descriptor == -1) fail(std::strerror(errno));
 }

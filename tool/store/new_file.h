@@ -12,7 +12,7 @@ namespace msg_tarvel::tool {
 class NewFile {
  public:
   /** `called` is what errors call it. Throws Failure when there cannot be such a file. */
-  NewFile(const std::string& target, const std::string& called);
+  NewFile(std::string target, std::string called);
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
   ~NewFile();
