@@ -1,11 +1,11 @@
 #include "store/new_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -13,14 +13,20 @@
 
 namespace msg_tarvel::tool {
 
-// The system chooses the name: that of a process is there already when an earlier one of the same
-// number was killed, as happens soon in a container.
 NewFile::NewFile(std::string target, std::string called)
-    : _target(std::move(target)),
-      _called(std::move(called)),
-      _path(_target + ".incomplete-XXXXXX") {
-  _descriptor = mkostemp(_path.data(), O_CLOEXEC);
-  if (_descriptor == -1) fail(std::strerror(errno));
+    : _target(std::move(target)), _called(std::move(called)) {
+  // One that was killed leaves its file, and in a container the next has the same number soon.
+  const std::string first = _target + ".incomplete-" + std::to_string(getpid());
+  _path = first;
+  for (int attempt = 2; !_create(); ++attempt) _path = first + "-" + std::to_string(attempt);
+}
+
+/** False when there is a file of that name. */
+bool NewFile::_create() {
+  _descriptor =
+      open(_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  if (_descriptor == -1 && errno != EEXIST) fail(std::strerror(errno));
+  return _descriptor != -1;
 }
 
 NewFile::~NewFile() {

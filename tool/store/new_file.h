@@ -33,6 +33,7 @@ class NewFile {
   void replace();
 
  private:
+  bool _create();
   void _rename(unsigned int flags);
   void _synchroniseFolder() const;
 

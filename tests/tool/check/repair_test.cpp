@@ -222,8 +222,8 @@ TEST_F(Repair, BackupReplacesNothing) {
 TEST_F(Repair, BackupIsNotKeptFromItsFileByOneThatWasKilled) {
   const std::string target = folder() + "/b.db";
   // In a container the next process may have the same number.
-  std::vector<std::string> command = {"sh", "-c", "touch \"$0.incomplete-$$\" && exec \"$@\"",
-                                      target};
+  std::vector<std::string> command = {
+      "sh", "-c", "touch \"$0.incomplete-$$\" \"$0.incomplete-$$-2\" && exec \"$@\"", target};
   for (const std::string& word : runnable({TOOL_PROGRAM, "backup", target})) {
     command.push_back(word);
   }
