@@ -187,7 +187,7 @@ std::string PayloadStage::keep(const Payload& payload, const std::string& baseNa
   int attempt = 1;
   do {
     const std::size_t others = std::strlen(STAGED_PREFIX) + number.size() + extension.size();
-    name = beginning_of(baseName, NAME_MAX - others) + number + extension;
+    name = lasting_name(beginning_of(baseName, NAME_MAX - others) + number + extension);
     number = "-" + std::to_string(++attempt);
   } while (!_isDryRun && !_reserve(payload.name, name));
   return _path(name);

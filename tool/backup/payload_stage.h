@@ -61,7 +61,7 @@ class PayloadStage : public PayloadSink {
   /**
    * Gives a staged file its lasting name, `baseName` and `extension`, which is short, with its dot,
    * or empty; if that is taken, with a number between them, and if it is too long, with less of the
-   * base name. Returns its path.
+   * base name, as lasting_name makes it. Returns its path.
    */
   std::string keep(const Payload& payload, const std::string& baseName,
                    const std::string& extension);
