@@ -55,12 +55,13 @@ class PayloadStage : public PayloadSink {
   Payload take(long number);
   /** Drops what is half read, and what is finished and not taken. */
   void abandon();
-  /** Decodes a payload that is in memory. */
+  /** Decodes a whole file that is in memory, which may be empty, and of any bytes. */
   Payload decode(const char* text, std::size_t size);
 
   /**
-   * Gives a staged file its lasting name, `baseName` "." `extension` or, if that is taken, with a
-   * number behind the base name; returns its path.
+   * Gives a staged file its lasting name, `baseName` and `extension`, which is short, with its dot,
+   * or empty; if that is taken, with a number between them, and if it is too long, with less of the
+   * base name, as lasting_name makes it. Returns its path.
    */
   std::string keep(const Payload& payload, const std::string& baseName,
                    const std::string& extension);
@@ -90,6 +91,8 @@ class PayloadStage : public PayloadSink {
   /** The payload that is being read. */
   struct Open {
     long number = 0;
+    /** Whether there is a file, whatever the text. */
+    bool isFile = false;
     std::string head;
     Base64Decoder decoder;
     std::string bytes;

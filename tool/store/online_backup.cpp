@@ -1,17 +1,16 @@
 #include "store/online_backup.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <memory>
 #include <thread>
 
+#include "exit_status.h"
 #include "interrupt.h"
 #include "store/database.h"
 
@@ -29,19 +28,11 @@ constexpr std::chrono::milliseconds LOCK_PAUSE(20);
 /** As often as the library's patience of 2.1 seconds allows. */
 constexpr int MOST_LOCK_PAUSES = 105;
 
-[[noreturn]] void fail_to_write(const std::string& target, const std::string& why) {
-  throw Failure("cannot write the backup " + target + ": " + why);
-}
-
-std::string folder_of(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
-}
-
 /** `path` without links, but for one that may have taken the file's own name meanwhile. */
 std::string resolved(const std::string& path) {
   const std::filesystem::path file(path);
-  return std::filesystem::canonical(folder_of(path)) / file.filename();
+  const std::filesystem::path folder = file.parent_path();
+  return std::filesystem::canonical(folder.empty() ? "." : folder) / file.filename();
 }
 
 struct BackupFinisher {
@@ -70,19 +61,16 @@ void copy_pages(const Database& from, const Database& to) {
   }
 }
 
+std::string without_file(const std::string& target) {
+  struct stat status = {};
+  if (lstat(target.c_str(), &status) != 0) return target;
+  throw Failure("cannot write the backup " + target + ": there is a file of that name");
+}
+
 }  // namespace
 
 NewBackup::NewBackup(const std::string& target)
-    : _target(target), _path(target + ".incomplete-" + std::to_string(getpid())) {
-  struct stat status = {};
-  if (lstat(target.c_str(), &status) == 0) fail_to_write(target, "there is a file of that name");
-  const int file =
-      open(_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (file == -1) fail_to_write(target, std::strerror(errno));
-  close(file);
-}
-
-NewBackup::~NewBackup() { unlink(_path.c_str()); }
+    : _file(without_file(target), "the backup " + target) {}
 
 void NewBackup::write(const std::string& source) {
   if (access(source.c_str(), R_OK) != 0) {
@@ -91,37 +79,15 @@ void NewBackup::write(const std::string& source) {
   }
   try {
     const Database from(source);
-    const Database to(resolved(_path), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW);
+    const Database to(resolved(_file.path()), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW);
     to.execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF;");
     copy_pages(from, to);
   } catch (const DatabaseFailure& failure) {
-    fail_to_write(_target, failure.what());
+    _file.fail(failure.what());
   } catch (const std::filesystem::filesystem_error& error) {
-    fail_to_write(_target, error.code().message());
+    _file.fail(error.code().message());
   }
-  _finish();
-}
-
-void NewBackup::_finish() {
-  const std::string folder = folder_of(_target);
-  _synchronise(_path);
-  if (renameat2(AT_FDCWD, _path.c_str(), AT_FDCWD, _target.c_str(), RENAME_NOREPLACE) == -1) {
-    fail_to_write(_target, std::strerror(errno));
-  }
-  try {
-    _synchronise(folder);
-  } catch (...) {
-    unlink(_target.c_str());
-    throw;
-  }
-}
-
-void NewBackup::_synchronise(const std::string& path) const {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  const bool isDone = file != -1 && fsync(file) == 0;
-  const int error = errno;
-  if (file != -1) close(file);
-  if (!isDone) fail_to_write(_target, std::strerror(error));
+  _file.finish();
 }
 
 }  // namespace msg_tarvel::tool
