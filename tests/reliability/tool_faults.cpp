@@ -75,8 +75,9 @@ void expect_between(const std::string& found, const std::string& before, const s
   const std::set<std::string> beginning = lines_of(before);
   const std::set<std::string> end = lines_of(after);
   const std::set<std::string> now = lines_of(found);
-  for (const std::string& line : now)
+  for (const std::string& line : now) {
     EXPECT_GT(beginning.count(line) + end.count(line), 0U) << line;
+  }
   for (const std::string& line : end) {
     if (beginning.count(line) > 0) {
       EXPECT_EQ(now.count(line), 1U) << line;
