@@ -197,6 +197,7 @@ class Restoration {
     if (is_deeply_nested(text)) throw Failure("no line of an export: it is nested too deeply");
     Json line = Json::parse(text, nullptr, false);
     if (!line.is_object()) throw Failure("no line of an export");
+    refuse_wide_integers(text);
     return line;
   }
 

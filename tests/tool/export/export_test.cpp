@@ -414,6 +414,27 @@ TEST_F(Export, ARowThatNoStoreTakesNamesItsLine) {
                 ":3: table msg_message_table has no column named odd");
 }
 
+TEST_F(Export, AnIntegerThatNoStoreHoldsNamesItsLine) {
+  const std::string conversation = R"({"conversation":{"convId":1}})"
+                                   "\n";
+  const auto message = [](const std::string& itemId) {
+    return R"({"message":{"convId":1,"mainText":"\\\"","itemId":)" + itemId +
+           R"(,"textMessage":"\" 18446744073709551615 \\"}})"
+           "\n";
+  };
+  for (const std::string number : {"9223372036854775808", "18446744073709551615",
+                                   "18446744073709551616", "-9223372036854775809"}) {
+    expectRefused(HEADER + conversation + message("1") + message(number),
+                  ":4: no store holds the number " + number);
+  }
+  const std::string taken = HEADER + conversation + message("9223372036854775807") +
+                            message("-9223372036854775808") + message("18446744073709551616.0") +
+                            message("1e300") + "{\"end\":{\"messages\":4,\"conversations\":1}}\n";
+  EXPECT_EQ(json({"import", file("taken.jsonl", taken)})["stored"], 4);
+  EXPECT_EQ(rows("SELECT itemId FROM msg_message_table;"),
+            "9223372036854775807\n-9223372036854775808\n1.84467440737096e+19\n1.0e+300\n");
+}
+
 TEST_F(Export, AFullDiskIsNoFaultOfALine) {
   const std::string path =
       file("long.jsonl", HEADER + "{\"message\":{\"convId\":1,\"textMessage\":\"" +
