@@ -109,7 +109,7 @@ class XmlWriter {
     return box_of(number_in(message, "storageFolder"), number_in(message, "networkStatus"));
   }
 
-  Json _row(int msgId) {
+  Json _row(long long msgId) {
     _message.reset();
     _message.bind(1, msgId);
     Json row = _message.next() ? row_of(_message) : Json::object();

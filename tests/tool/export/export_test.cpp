@@ -550,6 +550,37 @@ TEST_F(Export, AWholeExportKeepsWrongCounters) {
   EXPECT_EQ(wholeStore(), before);
 }
 
+TEST_F(Export, ChosenMessagesHaveIdsOf64Bits) {
+  import(sms(
+             {{ "body",
+                "one" }}) +
+         sms({{"body", "two"},
+              {"address", "+14155550122"},
+              { "date",
+                "1740000000001" }}));
+  // In 32 bits the second message would be the first, and its conversation too.
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_message_table SET msgId = 4294967297, convId = 4294967297 WHERE msgId = 2;"
+      "UPDATE msg_conversation_table SET convId = 4294967297 WHERE convId = 2;"
+      "UPDATE msg_address_table SET convId = 4294967297 WHERE convId = 2;");
+  const std::string ids =
+      "SELECT msgId || ' ' || convId || ' ' || textMessage FROM msg_message_table;";
+  const std::string second = "4294967297 4294967297 two\n";
+  ASSERT_EQ(rows(ids), "1 1 one\n" + second);
+  const ProcessResult xml = run({"export", "--format", "xml"});
+  EXPECT_EQ(xml.err, "");
+  EXPECT_NE(xml.out.find("body=\"two\""), std::string::npos);
+  EXPECT_EQ(json({"messages"}).size(), 1U) << "the library has no number for the other one";
+
+  const std::string lines = content_of(exported({"--limit", "1"}));
+  EXPECT_EQ(content_of(exported({"--with", "+14155550122"})), lines);
+  beginAnew();
+  EXPECT_EQ(json({"import", file("newest.jsonl", lines)})["stored"], 1);
+  EXPECT_EQ(rows(ids), second);
+  EXPECT_EQ(rows("SELECT convId || address FROM msg_address_table;"), "4294967297+14155550122\n");
+  EXPECT_EQ(rows("SELECT lastMsgId || msgText FROM msg_conversation_table;"), "4294967297two\n");
+}
+
 TEST_F(Export, XmlComesBackAsTheSameMessages) {
   const auto messages = [this] {
     return rows(
