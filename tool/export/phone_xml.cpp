@@ -25,7 +25,8 @@ constexpr const char* SELECT_MESSAGE =
     "SELECT m.*, EXISTS (SELECT 1 FROM msg_nms_meta_table AS n WHERE n.msgId = m.msgId) AS "
     "hasMetadata FROM msg_message_table AS m WHERE msgId = ?;";
 constexpr const char* SELECT_ADDRESSES =
-    "SELECT address FROM msg_address_table WHERE convId = ? AND address <> '' ORDER BY addressId;";
+    "SELECT address, recipientType FROM msg_address_table WHERE convId = ? AND address <> '' ORDER "
+    "BY addressId;";
 constexpr const char* SELECT_CONTENTS =
     "SELECT * FROM msg_mms_content_table WHERE msgId = ? ORDER BY contentId;";
 
@@ -57,6 +58,12 @@ const char* box_of(long long folder, long long networkStatus) {
   }
 }
 
+/** The kind of an <addr>, as its reader takes it. */
+int kind_of_recipient(long long recipientType) {
+  if (recipientType == 2) return ADDRESS_CC;
+  return recipientType == 3 ? ADDRESS_BCC : ADDRESS_TO;
+}
+
 /** Of a row. What is no text or number is none. */
 std::string text_in(const Json& row, const char* column) {
   const Json value = row.value(column, Json());
@@ -68,6 +75,13 @@ long long number_in(const Json& row, const char* column) {
   const Json value = row.value(column, Json());
   return value.is_number_integer() ? value.get<long long>() : 0;
 }
+
+/** Of a conversation. */
+struct Person {
+  std::string address;
+  int kind;
+};
+using People = std::vector<Person>;
 
 using Attributes = std::vector<std::pair<const char*, std::string>>;
 
@@ -123,7 +137,7 @@ class XmlWriter {
       return;
     }
     _noteWhatHasNoPlace(message);
-    const std::vector<std::string> people = _peopleOf(message);
+    const People people = _peopleOf(message);
     const bool isMultimedia = text_in(message, "msgType") == "mms";
     if (isMultimedia || people.size() > 1) {
       if (!isMultimedia) {
@@ -143,11 +157,15 @@ class XmlWriter {
     if (number_in(message, "isShareDialMessage") != 0) ++_leftOut["share-dial flags"];
   }
 
-  std::vector<std::string> _peopleOf(const Json& message) {
-    std::vector<std::string> people;
+  People _peopleOf(const Json& message) {
+    People people;
     _addresses.reset();
     _addresses.bind(1, number_in(message, "convId"));
-    while (_addresses.next()) people.push_back(text_in(row_of(_addresses), "address"));
+    while (_addresses.next()) {
+      const Json row = row_of(_addresses);
+      people.push_back(
+          {text_in(row, "address"), kind_of_recipient(number_in(row, "recipientType"))});
+    }
     return people;
   }
 
@@ -157,9 +175,9 @@ class XmlWriter {
     return subject.empty() || subject == text_in(message, "textMessage") ? "null" : subject;
   }
 
-  void _writeSms(const Json& message, const std::vector<std::string>& people) {
+  void _writeSms(const Json& message, const People& people) {
     _open("sms", {{"protocol", "0"},
-                  {"address", people.empty() ? "" : people.front()},
+                  {"address", people.empty() ? "" : people.front().address},
                   {"date", text_in(message, "displayTime")},
                   {"type", _boxOf(message)},
                   {"subject", _subjectOf(message)},
@@ -176,10 +194,10 @@ class XmlWriter {
     _out << " />\n";
   }
 
-  void _writeMms(const Json& message, const std::vector<std::string>& people) {
+  void _writeMms(const Json& message, const People& people) {
     const bool isReceived = _boxOf(message) == std::string("1");
     std::string list;
-    for (const std::string& person : people) list += (list.empty() ? "" : "~") + person;
+    for (const Person& person : people) list += (list.empty() ? "" : "~") + person.address;
     _open("mms", {{"date", text_in(message, "displayTime")},
                   {"sub", _subjectOf(message)},
                   {"ct_t", "application/vnd.wap.multipart.related"},
@@ -234,14 +252,13 @@ class XmlWriter {
     _out << " />\n";
   }
 
-  void _writeAddresses(const Json& message, const std::vector<std::string>& people,
-                       bool isReceived) {
+  void _writeAddresses(const Json& message, const People& people, bool isReceived) {
     std::string sender = text_in(message, "peerGroupChatSender");
-    if (sender.empty() && !people.empty()) sender = people.front();
+    if (sender.empty() && !people.empty()) sender = people.front().address;
     if (!isReceived) sender = THE_OWNER;
     _writeAddress(sender, ADDRESS_FROM);
-    for (const std::string& person : people) {
-      if (person != sender) _writeAddress(person, ADDRESS_TO);
+    for (const Person& person : people) {
+      if (person.address != sender) _writeAddress(person.address, person.kind);
     }
   }
 

@@ -587,7 +587,9 @@ TEST_F(Export, XmlComesBackAsTheSameMessages) {
                "SELECT msgId || quote(msgType) || storageFolder || ' ' || networkStatus || "
                "quote(mainText) || quote(textMessage) || displayTime || ' ' || attachedNum || "
                "read || quote(peerGroupChatSender) FROM msg_message_table ORDER BY msgId;") +
-           rows("SELECT convId || quote(address) FROM msg_address_table ORDER BY addressId;") +
+           rows(
+               "SELECT convId || quote(address) || quote(recipientType) FROM msg_address_table "
+               "ORDER BY addressId;") +
            rows(
                "SELECT msgId || quote(textData) || contentType || quote(filename) || slideIdx || "
                "quote(size) FROM msg_mms_content_table ORDER BY contentId;") +
@@ -603,6 +605,57 @@ TEST_F(Export, XmlComesBackAsTheSameMessages) {
   beginAnew();
   EXPECT_EQ(json({"import", file("phone.xml", xml.out)})["stored"], 306);
   EXPECT_EQ(messages(), before);
+}
+
+TEST_F(Export, XmlKeepsHowPeopleWereAddressed) {
+  const std::string own = "+14155550100";
+  const auto message = [&own](const std::string& date, const std::string& box,
+                              const std::string& list,
+                              const std::vector<std::pair<int, std::string>>& people) {
+    return mms({{"address", list},
+                {"date", date},
+                {"msg_box", box},
+                {"m_type", box == "1" ? "132" : "128"}},
+               text_part("text"), addrs(people));
+  };
+  import(message("1", "1", "+14155550111~+14155550122~+14155550133",
+                 {{137, "+14155550111"},
+                  {151, own},
+                  {130, "+14155550122"},
+                  { 129,
+                    "+14155550133" }}) +
+             message("2", "2", "+14155550111~+14155550144~+14155550155",
+                     {{137, "insert-address-token"},
+                      {130, "+14155550111"},
+                      {151, "+14155550144"},
+                      { 129,
+                        "+14155550155" }}) +
+             message("3", "2", "+14155550166",
+                     {{137, "insert-address-token"},
+                      { 129,
+                        "+14155550166" }}),
+         {"--own-number", own});
+  // What an owner may have written there beside.
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_address_table SET recipientType = 7 WHERE addressId = 5;");
+  const std::string people =
+      "SELECT convId || ' ' || substr(address, -2) || ' ' || recipientType FROM msg_address_table "
+      "ORDER BY addressId;";
+  const auto kinds = [](const std::string& fifth) {
+    return "1 11 1\n1 22 2\n1 33 3\n2 11 2\n2 44 " + fifth + "\n2 55 3\n3 66 3\n";
+  };
+  ASSERT_EQ(rows(people), kinds("7"));
+  const ProcessResult xml = run({"export", "--format", "xml"});
+  EXPECT_EQ(xml.err, "");
+  for (const std::string addr : {"<addr address=\"+14155550111\" type=\"137\"",
+                                 "<addr address=\"+14155550111\" type=\"130\"",
+                                 "<addr address=\"+14155550144\" type=\"151\"",
+                                 "<addr address=\"+14155550155\" type=\"129\""}) {
+    EXPECT_NE(xml.out.find(addr), std::string::npos) << addr;
+  }
+  beginAnew();
+  EXPECT_EQ(json({"import", file("phone.xml", xml.out)})["stored"], 3);
+  EXPECT_EQ(rows(people), kinds("1"));
 }
 
 TEST_F(Export, XmlTellsWhatItLeavesOut) {
