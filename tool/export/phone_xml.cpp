@@ -15,6 +15,7 @@
 #include "export/media_files.h"
 #include "export/row_json.h"
 #include "helpers/network_status.h"
+#include "import/media_type.h"
 #include "interrupt.h"
 
 namespace msg_tarvel::tool {
@@ -74,6 +75,12 @@ std::string text_in(const Json& row, const char* column) {
 long long number_in(const Json& row, const char* column) {
   const Json value = row.value(column, Json());
   return value.is_number_integer() ? value.get<long long>() : 0;
+}
+
+/** Whether the content is a part that phones take the message's text from. */
+bool has_plain_text(const Json& content) {
+  return !text_in(content, "textData").empty() &&
+         media_type_of(text_in(content, "contentType")).isPlainText();
 }
 
 /** Of a conversation. */
@@ -220,7 +227,7 @@ class XmlWriter {
     _contents.bind(1, number_in(message, "msgId"));
     while (_contents.next()) {
       const Json content = row_of(_contents);
-      hasText = hasText || !text_in(content, "textData").empty();
+      hasText = hasText || has_plain_text(content);
       _writePart(content);
     }
     const std::string text = text_in(message, "textMessage");

@@ -658,6 +658,32 @@ TEST_F(Export, XmlKeepsHowPeopleWereAddressed) {
   EXPECT_EQ(rows(people), kinds("1"));
 }
 
+TEST_F(Export, XmlKeepsATextBesideTextsThatAreNone) {
+  const auto part = [](const std::string& type, const std::string& text) {
+    return element("part", {{"seq", "0"}, {"ct", type}, {"text", text}});
+  };
+  import(mms({}, part("text/x-vcard", "BEGIN:VCARD") + part("text/html", "&lt;p>"), "") +
+         mms({{ "date",
+                "2" }},
+             part("text/x-vcard", "BEGIN:VCARD") + part("Text/Plain; charset=utf-8", "its own"),
+             ""));
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_message_table SET textMessage = 'see contact', mainText = 'see contact' WHERE "
+      "msgId = 1;");
+  const std::string texts =
+      "SELECT mainText || '|' || textMessage FROM msg_message_table ORDER BY displayTime;";
+  ASSERT_EQ(rows(texts), "its own|its own\nsee contact|see contact\n");
+  const ProcessResult xml = run({"export", "--format", "xml"});
+  EXPECT_EQ(xml.err, "");
+  beginAnew();
+  EXPECT_EQ(json({"import", file("phone.xml", xml.out)})["stored"], 2);
+  EXPECT_EQ(rows(texts), "its own|its own\nsee contact|see contact\n");
+  EXPECT_EQ(
+      rows("SELECT contentType || '|' || textData FROM msg_mms_content_table ORDER BY contentId;"),
+      "text/x-vcard|BEGIN:VCARD\nText/Plain; charset=utf-8|its own\n"
+      "text/x-vcard|BEGIN:VCARD\ntext/html|<p>\ntext/plain|see contact\n");
+}
+
 TEST_F(Export, XmlTellsWhatItLeavesOut) {
   generate({"--messages", "400"});
   RawConnection(dbFile()).exec(
