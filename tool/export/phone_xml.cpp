@@ -3,7 +3,7 @@
 #include <glib.h>
 #include <msg-tarvel-common/item/FolderType.h>
 
-#include <algorithm>
+#include <initializer_list>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -22,14 +22,38 @@ namespace msg_tarvel::tool {
 
 namespace {
 
-constexpr const char* SELECT_MESSAGE =
-    "SELECT m.*, EXISTS (SELECT 1 FROM msg_nms_meta_table AS n WHERE n.msgId = m.msgId) AS "
-    "hasMetadata FROM msg_message_table AS m WHERE msgId = ?;";
-constexpr const char* SELECT_ADDRESSES =
-    "SELECT address, recipientType FROM msg_address_table WHERE convId = ? AND address <> '' ORDER "
-    "BY addressId;";
-constexpr const char* SELECT_CONTENTS =
-    "SELECT * FROM msg_mms_content_table WHERE msgId = ? ORDER BY contentId;";
+// Any column of a store can have any value: each is read as what it means to the library, of a BLOB
+// its bytes.
+
+std::string selected(std::initializer_list<const char*> texts,
+                     std::initializer_list<const char*> numbers) {
+  std::string columns;
+  const auto select = [&columns](const std::string& column, const char* type) {
+    columns += (columns.empty() ? "CAST(" : ", CAST(") + column + " AS " + type + ") AS " + column;
+  };
+  for (const char* const column : texts) select(column, "TEXT");
+  for (const char* const column : numbers) select(column, "INTEGER");
+  return "SELECT " + columns;
+}
+
+std::string select_message() {
+  return selected({"msgType", "mainText", "textMessage", "peerGroupChatSender"},
+                  {"msgId", "storageFolder", "networkStatus", "displayTime", "read", "simIndex",
+                   "stickerId", "isSafeMessage", "isShareDialMessage"}) +
+         ", convId, EXISTS (SELECT 1 FROM msg_nms_meta_table AS n WHERE n.msgId = m.msgId) AS "
+         "hasMetadata FROM msg_message_table AS m WHERE msgId = ?;";
+}
+
+std::string select_addresses() {
+  return selected({"address"}, {"recipientType"}) +
+         " FROM msg_address_table WHERE convId = ? AND length(CAST(address AS BLOB)) > 0 "
+         "ORDER BY addressId;";
+}
+
+std::string select_contents() {
+  return selected({"contentType", "textData", "filename", "filepath", "thumbpath"}, {"slideIdx"}) +
+         " FROM msg_mms_content_table WHERE msgId = ? ORDER BY contentId;";
+}
 
 /** What phones write where the owner's number would stand. */
 constexpr const char* THE_OWNER = "insert-address-token";
@@ -65,16 +89,18 @@ int kind_of_recipient(long long recipientType) {
   return recipientType == 3 ? ADDRESS_BCC : ADDRESS_TO;
 }
 
-/** Of a row. What is no text or number is none. */
+/** Of a row; what is not UTF-8 as it is. Empty for NULL. */
 std::string text_in(const Json& row, const char* column) {
-  const Json value = row.value(column, Json());
+  const Json& value = row.at(column);
   if (value.is_string()) return value.get<std::string>();
-  return value.is_number_integer() ? value.dump() : "";
+  if (value.is_object()) return bytes_of_base64(value.at("text").get<std::string>());
+  return value.is_null() ? "" : value.dump();
 }
 
+/** Of a row; 0 for NULL. */
 long long number_in(const Json& row, const char* column) {
-  const Json value = row.value(column, Json());
-  return value.is_number_integer() ? value.get<long long>() : 0;
+  const Json& value = row.at(column);
+  return value.is_null() ? 0 : value.get<long long>();
 }
 
 /** Whether the content is a part that phones take the message's text from. */
@@ -97,9 +123,9 @@ class XmlWriter {
   XmlWriter(const Database& database, std::string media, std::ostream& out)
       : _media(std::move(media)),
         _out(out),
-        _message(database.query(SELECT_MESSAGE)),
-        _addresses(database.query(SELECT_ADDRESSES)),
-        _contents(database.query(SELECT_CONTENTS)) {}
+        _message(database.query(select_message())),
+        _addresses(database.query(select_addresses())),
+        _contents(database.query(select_contents())) {}
 
   LeftOut write(const MessageFilter& filter) {
     const long count = _count(filter);
@@ -167,7 +193,7 @@ class XmlWriter {
   People _peopleOf(const Json& message) {
     People people;
     _addresses.reset();
-    _addresses.bind(1, number_in(message, "convId"));
+    bind_json(_addresses, 1, message.at("convId"));
     while (_addresses.next()) {
       const Json row = row_of(_addresses);
       people.push_back(
@@ -185,7 +211,7 @@ class XmlWriter {
   void _writeSms(const Json& message, const People& people) {
     _open("sms", {{"protocol", "0"},
                   {"address", people.empty() ? "" : people.front().address},
-                  {"date", text_in(message, "displayTime")},
+                  {"date", std::to_string(number_in(message, "displayTime"))},
                   {"type", _boxOf(message)},
                   {"subject", _subjectOf(message)},
                   {"body", text_in(message, "textMessage")},
@@ -205,7 +231,7 @@ class XmlWriter {
     const bool isReceived = _boxOf(message) == std::string("1");
     std::string list;
     for (const Person& person : people) list += (list.empty() ? "" : "~") + person.address;
-    _open("mms", {{"date", text_in(message, "displayTime")},
+    _open("mms", {{"date", std::to_string(number_in(message, "displayTime"))},
                   {"sub", _subjectOf(message)},
                   {"ct_t", "application/vnd.wap.multipart.related"},
                   {"msg_box", _boxOf(message)},

@@ -684,6 +684,44 @@ TEST_F(Export, XmlKeepsATextBesideTextsThatAreNone) {
       "text/x-vcard|BEGIN:VCARD\ntext/html|<p>\ntext/plain|see contact\n");
 }
 
+TEST_F(Export, XmlHasTextsThatAreNotUtf8AndBlobs) {
+  import(sms(
+             {{ "date",
+                "1" }}) +
+         mms({{"date", "2"},
+              { "address",
+                "+14155550122" }},
+             text_part("part") + data_part("image/png", "QUJD"), ""));
+  const std::string path = rows("SELECT filepath FROM msg_mms_content_table WHERE contentId = 2;");
+  fs::rename(path.substr(0, path.size() - 1), mediaDir() + "/a\xFF.png");
+  RawConnection(dbFile()).exec(
+      // An invalid byte, half of a pair of surrogates, NUL and more.
+      "UPDATE msg_message_table SET textMessage = CAST(x'68656c6cff6f' AS TEXT), "
+      "mainText = CAST(x'eda0bd' AS TEXT) WHERE msgId = 1;"
+      "UPDATE msg_address_table SET address = CAST(x'feff' AS TEXT) WHERE convId = 1;"
+      "UPDATE msg_message_table SET mainText = x'7375626a656374', displayTime = 2.5, storageFolder "
+      "= 1.5 WHERE msgId = 2;"
+      "UPDATE msg_mms_content_table SET textData = x'626c6f6200', slideIdx = 7.5 WHERE contentId = "
+      "1;"
+      "UPDATE msg_mms_content_table SET filename = CAST(x'c3' AS TEXT), filepath = CAST('" +
+      mediaDir() + "/a' || x'ff' || '.png' AS TEXT) WHERE contentId = 2;");
+  const ProcessResult xml = run({"export", "--format", "xml"});
+  EXPECT_EQ(xml.status, 0);
+  EXPECT_EQ(xml.err, "msg-tarvel: left out: 9 characters that XML does not have\n");
+  beginAnew();
+  EXPECT_EQ(json({"import", file("phone.xml", xml.out)})["stored"], 2);
+  const std::string lost = "\xEF\xBF\xBD";
+  EXPECT_EQ(rows("SELECT displayTime || '|' || storageFolder || '|' || mainText || '|' || "
+                 "textMessage FROM msg_message_table;"),
+            "1|1|" + lost + lost + lost + "|hell" + lost + "o\n2|1|subject|blob" + lost + "\n");
+  EXPECT_EQ(rows("SELECT address FROM msg_address_table;"), lost + lost + "\n+14155550122\n");
+  EXPECT_EQ(
+      rows("SELECT slideIdx || '|' || textData || '|' || filename FROM msg_mms_content_table;"),
+      "7|blob" + lost + "|text.txt\n0||" + lost + "\n");
+  ASSERT_EQ(mediaFiles().size(), 1U);
+  EXPECT_EQ(content_of(mediaDir() + "/" + mediaFiles().front()), "ABC");
+}
+
 TEST_F(Export, XmlTellsWhatItLeavesOut) {
   generate({"--messages", "400"});
   RawConnection(dbFile()).exec(
