@@ -80,14 +80,15 @@ void PayloadStage::endPayload() {
 
 Payload PayloadStage::_finish() {
   Payload payload;
-  if (!_open->head.empty() && _open->head != "null") {
-    if (!_open->bytes.empty()) _write();
+  const bool isFile = _open->isFile;
+  if (isFile || (!_open->head.empty() && _open->head != "null")) {
+    if (isFile || !_open->bytes.empty()) _write();
     payload = _open->payload;
     payload.digest = g_checksum_get_string(_open->checksum.handle);
     const bool isWhole = _open->decoder.isWhole();
-    payload.state = !isWhole            ? Payload::State::DAMAGED
-                    : payload.size == 0 ? Payload::State::NONE
-                                        : Payload::State::WHOLE;
+    payload.state = !isWhole                       ? Payload::State::DAMAGED
+                    : payload.size == 0 && !isFile ? Payload::State::NONE
+                                                   : Payload::State::WHOLE;
   }
   if (_open->file != -1) {
     // On its way to the disk, so that the end of the import has little to wait for.
@@ -160,10 +161,19 @@ void PayloadStage::abandon() {
 }
 
 Payload PayloadStage::decode(const char* text, std::size_t size) {
+  return _decode(text, size, false);
+}
+
+Payload PayloadStage::decodeFile(const std::string& base64) {
+  return _decode(base64.data(), base64.size(), true);
+}
+
+Payload PayloadStage::_decode(const char* text, std::size_t size, bool isFile) {
   // A payload may be half read by the time the parser hands over one of its own.
   std::unique_ptr<Open> halfRead;
   halfRead.swap(_open);
   beginPayload(0);
+  _open->isFile = isFile;
   payloadText(text, size);
   Payload payload = _finish();
   _open.swap(halfRead);
@@ -172,10 +182,11 @@ Payload PayloadStage::decode(const char* text, std::size_t size) {
 
 std::string PayloadStage::keep(const Payload& payload, const std::string& baseName,
                                const std::string& extension) {
-  std::string name = baseName + "." + extension;
+  const std::string end = extension.empty() ? "" : "." + extension;
+  std::string name = baseName + end;
   if (_isDryRun) return _path(name);
   for (int attempt = 2; !_reserve(payload.name, name); ++attempt) {
-    name = baseName + "-" + std::to_string(attempt) + "." + extension;
+    name = baseName + "-" + std::to_string(attempt) + end;
   }
   return _path(name);
 }

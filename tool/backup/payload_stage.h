@@ -57,10 +57,12 @@ class PayloadStage : public PayloadSink {
   void abandon();
   /** Decodes a payload that is in memory. */
   Payload decode(const char* text, std::size_t size);
+  /** The same for a file's base64: no data is an empty file, and the word "null" data. */
+  Payload decodeFile(const std::string& base64);
 
   /**
-   * Gives a staged file its lasting name, `baseName` "." `extension` or, if that is taken, with a
-   * number behind the base name; returns its path.
+   * Gives a staged file its lasting name, `baseName` "." `extension`, without a dot where that is
+   * empty, or, if the name is taken, with a number behind the base name; returns its path.
    */
   std::string keep(const Payload& payload, const std::string& baseName,
                    const std::string& extension);
@@ -90,6 +92,8 @@ class PayloadStage : public PayloadSink {
   /** The payload that is being read. */
   struct Open {
     long number = 0;
+    /** Whether there is one whatever is read. */
+    bool isFile = false;
     std::string head;
     Base64Decoder decoder;
     std::string bytes;
@@ -107,6 +111,7 @@ class PayloadStage : public PayloadSink {
   bool _reserve(const std::string& stagedName, const std::string& name);
   void _remove(const std::string& name);
   void _write();
+  Payload _decode(const char* text, std::size_t size, bool isFile);
   Payload _finish();
 
   const std::string _directory;

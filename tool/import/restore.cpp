@@ -306,14 +306,15 @@ class Restoration {
 
   std::string _keep(const std::string& path, const std::string& base64) {
     const std::string name = path.substr(path.rfind('/') + 1);
-    const std::size_t dot = name.rfind('.');
-    if (dot == std::string::npos || dot == 0 || name[0] == '.' ||
-        name.find('\0') != std::string::npos) {
+    if (name.empty() || name[0] == '.' || name.find('\0') != std::string::npos) {
       throw Failure("no name for a file: " + name);
     }
-    const Payload payload = _stage.decode(base64.data(), base64.size());
+    const Payload payload = _stage.decodeFile(base64);
     if (payload.state != Payload::State::WHOLE) throw Failure("damaged base64 of " + name);
-    return _stage.keep(payload, name.substr(0, dot), name.substr(dot + 1));
+    const std::size_t dot = name.rfind('.');
+    const bool hasExtension = dot < name.size() - 1;
+    return hasExtension ? _stage.keep(payload, name.substr(0, dot), name.substr(dot + 1))
+                        : _stage.keep(payload, name, "");
   }
 
   const BackupFile& _file;

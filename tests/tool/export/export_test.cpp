@@ -259,6 +259,34 @@ TEST_F(Export, FilesElsewhereStayThere) {
   EXPECT_EQ(result.out.find("\"filepath\":\"c29tZ"), std::string::npos);
 }
 
+TEST_F(Export, FilesOfAnyNameAndContentComeBack) {
+  import(mms({}, text_part("a") + text_part("b") + text_part("c") + text_part("d"), ""));
+  fs::create_directories(mediaDir());
+  const std::vector<std::pair<std::string, std::string>> files = {{"picture", "without extension"},
+                                                                  {"ends.", "with a dot"},
+                                                                  {"empty.png", ""},
+                                                                  {"word.bin", "\x9E\xE9\x65"}};
+  std::string updates;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    file("data/media/" + files[i].first, files[i].second);
+    updates += "UPDATE msg_mms_content_table SET filepath = '" + mediaDir() + "/" + files[i].first +
+               "' WHERE contentId = " + std::to_string(i + 1) + ";";
+  }
+  RawConnection(dbFile()).exec(updates);
+  const std::string before = wholeStore();
+  const std::string media = folder() + "/files";
+  const std::string held = exported();
+  const std::string beside = file("beside.jsonl", run({"export", "--media", media}).out);
+  EXPECT_NE(content_of(held).find(R"("files":{"filepath":"null"})"), std::string::npos);
+  for (const std::vector<std::string>& words :
+       {std::vector<std::string>{"import", held}, {"import", beside, "--media", media}}) {
+    beginAnew();
+    const ProcessResult result = run(words);
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(wholeStore(), before);
+  }
+}
+
 TEST_F(Export, IsReadBackOnlyIntoAStoreWithoutMessages) {
   import(sms({}));
   const std::string path = exported();
