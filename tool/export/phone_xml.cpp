@@ -159,7 +159,8 @@ class XmlWriter {
   Json _row(long long msgId) {
     _message.reset();
     _message.bind(1, msgId);
-    Json row = _message.next() ? row_of(_message) : Json::object();
+    if (!_message.next()) throw DatabaseFailure(SQLITE_CORRUPT);
+    Json row = row_of(_message);
     _message.reset();
     return row;
   }

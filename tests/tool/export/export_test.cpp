@@ -287,6 +287,51 @@ TEST_F(Export, FilesOfAnyNameAndContentComeBack) {
   }
 }
 
+TEST_F(Export, FilesWhoseNamesAreNotUtf8AreToldOf) {
+  import(mms({}, data_part("image/png", "QUJD"), "") + mms({{ "date",
+                                                              "1" }},
+                                                           text_part("a") + text_part("b"), ""));
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_mms_content_table SET filepath = CAST(filepath || x'ff' AS TEXT), thumbpath = 7 "
+      "WHERE contentId = 1;"
+      "UPDATE msg_mms_content_table SET filepath = x'2f61', thumbpath = '' WHERE contentId = 2;");
+  const std::string paths =
+      "SELECT quote(filepath) || quote(thumbpath) FROM msg_mms_content_table;";
+  const std::string before = rows(paths);
+  const ProcessResult result = run({"export"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err,
+            "msg-tarvel: left out: 1 files that are missing or not in the store's media\n"
+            "msg-tarvel: left out: 2 files whose names are not UTF-8\n");
+  beginAnew();
+  EXPECT_EQ(json({"import", file("export.jsonl", result.out)})["stored"], 2);
+  EXPECT_EQ(rows(paths), before);
+}
+
+TEST_F(Export, AMessageThatOnlyAnIndexHasIsDamage) {
+  import(sms({}) + sms({{ "date", "1" }}));
+  // The index is hidden while a message goes.
+  RawConnection connection(dbFile());
+  connection.exec(
+      "PRAGMA writable_schema = ON;"
+      "CREATE TEMP TABLE hidden AS SELECT * FROM sqlite_master WHERE tbl_name = "
+      "'msg_message_table' AND type = 'index';"
+      "DELETE FROM sqlite_master WHERE tbl_name = 'msg_message_table' AND type = 'index';"
+      "PRAGMA writable_schema = RESET;");
+  connection.exec("DELETE FROM msg_message_table WHERE msgId = 2;");
+  connection.exec(
+      "PRAGMA writable_schema = ON;"
+      "INSERT INTO sqlite_master SELECT * FROM temp.hidden;"
+      "PRAGMA writable_schema = RESET;");
+  for (const std::vector<std::string>& words : {std::vector<std::string>{}, {"--format", "xml"}}) {
+    std::vector<std::string> command = {"export", "--folder", "all"};
+    command.insert(command.end(), words.begin(), words.end());
+    ProcessResult result = run(command);
+    result.out.clear();
+    expectFailure(result, "cannot export the message store: ");
+  }
+}
+
 TEST_F(Export, IsReadBackOnlyIntoAStoreWithoutMessages) {
   import(sms({}));
   const std::string path = exported();
