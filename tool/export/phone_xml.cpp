@@ -103,10 +103,16 @@ long long number_in(const Json& row, const char* column) {
   return value.is_null() ? 0 : value.get<long long>();
 }
 
-/** Whether the content is a part that phones take the message's text from. */
-bool has_plain_text(const Json& content) {
-  return !text_in(content, "textData").empty() &&
-         media_type_of(text_in(content, "contentType")).isPlainText();
+/** The type of a content; a text alone that has none is a plain one, or nobody would read it. */
+std::string type_of(const Json& content) {
+  const std::string type = text_in(content, "contentType");
+  const bool isText = !text_in(content, "textData").empty() && text_in(content, "filepath").empty();
+  return type.empty() && isText ? "text/plain" : type;
+}
+
+/** What of a message's text phones take from this part. */
+std::string plain_text_in(const Json& content) {
+  return media_type_of(type_of(content)).isPlainText() ? text_in(content, "textData") : "";
 }
 
 /** Of a conversation. */
@@ -249,16 +255,21 @@ class XmlWriter {
   }
 
   void _writeParts(const Json& message) {
-    bool hasText = false;
+    std::string texts;
     _contents.reset();
     _contents.bind(1, number_in(message, "msgId"));
     while (_contents.next()) {
       const Json content = row_of(_contents);
-      hasText = hasText || has_plain_text(content);
+      const std::string text = plain_text_in(content);
+      texts += (texts.empty() || text.empty() ? "" : "\n") + text;
       _writePart(content);
     }
     const std::string text = text_in(message, "textMessage");
-    if (hasText || text.empty()) return;
+    if (texts.find(text) != std::string::npos) return;
+    if (!texts.empty()) {
+      ++_leftOut["texts of messages that their parts do not have"];
+      return;
+    }
     _open("part", {{"seq", "0"}, {"ct", "text/plain"}, {"cl", "text.txt"}, {"text", text}});
     _out << " />\n";
   }
@@ -267,11 +278,14 @@ class XmlWriter {
     const std::string name = text_in(content, "filename");
     const std::string text = text_in(content, "textData");
     const std::string path = text_in(content, "filepath");
+    const std::string type = type_of(content);
+    // Of a text the word is one, and not what stands for none.
+    const bool isText = media_type_of(type).name.rfind("text/", 0) == 0;
     _open("part", {{"seq", text_in(content, "slideIdx")},
-                   {"ct", text_in(content, "contentType")},
+                   {"ct", type},
                    {"name", name},
                    {"cl", name},
-                   {"text", text.empty() ? "null" : text}});
+                   {"text", text.empty() && !isText ? "null" : text}});
     if (!text_in(content, "thumbpath").empty()) ++_leftOut["thumbnails"];
     if (!path.empty()) {
       if (const char* const why = why_left_out(path, _media)) {

@@ -757,6 +757,36 @@ TEST_F(Export, XmlKeepsATextBesideTextsThatAreNone) {
       "text/x-vcard|BEGIN:VCARD\ntext/html|<p>\ntext/plain|see contact\n");
 }
 
+TEST_F(Export, XmlKeepsTextsOfOddParts) {
+  const auto part = [](const std::string& type, const std::string& text) {
+    return element("part", {{"seq", "0"}, {"ct", type}, {"text", text}});
+  };
+  import(mms({{ "date",
+                "1" }},
+             part("text/plain", "") + part("text/html", "") + part("text/plain", "a") +
+                 part("text/plain", "b"),
+             "") +
+         mms({{ "date",
+                "2" }},
+             part("text/plain", "typeless"), "") +
+         mms({{ "date",
+                "3" }},
+             part("text/plain", "its part's"), ""));
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_mms_content_table SET contentType = NULL WHERE textData = 'typeless';"
+      "UPDATE msg_message_table SET textMessage = 'its own' WHERE displayTime = 3;");
+  const ProcessResult xml = run({"export", "--format", "xml"});
+  EXPECT_EQ(xml.err, "msg-tarvel: left out: 1 texts of messages that their parts do not have\n");
+  beginAnew();
+  EXPECT_EQ(json({"import", file("phone.xml", xml.out)})["stored"], 3);
+  EXPECT_EQ(rows("SELECT textMessage FROM msg_message_table ORDER BY displayTime;"),
+            "a\nb\ntypeless\nits part's\n");
+  EXPECT_EQ(rows("SELECT contentType || '|' || textData FROM msg_mms_content_table ORDER BY msgId, "
+                 "contentId;"),
+            "text/plain|\ntext/html|\ntext/plain|a\ntext/plain|b\ntext/plain|typeless\ntext/"
+            "plain|its part's\n");
+}
+
 TEST_F(Export, XmlHasTextsThatAreNotUtf8AndBlobs) {
   import(sms(
              {{ "date",
@@ -772,7 +802,8 @@ TEST_F(Export, XmlHasTextsThatAreNotUtf8AndBlobs) {
       "UPDATE msg_message_table SET textMessage = CAST(x'68656c6cff6f' AS TEXT), "
       "mainText = CAST(x'eda0bd' AS TEXT) WHERE msgId = 1;"
       "UPDATE msg_address_table SET address = CAST(x'feff' AS TEXT) WHERE convId = 1;"
-      "UPDATE msg_message_table SET mainText = x'7375626a656374', displayTime = 2.5, storageFolder "
+      "UPDATE msg_message_table SET mainText = x'7375626a656374', textMessage = x'626c6f6200', "
+      "displayTime = 2.5, storageFolder "
       "= 1.5 WHERE msgId = 2;"
       "UPDATE msg_mms_content_table SET textData = x'626c6f6200', slideIdx = 7.5 WHERE contentId = "
       "1;"
