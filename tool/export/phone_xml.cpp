@@ -14,6 +14,7 @@
 #include "backup/base64.h"
 #include "export/media_files.h"
 #include "export/row_json.h"
+#include "filter/folder_words.h"
 #include "helpers/network_status.h"
 #include "import/media_type.h"
 #include "interrupt.h"
@@ -41,7 +42,8 @@ std::string select_message() {
                   {"msgId", "storageFolder", "networkStatus", "displayTime", "read", "simIndex",
                    "stickerId", "isSafeMessage", "isShareDialMessage"}) +
          ", convId, EXISTS (SELECT 1 FROM msg_nms_meta_table AS n WHERE n.msgId = m.msgId) AS "
-         "hasMetadata FROM msg_message_table AS m WHERE msgId = ?;";
+         "hasMetadata, EXISTS (SELECT 1 FROM msg_mms_content_table AS c WHERE c.msgId = m.msgId) "
+         "AS hasParts FROM msg_message_table AS m WHERE msgId = ?;";
 }
 
 std::string select_addresses() {
@@ -57,6 +59,9 @@ std::string select_contents() {
 
 /** What phones write where the owner's number would stand. */
 constexpr const char* THE_OWNER = "insert-address-token";
+
+/** What they write where there is none. */
+constexpr const char* WORD_FOR_NONE = "null";
 
 constexpr const char* CHARACTERS = "characters that XML does not have";
 
@@ -178,11 +183,18 @@ class XmlWriter {
     }
     _noteWhatHasNoPlace(message);
     const People people = _peopleOf(message);
-    const bool isMultimedia = text_in(message, "msgType") == "mms";
-    if (isMultimedia || people.size() > 1) {
-      if (!isMultimedia) {
-        ++_leftOut["texts to groups, which became multimedia messages: their kind"];
-      }
+    const bool isGroup = people.size() > 1;
+    const bool hasParts = number_in(message, "hasParts") != 0;
+    const std::string type = text_in(message, "msgType");
+    const bool isMultimedia = type == "mms";
+    if (!isMultimedia && isGroup) {
+      ++_leftOut["texts to groups, which became multimedia messages: their kind"];
+    } else if (!isMultimedia && hasParts) {
+      ++_leftOut["texts with parts, which became multimedia messages: their kind"];
+    } else if (!isMultimedia && type != "sms") {
+      ++_leftOut["kinds of messages beside sms and mms"];
+    }
+    if (isMultimedia || isGroup || hasParts) {
       _writeMms(message, people);
     } else {
       _writeSms(message, people);
@@ -210,9 +222,11 @@ class XmlWriter {
   }
 
   /** Of a message whose subject is its text, phones have none. */
-  static std::string _subjectOf(const Json& message) {
-    const std::string subject = text_in(message, "mainText");
-    return subject.empty() || subject == text_in(message, "textMessage") ? "null" : subject;
+  std::string _subjectOf(const Json& message) {
+    std::string subject = text_in(message, "mainText");
+    if (subject.empty() || subject == text_in(message, "textMessage")) return WORD_FOR_NONE;
+    if (subject == WORD_FOR_NONE) ++_leftOut["subjects that are the word for none"];
+    return subject;
   }
 
   void _writeSms(const Json& message, const People& people) {
@@ -285,7 +299,7 @@ class XmlWriter {
                    {"ct", type},
                    {"name", name},
                    {"cl", name},
-                   {"text", text.empty() && !isText ? "null" : text}});
+                   {"text", text.empty() && !isText ? WORD_FOR_NONE : text}});
     if (!text_in(content, "thumbpath").empty()) ++_leftOut["thumbnails"];
     if (!path.empty()) {
       if (const char* const why = why_left_out(path, _media)) {
@@ -365,7 +379,7 @@ void count_the_rest(const Database& database, LeftOut& leftOut) {
     const long long number = database.number("SELECT count(*) FROM " + rows + ";");
     if (number > 0) leftOut[label] += static_cast<long>(number);
   };
-  count("msg_message_table WHERE storageFolder IN (5, 105)", OTHER_FOLDERS);
+  count("msg_message_table WHERE (" + folder_condition("") + ") IS NOT 1", OTHER_FOLDERS);
   for (const std::string table :
        {"msg_sim_table", "deleted_msg_table", "msg_ft_content_table", "ft_queue_table", "temp_log",
         "message_transaction_table", "respond_msg_table", "msg_sharedial_meta_table"}) {

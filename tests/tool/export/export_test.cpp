@@ -787,6 +787,40 @@ TEST_F(Export, XmlKeepsTextsOfOddParts) {
             "plain|its part's\n");
 }
 
+TEST_F(Export, XmlTellsOfKindsAndFoldersThatPhonesDoNotHave) {
+  std::string elements;
+  for (int i = 1; i <= 8; ++i) {
+    const std::string number = std::to_string(i);
+    elements += sms({{"date", number}, {"body", "text " + number}});
+  }
+  import(elements);
+  file("data/media/a.png", "ABC");
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_message_table SET msgType = 'chat' WHERE msgId IN (2, 3);"
+      "UPDATE msg_message_table SET mainText = 'null' WHERE msgId = 4;"
+      "UPDATE msg_message_table SET mainText = 'null', textMessage = 'null' WHERE msgId = 8;"
+      "UPDATE msg_message_table SET storageFolder = 0 WHERE msgId = 5;"
+      "UPDATE msg_message_table SET storageFolder = NULL WHERE msgId = 6;"
+      "UPDATE msg_message_table SET storageFolder = 9 WHERE msgId = 7;"
+      "INSERT INTO msg_mms_content_table (msgId, contentType, filepath, hasFile) VALUES "
+      "(1, 'image/png', '" +
+      mediaDir() + "/a.png', 1);");
+  const ProcessResult xml = run({"export", "--format", "xml"});
+  EXPECT_EQ(
+      xml.err,
+      "msg-tarvel: left out: 2 kinds of messages beside sms and mms\n"
+      "msg-tarvel: left out: 3 messages in folders that phones do not have\n"
+      "msg-tarvel: left out: 1 subjects that are the word for none\n"
+      "msg-tarvel: left out: 1 texts with parts, which became multimedia messages: their kind\n");
+  beginAnew();
+  EXPECT_EQ(json({"import", file("phone.xml", xml.out)})["stored"], 5);
+  EXPECT_EQ(rows("SELECT msgType || '|' || mainText || '|' || textMessage || '|' || attachedNum "
+                 "FROM msg_message_table ORDER BY displayTime;"),
+            "mms|text 1|text 1|1\nsms|text 2|text 2|0\nsms|text 3|text 3|0\nsms|text 4|text "
+            "4|0\nsms|null|null|0\n");
+  EXPECT_EQ(mediaFiles().size(), 1U);
+}
+
 TEST_F(Export, XmlHasTextsThatAreNotUtf8AndBlobs) {
   import(sms(
              {{ "date",
