@@ -115,6 +115,11 @@ std::string type_of(const Json& content) {
   return type.empty() && isText ? "text/plain" : type;
 }
 
+/** Whether phones take the address for nobody's, or for those of several people. */
+bool is_misread(const std::string& address) {
+  return address == WORD_FOR_NONE || address == THE_OWNER || address.find('~') != std::string::npos;
+}
+
 /** What of a message's text phones take from this part. */
 std::string plain_text_in(const Json& content) {
   return media_type_of(type_of(content)).isPlainText() ? text_in(content, "textData") : "";
@@ -215,6 +220,7 @@ class XmlWriter {
     bind_json(_addresses, 1, message.at("convId"));
     while (_addresses.next()) {
       const Json row = row_of(_addresses);
+      if (is_misread(text_in(row, "address"))) ++_leftOut["addresses that phones misread"];
       people.push_back(
           {text_in(row, "address"), kind_of_recipient(number_in(row, "recipientType"))});
     }

@@ -821,6 +821,27 @@ TEST_F(Export, XmlTellsOfKindsAndFoldersThatPhonesDoNotHave) {
   EXPECT_EQ(mediaFiles().size(), 1U);
 }
 
+TEST_F(Export, XmlTellsOfAddressesThatPhonesMisread) {
+  import(sms(
+             {{ "address",
+                "Alice" }}) +
+         sms(
+             {{ "address",
+                "Bob" }}) +
+         sms(
+             {{ "address",
+                "Carol" }}) +
+         sms(
+             {{ "address",
+                "nullify" }}));
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_address_table SET address = 'null' WHERE address = 'Alice';"
+      "UPDATE msg_address_table SET address = 'insert-address-token' WHERE address = 'Bob';"
+      "UPDATE msg_address_table SET address = 'x~y' WHERE address = 'Carol';");
+  EXPECT_EQ(run({"export", "--format", "xml"}).err,
+            "msg-tarvel: left out: 3 addresses that phones misread\n");
+}
+
 TEST_F(Export, XmlHasTextsThatAreNotUtf8AndBlobs) {
   import(sms(
              {{ "date",
