@@ -299,23 +299,22 @@ class XmlWriter {
     const std::string text = text_in(content, "textData");
     const std::string path = text_in(content, "filepath");
     const std::string type = type_of(content);
-    // Of a text the word is one, and not what stands for none.
-    const bool isText = media_type_of(type).name.rfind("text/", 0) == 0;
+    const char* const why = path.empty() ? nullptr : why_left_out(path, _media);
+    if (why) ++_leftOut[why];
+    const bool hasFile = !path.empty() && !why;
+    // Of a text without a file the word is one, and not what stands for none.
+    const bool isText = !hasFile && media_type_of(type).name.rfind("text/", 0) == 0;
     _open("part", {{"seq", text_in(content, "slideIdx")},
                    {"ct", type},
                    {"name", name},
                    {"cl", name},
                    {"text", text.empty() && !isText ? WORD_FOR_NONE : text}});
     if (!text_in(content, "thumbpath").empty()) ++_leftOut["thumbnails"];
-    if (!path.empty()) {
-      if (const char* const why = why_left_out(path, _media)) {
-        ++_leftOut[why];
-      } else {
-        MediaFile file(_media, *name_in_media(path, _media));
-        _out << " data=\"";
-        encode_media(file, [this](std::string_view base64) { _out << base64; });
-        _out << "\"";
-      }
+    if (hasFile) {
+      MediaFile file(_media, *name_in_media(path, _media));
+      _out << " data=\"";
+      encode_media(file, [this](std::string_view base64) { _out << base64; });
+      _out << "\"";
     }
     _out << " />\n";
   }

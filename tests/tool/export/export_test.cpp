@@ -771,20 +771,27 @@ TEST_F(Export, XmlKeepsTextsOfOddParts) {
              part("text/plain", "typeless"), "") +
          mms({{ "date",
                 "3" }},
-             part("text/plain", "its part's"), ""));
+             part("text/plain", "its part's"), "") +
+         mms({{ "date",
+                "4" }},
+             data_part("text/x-vcard", "QUJD") + data_part("text/plain", "QUJE"), ""));
   RawConnection(dbFile()).exec(
       "UPDATE msg_mms_content_table SET contentType = NULL WHERE textData = 'typeless';"
-      "UPDATE msg_message_table SET textMessage = 'its own' WHERE displayTime = 3;");
+      "UPDATE msg_message_table SET textMessage = 'its own' WHERE displayTime = 3;"
+      "UPDATE msg_mms_content_table SET filepath = '/gone.txt' WHERE filepath LIKE '%.txt';");
   const ProcessResult xml = run({"export", "--format", "xml"});
-  EXPECT_EQ(xml.err, "msg-tarvel: left out: 1 texts of messages that their parts do not have\n");
+  EXPECT_EQ(xml.err,
+            "msg-tarvel: left out: 1 files that are missing or not in the store's media\n"
+            "msg-tarvel: left out: 1 texts of messages that their parts do not have\n");
+  EXPECT_NE(xml.out.find("text=\"null\" data=\"QUJD\""), std::string::npos);
   beginAnew();
-  EXPECT_EQ(json({"import", file("phone.xml", xml.out)})["stored"], 3);
+  EXPECT_EQ(json({"import", file("phone.xml", xml.out)})["stored"], 4);
   EXPECT_EQ(rows("SELECT textMessage FROM msg_message_table ORDER BY displayTime;"),
-            "a\nb\ntypeless\nits part's\n");
+            "a\nb\ntypeless\nits part's\n\n");
   EXPECT_EQ(rows("SELECT contentType || '|' || textData FROM msg_mms_content_table ORDER BY msgId, "
                  "contentId;"),
             "text/plain|\ntext/html|\ntext/plain|a\ntext/plain|b\ntext/plain|typeless\ntext/"
-            "plain|its part's\n");
+            "plain|its part's\ntext/x-vcard|\ntext/plain|\n");
 }
 
 TEST_F(Export, XmlTellsOfKindsAndFoldersThatPhonesDoNotHave) {
