@@ -682,9 +682,8 @@ TEST_F(Export, XmlComesBackAsTheSameMessages) {
 
 TEST_F(Export, XmlKeepsHowPeopleWereAddressed) {
   const std::string own = "+14155550100";
-  const auto message = [&own](const std::string& date, const std::string& box,
-                              const std::string& list,
-                              const std::vector<std::pair<int, std::string>>& people) {
+  const auto message = [](const std::string& date, const std::string& box, const std::string& list,
+                          const std::vector<std::pair<int, std::string>>& people) {
     return mms({{"address", list},
                 {"date", date},
                 {"msg_box", box},
