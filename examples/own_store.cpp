@@ -12,6 +12,7 @@
 #include <iostream>
 
 #include "helpers/folders.h"
+#include "helpers/network_status.h"
 #include "helpers/same_address.h"
 #include "helpers/store_error.h"
 #include "helpers/store_maker.h"
@@ -23,7 +24,6 @@ namespace {
 using msg_tarvel::Message;
 namespace helpers = msg_tarvel::helpers;
 
-constexpr int BEING_SENT = 1;  // of Message::networkStatus
 constexpr int FROM_OR_TO = 1;  // of Address::recipientType
 constexpr int FIRST_SIM = 1;   // what msg_sim_table would call the card
 
@@ -64,7 +64,7 @@ Message incoming_message() {
 Message reply_to(const Message& incoming) {
   Message reply = text_message(msg_tarvel::MAIN_FOLDER_2, incoming.addresses.front().address,
                                "On my way", incoming.displayTime + 1);
-  reply.networkStatus = BEING_SENT;
+  reply.networkStatus = helpers::NETWORK_SENDING;
   return reply;
 }
 

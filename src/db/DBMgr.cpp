@@ -17,7 +17,6 @@
 #include <cstring>
 
 #include "db/DBMgr_internal.h"
-#include "db/SqlStatement_internal.h"
 #include "db/bounded_text.h"
 #include "db/db_schema.h"
 #include "db/kept_statements.h"
@@ -154,10 +153,9 @@ int insert_subscription_row(log::CallSite site = log::CallSite::here()) {
     MSG_TARVEL_ERROR_AT(site, "compileStatement() failed!");
     return DB_ERR_PREPARE;
   }
-  const LostTexts lost;
   statement->bind(1, 0);
   statement->bind(2, "");
-  const int ret = SqlStatementInternal::stepWithBoundTexts(*statement, lost);
+  const int ret = statement->step();
   statement.reset();
   if (ret != DB_SUCCESS) MSG_TARVEL_ERROR_AT(site, "step() failed: (%d)", ret);
   return ret;

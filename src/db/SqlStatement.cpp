@@ -42,10 +42,6 @@ int SqlStatementInternal::step(int code) {
   return DB_ERR_STEP;
 }
 
-int SqlStatementInternal::stepWithBoundTexts(SqlStatement& statement, const LostTexts& lost) {
-  return lost.any() ? step(SQLITE_NOMEM) : statement.step();
-}
-
 void SqlStatement::reset() {
   forget_lost_text(this);
   // An empty text has no handle, and SQLite would follow the null pointer when clearing it.
@@ -68,7 +64,6 @@ void SqlStatement::bind(int index, const char* text) {
   const int code =
       sqlite3_bind_text(_stmt, index, text, static_cast<int>(std::strlen(text)), SQLITE_STATIC);
   if (code != SQLITE_NOMEM) return;
-  LostTexts::add();
   // One is remembered; of another nothing is left that could run.
   if (withLostText && withLostText != this) {
     _finalize();

@@ -6,23 +6,18 @@
 
 namespace msg_tarvel::db {
 
-class LostTexts;
-
 class SqlStatementInternal {
  public:
   static void finalize(SqlStatement& statement) { statement._finalize(); }
   /** What step returns, and reports under its name, for SQLite's `code`. */
   static int step(int code);
-  /** Steps a statement to which texts were bound; fails where one of them was lost. */
-  static int stepWithBoundTexts(SqlStatement& statement, const LostTexts& lost);
   static sqlite3_stmt* handle(const SqlStatement& statement) { return statement._stmt; }
 };
 
 /**
- * Tells whether a text that the calling thread has read or bound since could not be had for want of
- * memory: getText gives an empty one then, as for NULL, and SQLite fails the next step of that
- * statement; a parameter stays as it is, which SQLite does not come back to, and step() does. What
- * one query has lost is its own failure, and no loss of a query around it.
+ * Tells whether a text that the calling thread has read since could not be had for want of memory:
+ * getText gives an empty one then, as for NULL, and SQLite fails the next step of that statement.
+ * What one query has lost is its own failure, and no loss of a query around it.
  */
 class LostTexts {
  public:
@@ -31,7 +26,7 @@ class LostTexts {
   LostTexts& operator=(const LostTexts&) = delete;
   ~LostTexts() { count = _before; }
   bool any() const { return count != _before; }
-  /** Called by getText and bind. */
+  /** Called by getText. */
   static void add() { ++count; }
 
  private:

@@ -635,14 +635,12 @@ constexpr const char* SELECT_SENDING_MSG_CONTENT =
 constexpr const char* SELECT_SENDING_FILE_CONTENT =
     "SELECT msgId, status, filepath, filename FROM msg_ft_content_table WHERE filepath = ?;";
 
-/**
- * Runs a look-up of msg_ft_content_table that is bound, since `lost` began; without a row `content`
- * stays as it is.
- */
-int read_sending_content(SqlStatement& statement, const LostTexts& lost, Content& content,
+/** Runs a look-up of msg_ft_content_table; without a row `content` stays as it is. */
+int read_sending_content(SqlStatement& statement, Content& content,
                          log::CallSite site = log::CallSite::here()) {
-  int ret = SqlStatementInternal::stepWithBoundTexts(statement, lost);
+  int ret = statement.step();
   if (ret == DB_ROW) {
+    const LostTexts lost;
     content.msgId = statement.getInt(0);
     content.status = statement.getInt(1);
     content.filepath = statement.getText(2);
@@ -670,18 +668,16 @@ int db_get_contents(int msgId, std::vector<Content>& contents) {
 int db_get_sending_msg_content_info(int msgId, Content& content) {
   const auto statement = compile(SELECT_SENDING_MSG_CONTENT);
   if (!statement) return DB_ERR_PREPARE;
-  const LostTexts lost;
   statement->bind(1, msgId);
   statement->bind(2, STRUCTURED_MESSAGE);
-  return read_sending_content(*statement, lost, content);
+  return read_sending_content(*statement, content);
 }
 
 int db_get_sending_file_content_info(const std::string& filepath, Content& content) {
   const auto statement = compile(SELECT_SENDING_FILE_CONTENT);
   if (!statement) return DB_ERR_PREPARE;
-  const LostTexts lost;
   statement->bind(1, filepath.c_str());
-  return read_sending_content(*statement, lost, content);
+  return read_sending_content(*statement, content);
 }
 
 // Network message store: metadata and subscription

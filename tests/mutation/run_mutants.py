@@ -1,8 +1,9 @@
 #!/usr/bin/env -S python3 -B
-"""Tries mutants of src/ and helpers/ in a tree that nobody works on; script/mutate makes one.
+"""Tries mutants of src/ and helpers/ in copies of the tree; script/mutate makes them.
 
 Each mutant is compiled and tested until a test notices it: first by the test programs of its own folder, then
-by the others, those that take least first, and with --sanitizers under the sanitizers."""
+by the others, those that take least first, and with --sanitizers under the sanitizers. Each copy has a worker, a
+process of its own, which takes numbers of mutants and answers with what became of them."""
 
 import argparse
 import collections
@@ -13,10 +14,12 @@ import math
 import os
 import pathlib
 import random
+import shlex
 import signal
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 from mutants import mutants_of
@@ -24,6 +27,8 @@ from mutants import mutants_of
 FOLDERS = ("src", "helpers")
 # A mutant may loop for ever; the longest program takes half a minute.
 LONGEST = 90
+# What a worker's line with an outcome begins with.
+ANSWER = "outcome: "
 EQUIVALENT = pathlib.Path(__file__).parent / "equivalent.txt"
 
 
@@ -160,49 +165,111 @@ def all_mutants(tree):
     return found
 
 
-def main():
+def work(arguments, drawn):
+    """Tries the mutants whose numbers the input has, and answers with their outcomes."""
+    build, sanitized = Build(arguments.tree, "dev", arguments.passed), None
+    for line in sys.stdin:
+        mutant = drawn[int(line)]
+        outcome = build.try_mutant(mutant)
+        if outcome is Outcome.SURVIVED and arguments.sanitizers:
+            sanitized = sanitized or Build(arguments.tree, "asan")
+            if sanitized.try_mutant(mutant) is Outcome.NOTICED:
+                outcome = Outcome.NOTICED
+        print(f"{ANSWER}{outcome.value}", flush=True)
+
+
+class Draw:
+    """Mutants by their numbers, of which `count` that compile are tried, none begun after `seconds`."""
+
+    def __init__(self, size, count, seconds):
+        self.numbers, self.count, self.end = iter(range(size)), count, time.monotonic() + seconds
+        self.lock, self.under_way = threading.Lock(), 0
+        self.noticed, self.survivors = 0, []
+
+    def take(self):
+        with self.lock:
+            tried = self.noticed + len(self.survivors)
+            if tried + self.under_way >= self.count or time.monotonic() > self.end:
+                return None
+            number = next(self.numbers, None)
+            self.under_way += number is not None
+            return number
+
+    def put(self, number, outcome):
+        with self.lock:
+            self.under_way -= 1
+            self.noticed += outcome is Outcome.NOTICED
+            if outcome is Outcome.SURVIVED:
+                self.survivors.append(number)
+
+
+def delegate(worker, draw):
+    """Has a worker try mutants of the draw until there are enough, or it is gone."""
+    with worker.stdin:
+        while (number := draw.take()) is not None:
+            print(number, file=worker.stdin, flush=True)
+            for line in worker.stdout:
+                if line.startswith(ANSWER):
+                    draw.put(number, Outcome(line[len(ANSWER) :].strip()))
+                    break
+                print(line, end="", flush=True)
+            else:
+                return
+
+
+def arguments_of_call():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--tree", type=pathlib.Path, required=True)
     parser.add_argument("--count", type=int, default=30, help="how many are drawn")
     parser.add_argument("--seed", default=datetime.date.today().isoformat(), help="what draws them: the date")
     parser.add_argument("--only", default="", help="of the mutants whose name holds this text")
     parser.add_argument("--least", type=float, default=97, help="per cent that must be noticed")
+    parser.add_argument("--survivors", type=int, default=0, help="how many are spared, whatever per cent they are")
     parser.add_argument("--seconds", type=float, default=math.inf, help="no other is begun after that time")
     parser.add_argument("--passed", action="store_true", help="the tests passed just now")
     parser.add_argument("--sanitizers", action="store_true", help="try what survives under them too")
-    arguments = parser.parse_args()
-    # What restores the source runs at an end by a signal too.
-    signal.signal(signal.SIGTERM, lambda *_: sys.exit(128 + signal.SIGTERM))
+    parser.add_argument("--worker", action="append", help="a command that runs one in a copy of its own")
+    parser.add_argument("--work", action="store_true", help="be a worker")
+    return parser.parse_args()
 
+
+def main():
+    arguments = arguments_of_call()
     mutants = [m for m in all_mutants(arguments.tree) if arguments.only in m.name]
     known = equivalents()
     drawn = [m for m in mutants if m.name not in known]
     random.Random(arguments.seed).shuffle(drawn)
+    if arguments.work:
+        # What restores the source runs at an end by a signal too.
+        signal.signal(signal.SIGTERM, lambda *_: sys.exit(128 + signal.SIGTERM))
+        work(arguments, drawn)
+        return
 
-    build = Build(arguments.tree, "dev", arguments.passed)
-    end = time.monotonic() + arguments.seconds
-    noticed, survivors = 0, []
-    for mutant in drawn:
-        if noticed + len(survivors) == arguments.count or time.monotonic() > end:
-            break
-        outcome = build.try_mutant(mutant)
-        noticed += outcome is Outcome.NOTICED
-        if outcome is Outcome.SURVIVED:
-            survivors.append(mutant)
-    tried = noticed + len(survivors)
-    if survivors and arguments.sanitizers:
-        build = Build(arguments.tree, "asan")
-        survivors = [m for m in survivors if build.try_mutant(m) is not Outcome.NOTICED]
+    words = [sys.argv[0], *sys.argv[1:], "--work"]
+    workers = [
+        subprocess.Popen([*shlex.split(command), *words], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        for command in arguments.worker
+    ]
+    signal.signal(signal.SIGTERM, lambda *_: [worker.terminate() for worker in workers])
+    draw = Draw(len(drawn), arguments.count, arguments.seconds)
+    threads = [threading.Thread(target=delegate, args=(worker, draw)) for worker in workers]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    if any(worker.wait() != 0 for worker in workers):
+        sys.exit("a worker has failed")
 
-    for mutant in survivors:
-        print(f"survived: {mutant.name}")
-    rate = 100 * (tried - len(survivors)) / max(1, tried)
+    for number in draw.survivors:
+        print(f"survived: {drawn[number].name}")
+    tried = draw.noticed + len(draw.survivors)
+    rate = 100 * draw.noticed / max(1, tried)
     print(
         f"{tried} of {len(mutants)} mutants ({len(known)} more do what the source does), drawn by"
-        f" {arguments.seed}: {len(survivors)} survived, {rate:.1f} % noticed"
+        f" {arguments.seed}: {len(draw.survivors)} survived, {rate:.1f} % noticed"
     )
-    return 0 if rate >= arguments.least else 1
+    sys.exit(0 if rate >= arguments.least or len(draw.survivors) <= arguments.survivors else 1)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    main()

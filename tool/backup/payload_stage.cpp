@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -37,6 +38,13 @@ void write_all(int file, const std::string& bytes, const std::string& path) {
     if (count < 0 && errno != EINTR) fail_on("write", path);
     if (count > 0) written += static_cast<std::size_t>(count);
   }
+}
+
+/** At most `size` bytes of a name, without a part of a character at the end. */
+std::string beginning_of(const std::string& name, std::size_t size) {
+  if (name.size() <= size) return name;
+  while (size > 0 && (static_cast<unsigned char>(name[size]) & 0xC0) == 0x80) --size;
+  return name.substr(0, size);
 }
 
 }  // namespace
@@ -80,15 +88,15 @@ void PayloadStage::endPayload() {
 
 Payload PayloadStage::_finish() {
   Payload payload;
-  const bool isFile = _open->isFile;
-  if (isFile || (!_open->head.empty() && _open->head != "null")) {
-    if (isFile || !_open->bytes.empty()) _write();
+  if (_open->isFile || (!_open->head.empty() && _open->head != "null")) {
+    if (_open->isFile || !_open->bytes.empty()) _write();
     payload = _open->payload;
     payload.digest = g_checksum_get_string(_open->checksum.handle);
     const bool isWhole = _open->decoder.isWhole();
-    payload.state = !isWhole                       ? Payload::State::DAMAGED
-                    : payload.size == 0 && !isFile ? Payload::State::NONE
-                                                   : Payload::State::WHOLE;
+    const bool isNone = payload.size == 0 && !_open->isFile;
+    payload.state = !isWhole ? Payload::State::DAMAGED
+                    : isNone ? Payload::State::NONE
+                             : Payload::State::WHOLE;
   }
   if (_open->file != -1) {
     // On its way to the disk, so that the end of the import has little to wait for.
@@ -161,19 +169,11 @@ void PayloadStage::abandon() {
 }
 
 Payload PayloadStage::decode(const char* text, std::size_t size) {
-  return _decode(text, size, false);
-}
-
-Payload PayloadStage::decodeFile(const std::string& base64) {
-  return _decode(base64.data(), base64.size(), true);
-}
-
-Payload PayloadStage::_decode(const char* text, std::size_t size, bool isFile) {
   // A payload may be half read by the time the parser hands over one of its own.
   std::unique_ptr<Open> halfRead;
   halfRead.swap(_open);
   beginPayload(0);
-  _open->isFile = isFile;
+  _open->isFile = true;
   payloadText(text, size);
   Payload payload = _finish();
   _open.swap(halfRead);
@@ -182,12 +182,14 @@ Payload PayloadStage::_decode(const char* text, std::size_t size, bool isFile) {
 
 std::string PayloadStage::keep(const Payload& payload, const std::string& baseName,
                                const std::string& extension) {
-  const std::string end = extension.empty() ? "" : "." + extension;
-  std::string name = baseName + end;
-  if (_isDryRun) return _path(name);
-  for (int attempt = 2; !_reserve(payload.name, name); ++attempt) {
-    name = baseName + "-" + std::to_string(attempt) + end;
-  }
+  std::string number;
+  std::string name;
+  int attempt = 1;
+  do {
+    const std::size_t others = std::strlen(STAGED_PREFIX) + number.size() + extension.size();
+    name = lasting_name(beginning_of(baseName, NAME_MAX - others) + number + extension);
+    number = "-" + std::to_string(++attempt);
+  } while (!_isDryRun && !_reserve(payload.name, name));
   return _path(name);
 }
 

@@ -55,14 +55,13 @@ class PayloadStage : public PayloadSink {
   Payload take(long number);
   /** Drops what is half read, and what is finished and not taken. */
   void abandon();
-  /** Decodes a payload that is in memory. */
+  /** Decodes a whole file that is in memory, which may be empty, and of any bytes. */
   Payload decode(const char* text, std::size_t size);
-  /** The same for a file's base64: no data is an empty file, and the word "null" data. */
-  Payload decodeFile(const std::string& base64);
 
   /**
-   * Gives a staged file its lasting name, `baseName` "." `extension`, without a dot where that is
-   * empty, or, if the name is taken, with a number behind the base name; returns its path.
+   * Gives a staged file its lasting name, `baseName` and `extension`, which is short, with its dot,
+   * or empty; if that is taken, with a number between them, and if it is too long, with less of the
+   * base name, as lasting_name makes it. Returns its path.
    */
   std::string keep(const Payload& payload, const std::string& baseName,
                    const std::string& extension);
@@ -92,7 +91,7 @@ class PayloadStage : public PayloadSink {
   /** The payload that is being read. */
   struct Open {
     long number = 0;
-    /** Whether there is one whatever is read. */
+    /** Whether there is a file, whatever the text. */
     bool isFile = false;
     std::string head;
     Base64Decoder decoder;
@@ -111,7 +110,6 @@ class PayloadStage : public PayloadSink {
   bool _reserve(const std::string& stagedName, const std::string& name);
   void _remove(const std::string& name);
   void _write();
-  Payload _decode(const char* text, std::size_t size, bool isFile);
   Payload _finish();
 
   const std::string _directory;

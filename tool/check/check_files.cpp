@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <optional>
 
 #include "check/check.h"
 #include "check/queries.h"
@@ -66,6 +67,13 @@ void check_journal(const CheckedStore& store, Findings& findings) {
   }
 }
 
+NamedFiles names_in_rows(const Database& database) {
+  NamedFiles named;
+  Rows paths = database.query(SELECT_NAMED_FILES);
+  while (paths.next()) named.add(paths.text(0));
+  return named;
+}
+
 }  // namespace
 
 void check_files(const CheckedStore& store, Findings& findings) {
@@ -81,6 +89,11 @@ void check_media(const CheckedStore& store, Findings& findings) {
   const auto isThere = [&store](const std::string& name) {
     return std::binary_search(store.mediaFiles.begin(), store.mediaFiles.end(), name);
   };
+  std::optional<NamedFiles> read;
+  const auto named = [&]() -> const NamedFiles& {
+    if (!read) read = names_in_rows(store.database);
+    return *read;
+  };
   look_for(Kind::MISSING_FILES, findings, [&] {
     Rows files = store.database.query(SELECT_CONTENT_FILES);
     while (files.next()) {
@@ -88,18 +101,17 @@ void check_media(const CheckedStore& store, Findings& findings) {
       const std::string path = files.text(1);
       if (stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) continue;
       const std::string staged = STAGED_PREFIX + path.substr(path.rfind('/') + 1);
+      const bool isStaged = isThere(staged) && !named().contains(staged);
       findings.add(Kind::MISSING_FILES, files.text(0),
-                   path + (isThere(staged) ? " is there as " + staged : " is not there"));
+                   path + (isStaged ? " is there as " + staged : " is not there"));
     }
   });
   look_for(Kind::UNNAMED_FILES, findings, [&] {
-    NamedFiles named;
-    Rows paths = store.database.query(SELECT_NAMED_FILES);
-    while (paths.next()) named.add(paths.text(0));
+    const NamedFiles& names = named();
     for (const std::string& name : store.mediaFiles) {
+      if (names.contains(name)) continue;
       const bool isStaged = is_staged_file(name);
-      if (named.contains(isStaged ? settled_name(name) : name)) continue;
-      if (isStaged && store.isBeingWritten) continue;
+      if (isStaged && (names.contains(settled_name(name)) || store.isBeingWritten)) continue;
       findings.add(Kind::UNNAMED_FILES, store.dataDirectory + "media/" + name,
                    isStaged ? "was left by an import that was killed" : "is named by no row");
     }

@@ -9,13 +9,13 @@
 #include <cerrno>
 #include <climits>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -27,10 +27,12 @@
 #include "helpers/record_mapping.h"
 #include "helpers/store_error.h"
 #include "helpers/transaction.h"
+#include "interrupt.h"
 #include "print/json.h"
 #include "print/remark.h"
 #include "print/table.h"
 #include "store/log_sink.h"
+#include "store/new_file.h"
 #include "store/store.h"
 #include "store/store_view.h"
 
@@ -43,7 +45,6 @@ enum { OFFSET, BYTES, BLOCK, MEANING, VALUE };
 
 constexpr std::size_t MOST_BYTES_SHOWN = 4;
 constexpr std::streamsize CHUNK_SIZE = 65536;
-constexpr mode_t OWNER_ONLY = 0600;
 
 struct EncodeArguments {
   int msgId = 0;
@@ -132,30 +133,64 @@ int verdict(const BufferWalk& walk, const std::string& path) {
 
 /** What keeps a message from being written there; null for nothing. */
 const char* objection_to(const struct stat& status) {
-  if (S_ISCHR(status.st_mode)) return nullptr;
   if (!S_ISREG(status.st_mode)) return "it is not a regular file";
   if (status.st_uid != geteuid()) return "it is another user's file";
   return status.st_nlink > 1 ? "it is a file elsewhere too (hard link)" : nullptr;
 }
 
-struct FileCloser {
-  void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file) == 0); }
+class Descriptor {
+ public:
+  explicit Descriptor(int number) : _number(number) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() {
+    if (_number != -1) close(_number);
+  }
+
+  int number() const { return _number; }
+
+ private:
+  int _number;
 };
 
-/** A new file is for this user alone; none that others have put there gets the message. */
+void write_bytes(int descriptor, std::string_view content, const std::string& path) {
+  while (!content.empty()) {
+    const ssize_t count = write(descriptor, content.data(), content.size());
+    if (count == -1 && errno != EINTR) cannot_write(path, std::strerror(errno));
+    if (count > 0) content.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+/** For those who could read the file that is replaced, if the group can be the same. */
+void let_the_same_read(int descriptor, const struct stat& replaced) {
+  constexpr auto SAME_OWNER = static_cast<uid_t>(-1);
+  const bool hasGroup = fchown(descriptor, SAME_OWNER, replaced.st_gid) == 0;
+  const mode_t mode = replaced.st_mode & (hasGroup ? 0777U : 0707U);
+  static_cast<void>(fchmod(descriptor, mode) == 0);
+}
+
+/** Whole or not at all, but on a device: after a failure the file that was there still is. */
 void write_file(const std::string& path, const std::string& content) {
   // Non-blocking, so that a named pipe is refused rather than waited for.
-  const int descriptor =
-      open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, OWNER_ONLY);
-  if (descriptor == -1) cannot_write(path, std::strerror(errno));
-  const std::unique_ptr<std::FILE, FileCloser> file(fdopen(descriptor, "wb"));
+  const Descriptor there(open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  const bool isNew = there.number() == -1;
+  if (isNew && errno != ENOENT) cannot_write(path, std::strerror(errno));
   struct stat status = {};
-  if (!file || fstat(descriptor, &status) != 0) cannot_write(path, std::strerror(errno));
-  if (const char* objection = objection_to(status)) cannot_write(path, objection);
-  const bool isEmpty = !S_ISREG(status.st_mode) || ftruncate(descriptor, 0) == 0;
-  if (!isEmpty || std::fwrite(content.data(), 1, content.size(), file.get()) != content.size() ||
-      std::fflush(file.get()) != 0) {
-    cannot_write(path, std::strerror(errno));
+  if (!isNew && fstat(there.number(), &status) != 0) cannot_write(path, std::strerror(errno));
+  if (S_ISCHR(status.st_mode)) {
+    write_bytes(there.number(), content, path);
+    return;
+  }
+  const char* const objection = isNew ? nullptr : objection_to(status);
+  if (objection) cannot_write(path, objection);
+  NewFile file(path, path);
+  write_bytes(file.descriptor(), content, path);
+  throw_if_interrupted();
+  if (isNew) {
+    file.finish();
+  } else {
+    let_the_same_read(file.descriptor(), status);
+    file.replace();
   }
 }
 
@@ -176,7 +211,7 @@ int encode_buffer(const Output& output, const EncodeArguments& arguments) {
   if (path.empty()) {
     output.out << buffer;
   } else {
-    write_file(path, buffer);
+    interruptible("nothing was written", [&] { write_file(path, buffer); });
   }
   return FOUND;
 }

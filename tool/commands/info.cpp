@@ -91,9 +91,10 @@ Json folders_json() {
 /** In milliseconds; null without messages. */
 Json time_json(const char* which) {
   const auto row = helpers::compile(
-      std::string("SELECT ") + which + "(displayTime) FROM msg_message_table HAVING count(*) > 0;",
+      std::string("SELECT count(*) > 0, ") + which + "(displayTime) FROM msg_message_table;",
       CANNOT_READ);
-  return helpers::next_row(*row, CANNOT_READ) ? Json(row->getInt64(0)) : Json(nullptr);
+  const bool hasMessages = helpers::next_row(*row, CANNOT_READ) && row->getInt(0) != 0;
+  return hasMessages ? Json(row->getInt64(1)) : Json(nullptr);
 }
 
 Json settings_json() {

@@ -340,7 +340,7 @@ void declare_query(CommandSet& commands) {
       .add("query", "Asks one of the library's queries, and prints what it gives",
            "msg-tarvel query db_get_message_list folderType=1 readFilter=0 limit=20\n\n"
            "Without a name: lists the queries. Items are as the query fills them; numbers stand\n"
-           "for folders and types. A negative argument follows two dashes: query NAME -- -2.",
+           "for folders and types. A negative number is written as any other: query NAME -2.",
            [words](const Output& output) { return run_query(output, *words); })
       .add_option("QUERY", *words, "The query's name, and behind it its arguments")
       ->type_name("NAME [ARG...]");

@@ -11,7 +11,7 @@ namespace msg_tarvel::tool {
 /** "inbox" for 1 and 101, and so on; the number of a folder that has no name. */
 std::string folder_word(int folder);
 
-/** The words that folders_of takes beside numbers. */
+/** The words that folder_condition takes beside numbers. */
 std::vector<std::string> folder_words();
 
 /**

@@ -269,7 +269,7 @@ std::string Generator::_keep(const std::string& bytes, const std::string& baseNa
                              const std::string& extension) {
   const std::string text = base64_of(bytes);
   ++_made.files;
-  return _stage.keep(_stage.decode(text.data(), text.size()), baseName, extension);
+  return _stage.keep(_stage.decode(text.data(), text.size()), baseName, "." + extension);
 }
 
 void require_empty_store() {

@@ -396,7 +396,7 @@ void Import::storePart(int msgId, int index, int line, const BackupPart& part) {
     content.attachType = true;
     content.hasFile = true;
     content.filepath = _stage->keep(
-        part.payload, std::to_string(msgId) + "-" + std::to_string(index), type.extension);
+        part.payload, std::to_string(msgId) + "-" + std::to_string(index), "." + type.extension);
     if (!type.isKnown) report(line, index, part, "unknown content type, stored as a file");
   } else if (part.payload.state == Payload::State::DAMAGED) {
     content.status = CONTENT_STATUS_DAMAGED;

@@ -49,6 +49,9 @@ constexpr std::string_view REPLACED_TABLES[] = {
 /** The numbers that no row gets again. */
 constexpr const char* SEQUENCES = "sqlite_sequence";
 
+/** What is longer stands behind no number, where a name is taken or too long. */
+constexpr std::size_t LONGEST_EXTENSION = 100;
+
 /** The lists of a message's line, by the table that they go to. */
 struct RestoredList {
   const char* name;
@@ -309,12 +312,13 @@ class Restoration {
     if (name.empty() || name[0] == '.' || name.find('\0') != std::string::npos) {
       throw Failure("no name for a file: " + name);
     }
-    const Payload payload = _stage.decodeFile(base64);
+    std::size_t dot = name.rfind('.');
+    if (dot == std::string::npos || name.size() - dot > LONGEST_EXTENSION) {
+      dot = name.size();
+    }
+    const Payload payload = _stage.decode(base64.data(), base64.size());
     if (payload.state != Payload::State::WHOLE) throw Failure("damaged base64 of " + name);
-    const std::size_t dot = name.rfind('.');
-    const bool hasExtension = dot < name.size() - 1;
-    return hasExtension ? _stage.keep(payload, name.substr(0, dot), name.substr(dot + 1))
-                        : _stage.keep(payload, name, "");
+    return _stage.keep(payload, name.substr(0, dot), name.substr(dot));
   }
 
   const BackupFile& _file;

@@ -1,5 +1,6 @@
 #include "print/json.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <ostream>
 #include <string_view>
@@ -73,12 +74,14 @@ JsonList::JsonList(std::ostream& out, int depth)
     : _out(out), _indent(static_cast<std::size_t>(depth * INDENT), ' ') {}
 
 void JsonList::add(const Json& item) {
-  std::string text = "\n" + json_text(item);
-  const std::string indent = _indent + std::string(INDENT, ' ');
-  for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos;) {
-    text.insert(++at, indent);
+  const std::string text = json_text(item);
+  const std::string lineStart = "\n" + _indent + std::string(INDENT, ' ');
+  _out << (_isEmpty ? "[" : ",");
+  // Line by line: an item may have as many as a message has addresses.
+  for (std::size_t begin = 0, end = 0; end < text.size(); begin = end + 1) {
+    end = std::min(text.find('\n', begin), text.size());
+    _out << lineStart << std::string_view(text).substr(begin, end - begin);
   }
-  _out << (_isEmpty ? "[" : ",") << text;
   // Whoever waits for the first item of many gets it at once.
   if (_isEmpty) _out.flush();
   _isEmpty = false;

@@ -74,6 +74,12 @@ std::string permutation_before(std::size_t others, Chance& chance) {
   return permutation;
 }
 
+/** What is longer is a text: each ending of a number is kept, which takes memory by its square. */
+bool is_too_long(const std::string& number) {
+  constexpr std::size_t LONGEST_NUMBER = 40;
+  return number.size() > LONGEST_NUMBER;
+}
+
 /** How many characters of a number, in digits and perhaps "+", stay. */
 std::size_t prefix_of(const std::string& number) {
   const bool isInternational = number[0] == '+';
@@ -120,7 +126,7 @@ std::string Disguise::path(const std::string& original) const {
 
 void Disguise::learn(const std::string& original) {
   const std::string bare = helpers::normalised_address(original);
-  if (!helpers::is_phone_number(bare)) return;
+  if (!helpers::is_phone_number(bare) || is_too_long(bare)) return;
   for (std::size_t i = 0; i < prefix_of(bare); ++i) {
     if (bare[i] != '+') _permutations[bare.substr(i + 1)] = DIGITS;
   }
@@ -129,8 +135,7 @@ void Disguise::learn(const std::string& original) {
 std::string Disguise::number(const std::string& original) {
   const std::string bare = helpers::normalised_address(original);
   if (!helpers::is_phone_number(bare)) return text(original);
-  const std::size_t prefix = prefix_of(bare);
-  const std::string disguised = bare.substr(0, prefix) + _digits(bare.substr(prefix));
+  const std::string disguised = is_too_long(bare) ? text(bare) : _bareNumber(bare);
 
   // The digits go where the number's digits were.
   std::string written = original;
@@ -139,6 +144,11 @@ std::string Disguise::number(const std::string& original) {
     if (character >= '0' && character <= '9') character = disguised[next++];
   }
   return written;
+}
+
+std::string Disguise::_bareNumber(const std::string& number) {
+  const std::size_t prefix = prefix_of(number);
+  return number.substr(0, prefix) + _digits(number.substr(prefix));
 }
 
 std::string Disguise::_digits(const std::string& digits) {

@@ -26,7 +26,7 @@ class Disguise {
   /**
    * Numbers keep their length and how they begin (calling code, trunk prefix). Two that ended in
    * the same digits, however many, end in the same ones, and others do not. Digits keep their
-   * places among punctuation; what is no number is a text.
+   * places among punctuation. What is no number is a text, and so is one of more than 40 digits.
    */
   std::string number(const std::string& original);
 
@@ -45,6 +45,8 @@ class Disguise {
 
  private:
   std::uint64_t _seed(const char* purpose, const std::string& original) const;
+  /** Of a number without punctuation. */
+  std::string _bareNumber(const std::string& number);
   std::string _digits(const std::string& digits);
   char _digit(char digit, const std::string& behind);
 

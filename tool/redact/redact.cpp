@@ -1,6 +1,7 @@
 #include "redact/redact.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <iterator>
 #include <new>
 #include <string_view>
@@ -78,24 +79,69 @@ std::string mark(Disguise& disguise, const std::string& value) {
   return std::string(MARK) + disguise.digest("import", value);
 }
 
+/** A date as it is usually written, or seconds or milliseconds of these decades. */
+bool is_time(const std::string& value) {
+  constexpr std::string_view FORMS[] = {"0000-00-00",
+                                        "0000-00-00 00:00",
+                                        "0000-00-00 00:00:00",
+                                        "0000-00-00 00:00:00Z",
+                                        "0000-00-00 00:00:00+00:00",
+                                        "0000-00-00 00:00:00-00:00",
+                                        "0000-00-00 00:00:00.000",
+                                        "0000-00-00 00:00:00.000Z",
+                                        "0000-00-00 00:00:00.000+00:00",
+                                        "0000-00-00 00:00:00.000-00:00",
+                                        "0000000000",
+                                        "0000000000000"};
+  std::string form = value;
+  for (char& character : form) {
+    if (character >= '0' && character <= '9') character = '0';
+    if (character == 'T') character = ' ';
+  }
+  const bool isOfThisAge =
+      value[0] == '1' || (value[0] == '2' && value.size() > 4 && value[4] == '-');
+  return isOfThisAge && std::find(std::begin(FORMS), std::end(FORMS), form) != std::end(FORMS);
+}
+
 std::string time(Disguise& disguise, const std::string& value) {
-  const bool isTime = value.find_first_not_of("0123456789-:.TZ+ ") == std::string::npos;
-  return isTime ? value : disguise.text(value);
+  return is_time(value) ? value : disguise.text(value);
 }
 
 using Function = std::string (*)(Disguise&, const std::string&);
 
-/** Numbers and NULL stay as they are, in whatever column; a blob stays one. */
+/** The number of other digits, with as many as the original, where they begin with 0 too. */
+long long number_of(std::string digits, const std::string& original) {
+  constexpr std::size_t DIGITS_OF_LARGEST = 19;
+  const std::size_t first = digits.find_first_not_of('-');
+  const std::size_t count = digits.size() - first;
+  if ((digits[first] == '0' && count > 1) || count == DIGITS_OF_LARGEST) {
+    digits[first] = original[first] == '1' ? '2' : '1';
+  }
+  return std::strtoll(digits.c_str(), nullptr, 10);
+}
+
+/** Of the type of the value that is replaced. */
+void set_result(sqlite3_context* context, int type, const std::string& original,
+                const std::string& result) {
+  if (type == SQLITE_INTEGER) {
+    sqlite3_result_int64(context, number_of(result, original));
+  } else if (type == SQLITE_FLOAT) {
+    sqlite3_result_double(context, std::strtod(result.c_str(), nullptr));
+  } else if (type == SQLITE_TEXT) {
+    sqlite3_result_text64(context, result.data(), result.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+  } else {
+    sqlite3_result_blob64(context, result.data(), result.size(), SQLITE_TRANSIENT);
+  }
+}
+
+/** A number is disguised as the text that it is for who reads it; NULL stays. */
 template <Function function>
 void call(sqlite3_context* context, int /*unused*/, sqlite3_value** arguments) {
   sqlite3_value* const value = arguments[0];
   const int type = sqlite3_value_type(value);
-  if (type != SQLITE_TEXT && type != SQLITE_BLOB) {
-    sqlite3_result_value(context, value);
-    return;
-  }
+  if (type == SQLITE_NULL) return;
   const void* const bytes =
-      type == SQLITE_TEXT ? sqlite3_value_text(value) : sqlite3_value_blob(value);
+      type == SQLITE_BLOB ? sqlite3_value_blob(value) : sqlite3_value_text(value);
   const auto size = static_cast<std::size_t>(sqlite3_value_bytes(value));
   if (size > 0 && !bytes) {
     sqlite3_result_error_nomem(context);
@@ -103,13 +149,8 @@ void call(sqlite3_context* context, int /*unused*/, sqlite3_value** arguments) {
   }
   try {
     auto& disguise = *static_cast<Disguise*>(sqlite3_user_data(context));
-    const std::string result =
-        function(disguise, size > 0 ? std::string(static_cast<const char*>(bytes), size) : "");
-    if (type == SQLITE_TEXT) {
-      sqlite3_result_text64(context, result.data(), result.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
-    } else {
-      sqlite3_result_blob64(context, result.data(), result.size(), SQLITE_TRANSIENT);
-    }
+    const std::string original(size > 0 ? static_cast<const char*>(bytes) : "", size);
+    set_result(context, type, original, function(disguise, original));
   } catch (const std::bad_alloc&) {
     sqlite3_result_error_nomem(context);
   }
@@ -137,17 +178,34 @@ void learn_numbers(const Database& database, Disguise& disguise) {
   }
 }
 
-void disguise_table(const Database& database, const std::string& table) {
+/** Ids, times, counters and the like, as the library has them. */
+bool holds_numbers(const helpers::TableSchema& table, const std::string& column) {
+  const std::vector<helpers::ColumnSchema> columns = helpers::columns_of(table);
+  return std::any_of(columns.begin(), columns.end(), [&](const helpers::ColumnSchema& one) {
+    return one.name == column && one.type != "TEXT";
+  });
+}
+
+/** What stands in place of a column's values. */
+std::string disguised(const helpers::TableSchema& table, const std::string& column) {
+  const std::string name = quoted_name(column);
+  std::string result = function_of(table.name, column) + ("(" + name + ")");
+  // A number where a text should be is somebody's too, as in a table made with other types.
+  if (!holds_numbers(table, column)) return result;
+  return "CASE WHEN typeof(" + name + ") IN ('text', 'blob') THEN " + result + " ELSE " + name +
+         " END";
+}
+
+void disguise_table(const Database& database, const helpers::TableSchema& table) {
   std::string changes;
-  Rows columns = database.query("SELECT name FROM pragma_table_info(" + quoted_name(table) + ");");
+  const std::string name = quoted_name(table.name);
+  Rows columns = database.query("SELECT name FROM pragma_table_info(" + name + ");");
   while (columns.next()) {
-    const std::string column = quoted_name(columns.text(0));
-    changes += (changes.empty() ? "" : ", ") + column + " = " +
-               function_of(table, columns.text(0)) + "(" + column + ")";
+    const std::string column = columns.text(0);
+    changes +=
+        (changes.empty() ? "" : ", ") + quoted_name(column) + " = " + disguised(table, column);
   }
-  if (!changes.empty()) {
-    database.execute("UPDATE " + quoted_name(table) + " SET " + changes + ";");
-  }
+  if (!changes.empty()) database.execute("UPDATE " + name + " SET " + changes + ";");
 }
 
 void add_functions(const Database& database, Disguise& disguise) {
@@ -170,7 +228,7 @@ std::vector<std::string> redact(const Database& database, const std::string& key
   std::vector<std::string> leftOut = keep_known_schema(database);
   learn_numbers(database, disguise);
   for (const helpers::TableSchema& table : helpers::STORE_TABLES) {
-    disguise_table(database, table.name);
+    disguise_table(database, table);
   }
   // The pages that nothing uses any more still hold what was there.
   database.execute("COMMIT; VACUUM;");

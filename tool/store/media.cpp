@@ -90,6 +90,11 @@ NamedFiles read_named_files() {
 
 bool is_staged_file(const std::string& name) { return name.rfind(STAGED_PREFIX, 0) == 0; }
 
+std::string lasting_name(std::string name) {
+  if (is_staged_file(name)) name[std::strlen(STAGED_PREFIX) - 1] = '_';
+  return name;
+}
+
 std::string settled_name(const std::string& stagedName) {
   return stagedName.substr(std::strlen(STAGED_PREFIX));
 }
@@ -105,6 +110,7 @@ void settle_left_files(const std::string& directory) {
   const NamedFiles named = read_named_files();
   const OpenDirectory opened(directory);
   for (const std::string& name : names) {
+    if (named.contains(name)) continue;
     if (named.contains(settled_name(name))) {
       settle_file(opened.descriptor(), name);
     } else {

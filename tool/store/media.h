@@ -66,11 +66,15 @@ NamedFiles read_named_files();
 
 /**
  * What stands before a file's name until the rows that name it are committed. So a file that an
- * import left when it was killed is known for one, whatever has become of the rows.
+ * import left when it was killed is known for one, whatever has become of the rows. No import gives
+ * a file a lasting name that begins so; others may, and then a row names the file as it is.
  */
 constexpr const char* STAGED_PREFIX = "incoming-";
 
 bool is_staged_file(const std::string& name);
+
+/** The name itself, or one that looks like it and not like a staged file's. */
+std::string lasting_name(std::string name);
 
 /** The name that a staged file gets. */
 std::string settled_name(const std::string& stagedName);
@@ -81,7 +85,8 @@ bool settle_file(int directory, const std::string& stagedName);
 
 /**
  * Settles the files that an import left when it was killed: those that a row names get that name,
- * the others are removed. Within a transaction of the caller's, so that no import is under way.
+ * the others are removed. A file that a row names as it is stays. Within a transaction of the
+ * caller's, so that no import is under way.
  */
 void settle_left_files(const std::string& directory);
 

@@ -1,16 +1,15 @@
 #include "store/online_backup.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <thread>
 
+#include "exit_status.h"
 #include "interrupt.h"
 #include "store/database.h"
 
@@ -27,10 +26,6 @@ constexpr int MOST_RESTARTS = 20;
 constexpr std::chrono::milliseconds LOCK_PAUSE(20);
 /** As often as the library's patience of 2.1 seconds allows. */
 constexpr int MOST_LOCK_PAUSES = 105;
-
-[[noreturn]] void fail_to_write(const std::string& target, const std::string& why) {
-  throw Failure("cannot write the backup " + target + ": " + why);
-}
 
 struct BackupFinisher {
   void operator()(sqlite3_backup* backup) const { sqlite3_backup_finish(backup); }
@@ -58,19 +53,16 @@ void copy_pages(const Database& from, const Database& to) {
   }
 }
 
+std::string without_file(const std::string& target) {
+  struct stat status = {};
+  if (lstat(target.c_str(), &status) != 0) return target;
+  throw Failure("cannot write the backup " + target + ": there is a file of that name");
+}
+
 }  // namespace
 
 NewBackup::NewBackup(const std::string& target)
-    : _target(target), _path(target + ".incomplete-" + std::to_string(getpid())) {
-  struct stat status = {};
-  if (lstat(target.c_str(), &status) == 0) fail_to_write(target, "there is a file of that name");
-  const int file =
-      open(_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (file == -1) fail_to_write(target, std::strerror(errno));
-  close(file);
-}
-
-NewBackup::~NewBackup() { unlink(_path.c_str()); }
+    : _file(without_file(target), "the backup " + target) {}
 
 void NewBackup::write(const std::string& source) {
   if (access(source.c_str(), R_OK) != 0) {
@@ -79,36 +71,13 @@ void NewBackup::write(const std::string& source) {
   }
   try {
     const Database from(source);
-    const Database to(_path);
+    const Database to(_file.path());
     to.execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF;");
     copy_pages(from, to);
   } catch (const DatabaseFailure& failure) {
-    fail_to_write(_target, failure.what());
+    _file.fail(failure.what());
   }
-  _finish();
-}
-
-void NewBackup::_finish() {
-  const std::size_t slash = _target.rfind('/');
-  const std::string folder = slash == std::string::npos ? "." : _target.substr(0, slash + 1);
-  _synchronise(_path);
-  if (renameat2(AT_FDCWD, _path.c_str(), AT_FDCWD, _target.c_str(), RENAME_NOREPLACE) == -1) {
-    fail_to_write(_target, std::strerror(errno));
-  }
-  try {
-    _synchronise(folder);
-  } catch (...) {
-    unlink(_target.c_str());
-    throw;
-  }
-}
-
-void NewBackup::_synchronise(const std::string& path) const {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  const bool isDone = file != -1 && fsync(file) == 0;
-  const int error = errno;
-  if (file != -1) close(file);
-  if (!isDone) fail_to_write(_target, std::strerror(error));
+  _file.finish();
 }
 
 }  // namespace msg_tarvel::tool

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "store/new_file.h"
+
 namespace msg_tarvel::tool {
 
 /**
@@ -12,9 +14,6 @@ class NewBackup {
  public:
   /** Throws Failure when there cannot be such a file. */
   explicit NewBackup(const std::string& target);
-  NewBackup(const NewBackup&) = delete;
-  NewBackup& operator=(const NewBackup&) = delete;
-  ~NewBackup();
 
   /**
    * Writes what the database `source` holds, in short steps, between which others write. Throws
@@ -23,11 +22,7 @@ class NewBackup {
   void write(const std::string& source);
 
  private:
-  void _finish();
-  void _synchronise(const std::string& path) const;
-
-  const std::string _target;
-  const std::string _path;
+  NewFile _file;
 };
 
 inline void back_up(const std::string& source, const std::string& target) {

@@ -253,8 +253,11 @@ TEST_F(CheckTest, Files) {
   };
   expectFound([&] { leave("incoming-1-2"); }, {"unnamed-files"}, {});
   expectFound([&] { leave("9-1.png"); }, {"unnamed-files"}, {"unnamed-files"});
-  expectFound([] { fs::rename(picture(), media_directory() + "/incoming-5-1.png"); },
-              {"missing-files"}, {});
+  const auto hide = [] {
+    fs::rename(picture(), media_directory() + "/incoming-5-1.png");
+    EXPECT_EQ(check().all().front().problem, picture() + " is there as incoming-5-1.png");
+  };
+  expectFound(hide, {"missing-files"}, {});
   expectFound([&] { leave("note.txt"); }, {"unnamed-files"}, {"unnamed-files"});
   expectFound([] { fs::remove(journal()); }, {"journal"}, {});
   for (const auto& [path, mode] :
@@ -268,6 +271,25 @@ TEST_F(CheckTest, Files) {
     expectFound([&, path = path, mode = mode] { ASSERT_EQ(chmod(path.c_str(), mode), 0); },
                 {"modes"}, {});
   }
+}
+
+// Members of the group may give a file any name.
+TEST_F(CheckTest, AFileThatARowNamesIsNoneThatAnImportLeft) {
+  const std::string named = media_directory() + "/incoming-5-1.png";
+  const auto nameIt = [&named] {
+    fs::rename(picture(), named);
+    plant("UPDATE msg_mms_content_table SET filepath = '" + named + "';");
+  };
+  expectFound(nameIt, {}, {});
+  mend_database(Findings(kinds_of({})));
+  EXPECT_TRUE(fs::exists(named));
+  const auto nameBoth = [&] {
+    nameIt();
+    plant("INSERT INTO msg_ft_content_table (msgId, filepath) VALUES (5, '" + picture() + "');");
+    EXPECT_EQ(check().all().front().problem, picture() + " is not there");
+  };
+  expectFound(nameBoth, {"missing-files"}, {"missing-files"});
+  EXPECT_TRUE(fs::exists(named));
 }
 
 // While somebody undoes what a killed import has begun, its files could be those of a writer.

@@ -219,6 +219,26 @@ TEST_F(Repair, BackupReplacesNothing) {
                 "cannot write the backup " + folder() + "/none/b.db", "No such file or directory");
 }
 
+TEST_F(Repair, BackupIsNotKeptFromItsFileByOneThatWasKilled) {
+  const std::string target = folder() + "/b.db";
+  // In a container the next process may have the same number.
+  std::vector<std::string> command = {
+      "sh", "-c", "touch \"$0.incomplete-$$\" \"$0.incomplete-$$-2\" && exec \"$@\"", target};
+  for (const std::string& word : runnable({TOOL_PROGRAM, "backup", target})) {
+    command.push_back(word);
+  }
+  const ProcessResult result = run_program(command, environment());
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_TRUE(fs::exists(target));
+  const auto files = std::distance(fs::directory_iterator(folder()), fs::directory_iterator());
+  fs::remove(target);
+  // A backup that fails leaves no file.
+  fs::create_directory(target);
+  expectFailure(run({"backup", target}), "cannot write the backup " + target,
+                ": there is a file of that name");
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder()), fs::directory_iterator()), files);
+}
+
 TEST_F(Repair, BackupGoesOnWhileOthersWrite) {
   plant(
       "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 2000) INSERT INTO "

@@ -72,6 +72,14 @@ TEST_F(Info, DescribesAnEmptyStoreAsItIs) {
   EXPECT_NE(text.find("newest message  none\n"), std::string::npos) << text;
 }
 
+TEST_F(Info, MessagesWithoutATimeAreOfTheFirstMoment) {
+  create();
+  RawConnection(dbFile()).exec("INSERT INTO msg_message_table (convId) VALUES (1);");
+  const auto info = json({"info"});
+  EXPECT_EQ(info["oldest"], 0);
+  EXPECT_EQ(info["newest"], 0);
+}
+
 TEST_F(Info, TellsOfASettingsFileThatIsBroken) {
   create();
   file("settings.ini", "nonsense\n");

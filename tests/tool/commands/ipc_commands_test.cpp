@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <msg-tarvel-common/ipc/MsgIPC.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -237,6 +238,59 @@ TEST_F(IpcCommands, EncodeWritesFilesOfThisUserAlone) {
   expectRefused("it is not a regular file");
   close(reader);
   EXPECT_EQ(content_of(other), written);
+}
+
+/** Names in a folder. */
+std::vector<std::string> names_below(const std::string& path) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(path)) {
+    names.push_back(entry.path().filename());
+  }
+  return names;
+}
+
+TEST_F(IpcCommands, EncodeChangesNothingOfAFileBeforeAllIsWritten) {
+  const std::size_t size = content_of(buffer()).size();
+  const std::string target = folder() + "/out";
+  std::filesystem::create_directory(target);
+  const std::string path = file("out/message.bin", "what was there before");
+  ASSERT_EQ(chmod(path.c_str(), 0640), 0);
+  const std::ifstream before(path);
+  ASSERT_EQ(run({"buffer", "encode", "1", "--output", path}).status, 0);
+  std::stringstream bytes;
+  bytes << before.rdbuf();
+  EXPECT_EQ(bytes.str(), "what was there before");
+  EXPECT_EQ(content_of(path).size(), size);
+  struct stat status = {};
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0640U);
+  EXPECT_EQ(names_below(target), std::vector<std::string>{"message.bin"});
+}
+
+TEST_F(IpcCommands, EncodeOnAFullDiskLeavesTheFileThatWasThere) {
+  AS_ROOT();
+  const std::size_t size = content_of(buffer()).size();
+  const std::string small = folder() + "/small";
+  std::filesystem::create_directory(small);
+  if (mount("none", small.c_str(), "tmpfs", 0, "size=8k") != 0) {
+    GTEST_SKIP() << "nothing can be mounted here";
+  }
+  const std::string path = file("small/message.bin", "what was there before");
+  ASSERT_EQ(chown(path.c_str(), 0, 5000), 0);
+  ASSERT_EQ(chmod(path.c_str(), 0660), 0);
+  const auto encode = [&] { return run({"buffer", "encode", "1", "--output", path}); };
+  const std::string rest = file("small/rest", "x");
+  expectFailure(encode(), "cannot write " + path, ": No space left on device");
+  EXPECT_EQ(content_of(path), "what was there before");
+  EXPECT_EQ(names_below(small).size(), 2U);
+  std::filesystem::remove(rest);
+  EXPECT_EQ(encode().status, 0);
+  EXPECT_EQ(content_of(path).size(), size);
+  struct stat status = {};
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_gid, 5000U);
+  EXPECT_EQ(status.st_mode & 07777U, 0660U);
+  umount(small.c_str());
 }
 
 TEST_F(IpcCommands, EncodeWritesNoFileOfAnotherUser) {

@@ -109,7 +109,9 @@ TEST_F(Query, TellsTheResult) {
   const ProcessResult nothing = run({"query", "db_get_addresses", "4"});
   EXPECT_EQ(nothing.status, 1);
   EXPECT_EQ(nothing.out.rfind("db_get_addresses: -1101 (", 0), 0U) << nothing.out;
-  EXPECT_EQ(run({"query", "db_get_messages_by_time", "--", "-1", "0"}).status, 2);
+  const ProcessResult negative = run({"query", "db_get_messages_by_time", "-1", "0"});
+  EXPECT_EQ(negative.status, 2);
+  EXPECT_EQ(negative.out.rfind("db_get_messages_by_time: -3 (", 0), 0U) << negative.out;
   EXPECT_EQ(run({"query", "db_get_message_list", "folderType=-1"}).status, 2);
   const ProcessResult unquoted = run({"query", "--json", "db_get_message_list", "msgType='"});
   EXPECT_EQ(unquoted.status, 3);

@@ -169,13 +169,44 @@ TEST_F(Interruption, BehindTheCommitOfARepairIsTold) {
 TEST_F(Interruption, OnlyWhatItsOwnNameTellsIsRemoved) {
   const std::vector<std::string> others = {"12-3.png", "note.txt"};
   for (const std::string& name : others) file("data/media/" + name, "x");
-  for (const std::string name : {"incoming-77-1", "incoming-7-1.png", "incoming-8-1.png"}) {
+  for (const std::string name :
+       {"incoming-77-1", "incoming-7-1.png", "incoming-8-1.png", "incoming-photo.png"}) {
     file("data/media/" + name, "x");
   }
   RawConnection(dbFile()).exec(
-      "INSERT INTO msg_mms_content_table (hasFile, filepath) VALUES (1, '/before/8-1.png');");
+      "INSERT INTO msg_mms_content_table (hasFile, filepath) VALUES (1, '/before/8-1.png'), "
+      "(1, '/before/incoming-photo.png');");
   import(sms({}));
-  EXPECT_EQ(mediaFiles(), (std::vector<std::string>{"12-3.png", "8-1.png", "note.txt"}));
+  EXPECT_EQ(mediaFiles(),
+            (std::vector<std::string>{"12-3.png", "8-1.png", "incoming-photo.png", "note.txt"}));
+}
+
+TEST_F(Interruption, NoImportGivesANameThatTellsOfOne) {
+  const auto row = [](const std::string& path, const std::string& bytes) {
+    return R"({"msgId":1,"hasFile":1,"filepath":")" + path + R"(","files":{"filepath":")" + bytes +
+           "\"}}";
+  };
+  const std::string lines = R"({"export":"msg-tarvel","version":1})"
+                            "\n"
+                            R"({"conversation":{"convId":1,"msgCnt":1,"lastMsgId":1},)"
+                            R"("addresses":[{"convId":1,"address":"1"}]})"
+                            "\n"
+                            R"({"message":{"msgId":1,"convId":1},"contents":[)" +
+                            row("/a/incoming-photo.png", "QUJD") + "," +
+                            row("/a/photo.png", "QUJE") + "," + row("/a/incoming.png", "QUJF") +
+                            "," + row("/b/incoming.png", "QUJG") +
+                            "]}\n"
+                            R"({"end":{"messages":1,"conversations":1}})"
+                            "\n";
+  ASSERT_EQ(json({"import", file("lines.jsonl", lines)})["stored"], 1);
+  const std::vector<std::string> names = {"incoming.png", "incoming_2.png", "incoming_photo.png",
+                                          "photo.png"};
+  EXPECT_EQ(mediaFiles(), names);
+  EXPECT_EQ(content_of(mediaDir() + "/incoming_photo.png"), "ABC");
+  EXPECT_EQ(content_of(mediaDir() + "/incoming_2.png"), "ABF");
+  EXPECT_EQ(run({"check", "missing-files", "unnamed-files"}).status, 0);
+  import(sms({}));
+  EXPECT_EQ(mediaFiles(), names);
 }
 
 TEST_F(Interruption, AFullDiskUndoesAnImport) {

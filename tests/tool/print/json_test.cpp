@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <ctime>
 #include <sstream>
+#include <vector>
 
 namespace msg_tarvel::tool {
 namespace {
@@ -39,6 +42,19 @@ TEST(JsonList, IsWhatTheWholeWouldBe) {
     within["items"] = whole;
     EXPECT_EQ("{\n  \"items\": " + printed(items, 1) + "}", within.dump(2));
   }
+}
+
+// A message can have very many addresses.
+TEST(JsonList, TakesTimeInStepWithTheLinesOfAnItem) {
+  constexpr std::size_t LINES = 150'000;
+  const Json item = std::vector<int>(LINES, 1234567);
+  const std::clock_t begin = std::clock();
+  const std::string alone = json_text(item);
+  const std::clock_t end = std::clock();
+  const std::string text = printed({item});
+  EXPECT_LT(std::clock() - end, 15 * (end - begin));
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'),
+            std::count(alone.begin(), alone.end(), '\n') + 3);
 }
 
 TEST(JsonList, GivesTheFirstItemAtOnce) {

@@ -129,6 +129,26 @@ TEST(Disguise, NumbersInPunctuationAreTheSameNumbers) {
   EXPECT_EQ(number("friend@example.org"), text("friend@example.org"));
 }
 
+// Its endings would take memory by the square of its digits.
+TEST(Disguise, WhatIsTooLongForANumberIsAText) {
+  const std::string longest(40, '7');
+  EXPECT_NE(number(longest), text(longest));
+  EXPECT_EQ(number(longest).substr(20), number(longest.substr(20)));
+
+  for (const std::string& original : {longest + "7", "+" + longest, std::string(2000, '0')}) {
+    const std::string disguised = number(original);
+    EXPECT_EQ(disguised, text(original));
+    EXPECT_NE(disguised, original);
+    EXPECT_EQ(disguised.size(), original.size());
+    EXPECT_EQ(number("(" + original.substr(0, 9) + ") " + original.substr(9)),
+              "(" + disguised.substr(0, 9) + ") " + disguised.substr(9))
+        << "in punctuation it is the same number";
+    Disguise disguise(KEY);
+    disguise.learn(original);
+    EXPECT_EQ(disguise.number(original), disguised);
+  }
+}
+
 /** What the library compares of a number on a device of so many digits. */
 std::string compared(const std::string& number, std::size_t digits) {
   if (number.size() <= digits) return number;

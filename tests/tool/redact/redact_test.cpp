@@ -203,6 +203,73 @@ TEST_F(Redaction, NumbersThatAreNoTextsStay) {
   }
 }
 
+// A store may have been made with other types.
+TEST_F(Redaction, NumbersInPlaceOfTextsBecomeOthers) {
+  change(
+      "DROP TABLE msg_address_table; CREATE TABLE msg_address_table(addressId INTEGER PRIMARY KEY "
+      "AUTOINCREMENT, convId INT NOT NULL, addressType INT, recipientType INT, address INT);"
+      "INSERT INTO msg_address_table (convId, addressType, address) VALUES (4155550123, 1, "
+      "4155550123), (2, 1, -4155550124), (3, 1, 9223372036854775807), (4, 1, NULL);"
+      "DROP TABLE msg_sim_table; CREATE TABLE msg_sim_table(id INTEGER PRIMARY KEY AUTOINCREMENT, "
+      "simIndex INT, storageId INT, Imsi BLOB, Address REAL, customInt INT);"
+      "INSERT INTO msg_sim_table (Imsi, Address) VALUES (310150123456789, 4155550123);"
+      "UPDATE msg_message_table SET simAddress = '4155550123';");
+  redact();
+  const std::string addresses =
+      "SELECT typeof(address) || ' ' || length(address) FROM msg_address_table;";
+  EXPECT_EQ(ask(redacted(), addresses), ask(database(), addresses));
+  EXPECT_EQ(ask(redacted(), "SELECT convId FROM msg_address_table;"),
+            (Values{"4155550123", "2", "3", "4"}));
+  EXPECT_EQ(ask(redacted(), "SELECT DISTINCT simAddress FROM msg_message_table;"),
+            ask(redacted(), "SELECT address FROM msg_address_table WHERE addressId = 1;"));
+  const Values originals = {"4155550123", "-4155550124", "9223372036854775807"};
+  const Values changed = ask(redacted(), "SELECT address FROM msg_address_table;");
+  for (std::size_t i = 0; i < originals.size(); ++i) EXPECT_NE(changed[i], originals[i]);
+  EXPECT_EQ(ask(redacted(),
+                "SELECT typeof(Imsi) || length(Imsi) || typeof(Address) || (Imsi = "
+                "310150123456789) || (Address = 4155550123) FROM msg_sim_table;"),
+            Values{"integer15real00"});
+}
+
+TEST_F(Redaction, ANumberOfOtherDigitsHasAsMany) {
+  change(
+      "DROP TABLE temp_log; CREATE TABLE temp_log(id INTEGER PRIMARY KEY AUTOINCREMENT, time_stamp "
+      "INT, data1 INT, data2 INT, data3 INT); WITH RECURSIVE n(i) AS (SELECT 100 UNION ALL SELECT "
+      "i + 1 FROM n LIMIT 100) INSERT INTO temp_log (data1) SELECT i FROM n;");
+  redact();
+  EXPECT_EQ(ask(redacted(), "SELECT DISTINCT typeof(data1) || length(data1) FROM temp_log;"),
+            Values{"integer3"});
+  EXPECT_EQ(ask(redacted(), "SELECT count(*) FROM temp_log WHERE data1 = id + 99;"), Values{"0"});
+}
+
+TEST_F(Redaction, OnlyTimesStayTimes) {
+  const Values times = {"2025-02-19",
+                        "2025-02-19 21:20",
+                        "2025-02-19T21:20:00Z",
+                        "2025-02-19 21:20:00-05:00",
+                        "1999-12-31 23:59:59.999",
+                        "2025-02-19T21:20:00.123+01:00",
+                        "1740000000",
+                        "1740000000123"};
+  const Values others = {"+14155550111", "14155550111", "4155550111",      "0049 170 1234567",
+                         "415-555-0111", "2740000000",  "2025-02-19 4155", "4155-55-50"};
+  std::string rows;
+  for (const Values& values : {times, others}) {
+    for (const std::string& value : values) {
+      rows += "INSERT INTO temp_log (time_stamp) VALUES ('" + value + "');";
+    }
+  }
+  change("DELETE FROM temp_log;" + rows);
+  redact();
+  const Values changed = ask(redacted(), "SELECT time_stamp FROM temp_log ORDER BY id;");
+  ASSERT_EQ(changed.size(), times.size() + others.size());
+  for (std::size_t i = 0; i < times.size(); ++i) EXPECT_EQ(changed[i], times[i]);
+  for (std::size_t i = 0; i < others.size(); ++i) {
+    EXPECT_NE(changed[times.size() + i], others[i]);
+    EXPECT_EQ(changed[times.size() + i].size(), others[i].size());
+  }
+}
+
 TEST_F(Redaction, TheFileHasNoFreedPages) {
   change("DELETE FROM msg_message_table WHERE msgId > 50;");
   ASSERT_NE(ask(database(), "PRAGMA freelist_count;"), Values{"0"});
@@ -250,7 +317,7 @@ TEST_F(Redaction, ATableThatSaysMoreIsMadeAnewWithItsRows) {
 TEST_F(Redaction, WhatATableLacksItStillLacks) {
   change(
       "DROP TABLE temp_log; CREATE TABLE temp_log(data2 TEXT, id INTEGER PRIMARY KEY, time_stamp "
-      "INT DEFAULT 7); INSERT INTO temp_log VALUES ('x', 4, 9), ('y', 9, 8);"
+      "INT DEFAULT 7); INSERT INTO temp_log VALUES ('x', 4, 1740000009), ('y', 9, 1740000008);"
       "DROP TABLE msg_sim_table; CREATE TABLE msg_sim_table(mine TEXT);"
       "ALTER TABLE deleted_msg_table RENAME COLUMN data1 TO data9;"
       "DROP TABLE mssi_info_table; CREATE TABLE mssi_info_table(id INTEGER PRIMARY KEY "
@@ -261,7 +328,7 @@ TEST_F(Redaction, WhatATableLacksItStillLacks) {
             Values{"CREATE TABLE temp_log(data2 TEXT, id INTEGER PRIMARY KEY AUTOINCREMENT, "
                    "time_stamp INT)"});
   EXPECT_EQ(ask(redacted(), "SELECT id || ' ' || time_stamp FROM temp_log;"),
-            (Values{"4 9", "9 8"}));
+            (Values{"4 1740000009", "9 1740000008"}));
   EXPECT_EQ(ask(redacted(), "SELECT count(*) FROM pragma_table_info('deleted_msg_table');"),
             Values{"6"});
   EXPECT_EQ(ask(redacted(), "SELECT sql FROM sqlite_master WHERE name = 'mssi_info_table';"),
