@@ -2,7 +2,7 @@
 """Holds docs/tool-json.md against what the commands print with --json.
 
 tool_json_test.py SOURCE-DIR TOOL: on a store that has something of everything, no command prints a field that
-the page lacks, and every field of the page is printed by one.
+the page lacks, every field of the page is printed by one, and the page says of each that is null that it may be.
 """
 
 import json
@@ -18,7 +18,7 @@ NAMED_BY_DATA = ("mended", "leftCounts", "skippedBecause", "skippedFirst")
 REPORT = {"path", "counts", "findings"}
 DAMAGED_PART = '<parts><part seq="0" ct="image/png" data="Q"/></parts>'
 BACKUP = (
-    '<smses count="4"><sms address="02055550199" date="1" type="1" body="a"/>'
+    '<smses><sms address="02055550199" date="1" type="1" body="a"/>'
     '<sms address="+442055550199" date="2" type="1" body="b"/><sms address="1" date="x" type="1" body="c"/>'
     f'<mms address="+442055550199" date="3" msg_box="1">{DAMAGED_PART}</mms><sms'
 )
@@ -57,6 +57,22 @@ def fields_of_page(text):
     return set(re.findall(r"`(\w+)`", " ".join(in_tables)))
 
 
+def nulls_of_page(text):
+    """Fields whose row says that they may be null."""
+    rows = re.findall(r"^\| (`.*?) \|(.*null.*)$", text, re.MULTILINE)
+    return {name for names, rest in rows for name in re.findall(r"`(\w+)`", names + rest)}
+
+
+def add_nulls(value, fields):
+    if isinstance(value, dict):
+        fields |= {name for name, part in value.items() if part is None}
+        for part in value.values():
+            add_nulls(part, fields)
+    elif isinstance(value, list):
+        for part in value:
+            add_nulls(part, fields)
+
+
 def add_fields(value, fields):
     if isinstance(value, dict):
         for name, part in value.items():
@@ -86,10 +102,8 @@ class Store:
             sys.exit(f"FAILED: {command}: {result.returncode}")
         return result.stdout
 
-    def fields(self, command):
-        fields = set()
-        add_fields(json.loads(self.run(f"--json {command}")), fields)
-        return fields
+    def value(self, command):
+        return json.loads(self.run(f"--json {command}"))
 
 
 def main():
@@ -109,7 +123,13 @@ def main():
                 (folder / "data/media/stray").write_text("x")
                 (folder / "file.bin").write_bytes(store.run("buffer encode 1"))
                 (folder / "file.xml").write_text(BACKUP)
-            fields = store.fields(command)
+            value = store.value(command)
+            fields, nulls = set(), set()
+            add_fields(value, fields)
+            add_nulls(value, nulls)
+            nulls -= nulls_of_page(page)
+            if nulls:
+                sys.exit(f"FAILED: {command} prints null, which the page does not tell: {sorted(nulls)}")
             if fields - named:
                 sys.exit(f"FAILED: {command} prints what the page lacks: {sorted(fields - named)}")
             printed |= fields

@@ -169,11 +169,19 @@ void PayloadStage::abandon() {
 }
 
 Payload PayloadStage::decode(const char* text, std::size_t size) {
+  return _decode(text, size, false);
+}
+
+Payload PayloadStage::decodeFile(const std::string& base64) {
+  return _decode(base64.data(), base64.size(), true);
+}
+
+Payload PayloadStage::_decode(const char* text, std::size_t size, bool isFile) {
   // A payload may be half read by the time the parser hands over one of its own.
   std::unique_ptr<Open> halfRead;
   halfRead.swap(_open);
   beginPayload(0);
-  _open->isFile = true;
+  _open->isFile = isFile;
   payloadText(text, size);
   Payload payload = _finish();
   _open.swap(halfRead);

@@ -55,8 +55,10 @@ class PayloadStage : public PayloadSink {
   Payload take(long number);
   /** Drops what is half read, and what is finished and not taken. */
   void abandon();
-  /** Decodes a whole file that is in memory, which may be empty, and of any bytes. */
+  /** Decodes a payload that is in memory. */
   Payload decode(const char* text, std::size_t size);
+  /** The same for a whole file, which may be empty, and of any bytes. */
+  Payload decodeFile(const std::string& base64);
 
   /**
    * Gives a staged file its lasting name, `baseName` and `extension`, which is short, with its dot,
@@ -110,6 +112,7 @@ class PayloadStage : public PayloadSink {
   bool _reserve(const std::string& stagedName, const std::string& name);
   void _remove(const std::string& name);
   void _write();
+  Payload _decode(const char* text, std::size_t size, bool isFile);
   Payload _finish();
 
   const std::string _directory;

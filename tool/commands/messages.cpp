@@ -25,7 +25,9 @@ int list_messages(const Output& output, const MessageFilter& filter) {
   bool isEmpty = true;
   while (const auto msgId = matching.next()) {
     Message message;
-    if (!read_message(*msgId, message)) continue;
+    const auto asked = static_cast<int>(*msgId);
+    // The library would give the message whose id ends in the same 32 bits.
+    if (asked != *msgId || !read_message(asked, message)) continue;
     list.add(message);
     isEmpty = false;
   }

@@ -37,6 +37,8 @@ constexpr Part PARTS_OF_A_MESSAGE[] = {
 
 constexpr const char* FILE_COLUMNS[] = {"filepath", "thumbpath"};
 
+constexpr const char* FILES_UNNAMEABLE = "files whose names are not UTF-8";
+
 constexpr const char* OTHER_TABLES[] = {
     "temp_log",
     "ft_queue_table",
@@ -92,6 +94,7 @@ class LineWriter {
     std::set<Json> conversations;
     while (const auto id = messages.next()) {
       Json message = _row(_message, *id);
+      if (message.is_null()) throw DatabaseFailure(SQLITE_CORRUPT);
       const Json& convId = message["convId"];
       if (conversations.insert(convId).second) {
         Json conversation = _row(_conversation, convId);
@@ -195,6 +198,8 @@ class LineWriter {
     Json files = Json::object();
     for (const char* const column : FILE_COLUMNS) {
       const Json path = row.value(column, Json());
+      // The row has it as base64, which import makes no file's name of.
+      if (path.is_object()) ++_leftOut[FILES_UNNAMEABLE];
       if (!path.is_string()) continue;
       const auto name = path.get<std::string>();
       if (!name.empty()) _addFile(files, column, name);

@@ -3,7 +3,7 @@
 #include <glib.h>
 #include <msg-tarvel-common/item/FolderType.h>
 
-#include <algorithm>
+#include <initializer_list>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -14,23 +14,54 @@
 #include "backup/base64.h"
 #include "export/media_files.h"
 #include "export/row_json.h"
+#include "filter/folder_words.h"
 #include "helpers/network_status.h"
+#include "import/media_type.h"
 #include "interrupt.h"
 
 namespace msg_tarvel::tool {
 
 namespace {
 
-constexpr const char* SELECT_MESSAGE =
-    "SELECT m.*, EXISTS (SELECT 1 FROM msg_nms_meta_table AS n WHERE n.msgId = m.msgId) AS "
-    "hasMetadata FROM msg_message_table AS m WHERE msgId = ?;";
-constexpr const char* SELECT_ADDRESSES =
-    "SELECT address FROM msg_address_table WHERE convId = ? AND address <> '' ORDER BY addressId;";
-constexpr const char* SELECT_CONTENTS =
-    "SELECT * FROM msg_mms_content_table WHERE msgId = ? ORDER BY contentId;";
+// Any column of a store can have any value: each is read as what it means to the library, of a BLOB
+// its bytes.
+
+std::string selected(std::initializer_list<const char*> texts,
+                     std::initializer_list<const char*> numbers) {
+  std::string columns;
+  const auto select = [&columns](const std::string& column, const char* type) {
+    columns += (columns.empty() ? "CAST(" : ", CAST(") + column + " AS " + type + ") AS " + column;
+  };
+  for (const char* const column : texts) select(column, "TEXT");
+  for (const char* const column : numbers) select(column, "INTEGER");
+  return "SELECT " + columns;
+}
+
+std::string select_message() {
+  return selected({"msgType", "mainText", "textMessage", "peerGroupChatSender"},
+                  {"msgId", "storageFolder", "networkStatus", "displayTime", "read", "simIndex",
+                   "stickerId", "isSafeMessage", "isShareDialMessage"}) +
+         ", convId, EXISTS (SELECT 1 FROM msg_nms_meta_table AS n WHERE n.msgId = m.msgId) AS "
+         "hasMetadata, EXISTS (SELECT 1 FROM msg_mms_content_table AS c WHERE c.msgId = m.msgId) "
+         "AS hasParts FROM msg_message_table AS m WHERE msgId = ?;";
+}
+
+std::string select_addresses() {
+  return selected({"address"}, {"recipientType"}) +
+         " FROM msg_address_table WHERE convId = ? AND length(CAST(address AS BLOB)) > 0 "
+         "ORDER BY addressId;";
+}
+
+std::string select_contents() {
+  return selected({"contentType", "textData", "filename", "filepath", "thumbpath"}, {"slideIdx"}) +
+         " FROM msg_mms_content_table WHERE msgId = ? ORDER BY contentId;";
+}
 
 /** What phones write where the owner's number would stand. */
 constexpr const char* THE_OWNER = "insert-address-token";
+
+/** What they write where there is none. */
+constexpr const char* WORD_FOR_NONE = "null";
 
 constexpr const char* CHARACTERS = "characters that XML does not have";
 
@@ -57,17 +88,49 @@ const char* box_of(long long folder, long long networkStatus) {
   }
 }
 
-/** Of a row. What is no text or number is none. */
-std::string text_in(const Json& row, const char* column) {
-  const Json value = row.value(column, Json());
-  if (value.is_string()) return value.get<std::string>();
-  return value.is_number_integer() ? value.dump() : "";
+/** The kind of an <addr>, as its reader takes it. */
+int kind_of_recipient(long long recipientType) {
+  if (recipientType == 2) return ADDRESS_CC;
+  return recipientType == 3 ? ADDRESS_BCC : ADDRESS_TO;
 }
 
-long long number_in(const Json& row, const char* column) {
-  const Json value = row.value(column, Json());
-  return value.is_number_integer() ? value.get<long long>() : 0;
+/** Of a row; what is not UTF-8 as it is. Empty for NULL. */
+std::string text_in(const Json& row, const char* column) {
+  const Json& value = row.at(column);
+  if (value.is_string()) return value.get<std::string>();
+  if (value.is_object()) return bytes_of_base64(value.at("text").get<std::string>());
+  return value.is_null() ? "" : value.dump();
 }
+
+/** Of a row; 0 for NULL. */
+long long number_in(const Json& row, const char* column) {
+  const Json& value = row.at(column);
+  return value.is_null() ? 0 : value.get<long long>();
+}
+
+/** The type of a content; a text alone that has none is a plain one, or nobody would read it. */
+std::string type_of(const Json& content) {
+  const std::string type = text_in(content, "contentType");
+  const bool isText = !text_in(content, "textData").empty() && text_in(content, "filepath").empty();
+  return type.empty() && isText ? "text/plain" : type;
+}
+
+/** Whether phones take the address for nobody's, or for those of several people. */
+bool is_misread(const std::string& address) {
+  return address == WORD_FOR_NONE || address == THE_OWNER || address.find('~') != std::string::npos;
+}
+
+/** What of a message's text phones take from this part. */
+std::string plain_text_in(const Json& content) {
+  return media_type_of(type_of(content)).isPlainText() ? text_in(content, "textData") : "";
+}
+
+/** Of a conversation. */
+struct Person {
+  std::string address;
+  int kind;
+};
+using People = std::vector<Person>;
 
 using Attributes = std::vector<std::pair<const char*, std::string>>;
 
@@ -76,9 +139,9 @@ class XmlWriter {
   XmlWriter(const Database& database, std::string media, std::ostream& out)
       : _media(std::move(media)),
         _out(out),
-        _message(database.query(SELECT_MESSAGE)),
-        _addresses(database.query(SELECT_ADDRESSES)),
-        _contents(database.query(SELECT_CONTENTS)) {}
+        _message(database.query(select_message())),
+        _addresses(database.query(select_addresses())),
+        _contents(database.query(select_contents())) {}
 
   LeftOut write(const MessageFilter& filter) {
     const long count = _count(filter);
@@ -109,10 +172,11 @@ class XmlWriter {
     return box_of(number_in(message, "storageFolder"), number_in(message, "networkStatus"));
   }
 
-  Json _row(int msgId) {
+  Json _row(long long msgId) {
     _message.reset();
     _message.bind(1, msgId);
-    Json row = _message.next() ? row_of(_message) : Json::object();
+    if (!_message.next()) throw DatabaseFailure(SQLITE_CORRUPT);
+    Json row = row_of(_message);
     _message.reset();
     return row;
   }
@@ -123,12 +187,19 @@ class XmlWriter {
       return;
     }
     _noteWhatHasNoPlace(message);
-    const std::vector<std::string> people = _peopleOf(message);
-    const bool isMultimedia = text_in(message, "msgType") == "mms";
-    if (isMultimedia || people.size() > 1) {
-      if (!isMultimedia) {
-        ++_leftOut["texts to groups, which became multimedia messages: their kind"];
-      }
+    const People people = _peopleOf(message);
+    const bool isGroup = people.size() > 1;
+    const bool hasParts = number_in(message, "hasParts") != 0;
+    const std::string type = text_in(message, "msgType");
+    const bool isMultimedia = type == "mms";
+    if (!isMultimedia && isGroup) {
+      ++_leftOut["texts to groups, which became multimedia messages: their kind"];
+    } else if (!isMultimedia && hasParts) {
+      ++_leftOut["texts with parts, which became multimedia messages: their kind"];
+    } else if (!isMultimedia && type != "sms") {
+      ++_leftOut["kinds of messages beside sms and mms"];
+    }
+    if (isMultimedia || isGroup || hasParts) {
       _writeMms(message, people);
     } else {
       _writeSms(message, people);
@@ -143,24 +214,31 @@ class XmlWriter {
     if (number_in(message, "isShareDialMessage") != 0) ++_leftOut["share-dial flags"];
   }
 
-  std::vector<std::string> _peopleOf(const Json& message) {
-    std::vector<std::string> people;
+  People _peopleOf(const Json& message) {
+    People people;
     _addresses.reset();
-    _addresses.bind(1, number_in(message, "convId"));
-    while (_addresses.next()) people.push_back(text_in(row_of(_addresses), "address"));
+    bind_json(_addresses, 1, message.at("convId"));
+    while (_addresses.next()) {
+      const Json row = row_of(_addresses);
+      if (is_misread(text_in(row, "address"))) ++_leftOut["addresses that phones misread"];
+      people.push_back(
+          {text_in(row, "address"), kind_of_recipient(number_in(row, "recipientType"))});
+    }
     return people;
   }
 
   /** Of a message whose subject is its text, phones have none. */
-  static std::string _subjectOf(const Json& message) {
-    const std::string subject = text_in(message, "mainText");
-    return subject.empty() || subject == text_in(message, "textMessage") ? "null" : subject;
+  std::string _subjectOf(const Json& message) {
+    std::string subject = text_in(message, "mainText");
+    if (subject.empty() || subject == text_in(message, "textMessage")) return WORD_FOR_NONE;
+    if (subject == WORD_FOR_NONE) ++_leftOut["subjects that are the word for none"];
+    return subject;
   }
 
-  void _writeSms(const Json& message, const std::vector<std::string>& people) {
+  void _writeSms(const Json& message, const People& people) {
     _open("sms", {{"protocol", "0"},
-                  {"address", people.empty() ? "" : people.front()},
-                  {"date", text_in(message, "displayTime")},
+                  {"address", people.empty() ? "" : people.front().address},
+                  {"date", std::to_string(number_in(message, "displayTime"))},
                   {"type", _boxOf(message)},
                   {"subject", _subjectOf(message)},
                   {"body", text_in(message, "textMessage")},
@@ -176,11 +254,11 @@ class XmlWriter {
     _out << " />\n";
   }
 
-  void _writeMms(const Json& message, const std::vector<std::string>& people) {
+  void _writeMms(const Json& message, const People& people) {
     const bool isReceived = _boxOf(message) == std::string("1");
     std::string list;
-    for (const std::string& person : people) list += (list.empty() ? "" : "~") + person;
-    _open("mms", {{"date", text_in(message, "displayTime")},
+    for (const Person& person : people) list += (list.empty() ? "" : "~") + person.address;
+    _open("mms", {{"date", std::to_string(number_in(message, "displayTime"))},
                   {"sub", _subjectOf(message)},
                   {"ct_t", "application/vnd.wap.multipart.related"},
                   {"msg_box", _boxOf(message)},
@@ -197,16 +275,21 @@ class XmlWriter {
   }
 
   void _writeParts(const Json& message) {
-    bool hasText = false;
+    std::string texts;
     _contents.reset();
     _contents.bind(1, number_in(message, "msgId"));
     while (_contents.next()) {
       const Json content = row_of(_contents);
-      hasText = hasText || !text_in(content, "textData").empty();
+      const std::string text = plain_text_in(content);
+      texts += (texts.empty() || text.empty() ? "" : "\n") + text;
       _writePart(content);
     }
     const std::string text = text_in(message, "textMessage");
-    if (hasText || text.empty()) return;
+    if (texts.find(text) != std::string::npos) return;
+    if (!texts.empty()) {
+      ++_leftOut["texts of messages that their parts do not have"];
+      return;
+    }
     _open("part", {{"seq", "0"}, {"ct", "text/plain"}, {"cl", "text.txt"}, {"text", text}});
     _out << " />\n";
   }
@@ -215,33 +298,34 @@ class XmlWriter {
     const std::string name = text_in(content, "filename");
     const std::string text = text_in(content, "textData");
     const std::string path = text_in(content, "filepath");
+    const std::string type = type_of(content);
+    const char* const why = path.empty() ? nullptr : why_left_out(path, _media);
+    if (why) ++_leftOut[why];
+    const bool hasFile = !path.empty() && !why;
+    // Of a text without a file the word is one, and not what stands for none.
+    const bool isText = !hasFile && media_type_of(type).name.rfind("text/", 0) == 0;
     _open("part", {{"seq", text_in(content, "slideIdx")},
-                   {"ct", text_in(content, "contentType")},
+                   {"ct", type},
                    {"name", name},
                    {"cl", name},
-                   {"text", text.empty() ? "null" : text}});
+                   {"text", text.empty() && !isText ? WORD_FOR_NONE : text}});
     if (!text_in(content, "thumbpath").empty()) ++_leftOut["thumbnails"];
-    if (!path.empty()) {
-      if (const char* const why = why_left_out(path, _media)) {
-        ++_leftOut[why];
-      } else {
-        MediaFile file(_media, *name_in_media(path, _media));
-        _out << " data=\"";
-        encode_media(file, [this](std::string_view base64) { _out << base64; });
-        _out << "\"";
-      }
+    if (hasFile) {
+      MediaFile file(_media, *name_in_media(path, _media));
+      _out << " data=\"";
+      encode_media(file, [this](std::string_view base64) { _out << base64; });
+      _out << "\"";
     }
     _out << " />\n";
   }
 
-  void _writeAddresses(const Json& message, const std::vector<std::string>& people,
-                       bool isReceived) {
+  void _writeAddresses(const Json& message, const People& people, bool isReceived) {
     std::string sender = text_in(message, "peerGroupChatSender");
-    if (sender.empty() && !people.empty()) sender = people.front();
+    if (sender.empty() && !people.empty()) sender = people.front().address;
     if (!isReceived) sender = THE_OWNER;
     _writeAddress(sender, ADDRESS_FROM);
-    for (const std::string& person : people) {
-      if (person != sender) _writeAddress(person, ADDRESS_TO);
+    for (const Person& person : people) {
+      if (person.address != sender) _writeAddress(person.address, person.kind);
     }
   }
 
@@ -300,7 +384,7 @@ void count_the_rest(const Database& database, LeftOut& leftOut) {
     const long long number = database.number("SELECT count(*) FROM " + rows + ";");
     if (number > 0) leftOut[label] += static_cast<long>(number);
   };
-  count("msg_message_table WHERE storageFolder IN (5, 105)", OTHER_FOLDERS);
+  count("msg_message_table WHERE (" + folder_condition("") + ") IS NOT 1", OTHER_FOLDERS);
   for (const std::string table :
        {"msg_sim_table", "deleted_msg_table", "msg_ft_content_table", "ft_queue_table", "temp_log",
         "message_transaction_table", "respond_msg_table", "msg_sharedial_meta_table"}) {

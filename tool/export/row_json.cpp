@@ -2,8 +2,13 @@
 
 #include <glib.h>
 
+#include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <limits>
+#include <string_view>
+#include <system_error>
 
 #include "backup/base64.h"
 
@@ -77,7 +82,39 @@ int bind_object(sqlite3_stmt* statement, int parameter, const Json& value) {
   return sqlite3_bind_blob64(statement, parameter, bytes.data(), bytes.size(), SQLITE_TRANSIENT);
 }
 
+/** Behind the text that begins at `at`, of well-formed JSON. */
+std::size_t end_of_text(const std::string& json, std::size_t at) {
+  for (;;) {
+    const std::size_t quote = json.find('"', at + 1);
+    const std::size_t before = json.find_last_not_of('\\', quote - 1);
+    const bool isEscaped = (quote - before) % 2 == 0;
+    if (!isEscaped) return quote + 1;
+    at = quote;
+  }
+}
+
+bool is_wide_integer(std::string_view number) {
+  if (number.find_first_of(".eE") != std::string_view::npos) return false;
+  std::int64_t value = 0;
+  const auto result = std::from_chars(number.data(), number.data() + number.size(), value);
+  return result.ec == std::errc::result_out_of_range;
+}
+
 }  // namespace
+
+void refuse_wide_integers(const std::string& json) {
+  constexpr const char* TEXT_OR_NUMBER = "\"-0123456789";
+  for (std::size_t at = 0; (at = json.find_first_of(TEXT_OR_NUMBER, at)) != std::string::npos;) {
+    if (json[at] == '"') {
+      at = end_of_text(json, at);
+      continue;
+    }
+    const std::size_t end = std::min(json.find_first_not_of("+-.eE0123456789", at), json.size());
+    const std::string number = json.substr(at, end - at);
+    if (is_wide_integer(number)) throw Failure("no store holds the number " + number.substr(0, 60));
+    at = end;
+  }
+}
 
 Json row_of(const Rows& rows) {
   sqlite3_stmt* const statement = rows.statement();

@@ -54,27 +54,28 @@ std::string folded(const std::string& text) {
   return result.get();
 }
 
-std::string listed(const std::vector<int>& numbers) {
+template <typename Number>
+std::string listed(const std::vector<Number>& numbers) {
   std::string list;
-  for (const int number : numbers) list += (list.empty() ? "" : ", ") + std::to_string(number);
+  for (const Number number : numbers) list += (list.empty() ? "" : ", ") + std::to_string(number);
   return list;
 }
 
 /** The conversations in which everyone takes part. */
-std::vector<int> conversations_with(const std::vector<std::string>& numbers) {
+std::vector<long long> conversations_with(const std::vector<std::string>& numbers) {
   const std::vector<std::string> people = helpers::people_among(numbers);
-  std::map<int, std::vector<bool>> met;
+  std::map<long long, std::vector<bool>> met;
   const auto rows = helpers::compile("SELECT convId, address FROM msg_address_table;", CANNOT_READ);
   while (helpers::next_row(*rows, CANNOT_READ)) {
     const std::string address = helpers::normalised_address(rows->getText(1));
     for (std::size_t i = 0; i < people.size(); ++i) {
       if (!helpers::is_same_address(people[i], address)) continue;
-      auto& ofConversation = met[rows->getInt(0)];
+      auto& ofConversation = met[rows->getInt64(0)];
       ofConversation.resize(people.size());
       ofConversation[i] = true;
     }
   }
-  std::vector<int> conversations;
+  std::vector<long long> conversations;
   for (const auto& [conversation, people_met] : met) {
     if (std::find(people_met.begin(), people_met.end(), false) == people_met.end()) {
       conversations.push_back(conversation);
@@ -172,12 +173,12 @@ bool MatchingMessages::_hasText() const {
   return false;
 }
 
-std::optional<int> MatchingMessages::next() {
+std::optional<long long> MatchingMessages::next() {
   if (_filter.limit > 0 && _found == _filter.limit) return std::nullopt;
   while (helpers::next_row(*_rows, CANNOT_READ)) {
     if (!_wanted.empty() && !_hasText()) continue;
     ++_found;
-    return _rows->getInt(0);
+    return _rows->getInt64(0);
   }
   return std::nullopt;
 }

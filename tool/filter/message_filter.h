@@ -43,7 +43,8 @@ void declare_filter_within_conversation(CLI::App& app, MessageFilter& filter);
 
 /**
  * The ids of the messages that a filter lets pass, one by one, in the order of their times; those
- * of the same time by id. Within a session of the library's.
+ * of the same time by id, which may be one that the library's queries do not take. Within a session
+ * of the library's.
  */
 class MatchingMessages {
  public:
@@ -51,7 +52,7 @@ class MatchingMessages {
   explicit MatchingMessages(const MessageFilter& filter);
 
   /** None at the end. Throws StoreError. */
-  std::optional<int> next();
+  std::optional<long long> next();
 
  private:
   bool _hasText() const;

@@ -200,6 +200,7 @@ class Restoration {
     if (is_deeply_nested(text)) throw Failure("no line of an export: it is nested too deeply");
     Json line = Json::parse(text, nullptr, false);
     if (!line.is_object()) throw Failure("no line of an export");
+    refuse_wide_integers(text);
     return line;
   }
 
@@ -315,7 +316,7 @@ class Restoration {
     if (dot == std::string::npos || name.size() - dot > LONGEST_EXTENSION) {
       dot = name.size();
     }
-    const Payload payload = _stage.decode(base64.data(), base64.size());
+    const Payload payload = _stage.decodeFile(base64);
     if (payload.state != Payload::State::WHOLE) throw Failure("damaged base64 of " + name);
     return _stage.keep(payload, name.substr(0, dot), name.substr(dot));
   }

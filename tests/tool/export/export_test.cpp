@@ -259,6 +259,79 @@ TEST_F(Export, FilesElsewhereStayThere) {
   EXPECT_EQ(result.out.find("\"filepath\":\"c29tZ"), std::string::npos);
 }
 
+TEST_F(Export, FilesOfAnyNameAndContentComeBack) {
+  import(mms({}, text_part("a") + text_part("b") + text_part("c") + text_part("d"), ""));
+  fs::create_directories(mediaDir());
+  const std::vector<std::pair<std::string, std::string>> files = {{"picture", "without extension"},
+                                                                  {"ends.", "with a dot"},
+                                                                  {"empty.png", ""},
+                                                                  {"word.bin", "\x9E\xE9\x65"}};
+  std::string updates;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    file("data/media/" + files[i].first, files[i].second);
+    updates += "UPDATE msg_mms_content_table SET filepath = '" + mediaDir() + "/" + files[i].first +
+               "' WHERE contentId = " + std::to_string(i + 1) + ";";
+  }
+  RawConnection(dbFile()).exec(updates);
+  const std::string before = wholeStore();
+  const std::string media = folder() + "/files";
+  const std::string held = exported();
+  const std::string beside = file("beside.jsonl", run({"export", "--media", media}).out);
+  EXPECT_NE(content_of(held).find(R"("files":{"filepath":"null"})"), std::string::npos);
+  for (const std::vector<std::string>& words :
+       {std::vector<std::string>{"import", held}, {"import", beside, "--media", media}}) {
+    beginAnew();
+    const ProcessResult result = run(words);
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(wholeStore(), before);
+  }
+}
+
+TEST_F(Export, FilesWhoseNamesAreNotUtf8AreToldOf) {
+  import(mms({}, data_part("image/png", "QUJD"), "") + mms({{ "date",
+                                                              "1" }},
+                                                           text_part("a") + text_part("b"), ""));
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_mms_content_table SET filepath = CAST(filepath || x'ff' AS TEXT), thumbpath = 7 "
+      "WHERE contentId = 1;"
+      "UPDATE msg_mms_content_table SET filepath = x'2f61', thumbpath = '' WHERE contentId = 2;");
+  const std::string paths =
+      "SELECT quote(filepath) || quote(thumbpath) FROM msg_mms_content_table;";
+  const std::string before = rows(paths);
+  const ProcessResult result = run({"export"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err,
+            "msg-tarvel: left out: 1 files that are missing or not in the store's media\n"
+            "msg-tarvel: left out: 2 files whose names are not UTF-8\n");
+  beginAnew();
+  EXPECT_EQ(json({"import", file("export.jsonl", result.out)})["stored"], 2);
+  EXPECT_EQ(rows(paths), before);
+}
+
+TEST_F(Export, AMessageThatOnlyAnIndexHasIsDamage) {
+  import(sms({}) + sms({{ "date", "1" }}));
+  // The index is hidden while a message goes.
+  RawConnection connection(dbFile());
+  connection.exec(
+      "PRAGMA writable_schema = ON;"
+      "CREATE TEMP TABLE hidden AS SELECT * FROM sqlite_master WHERE tbl_name = "
+      "'msg_message_table' AND type = 'index';"
+      "DELETE FROM sqlite_master WHERE tbl_name = 'msg_message_table' AND type = 'index';"
+      "PRAGMA writable_schema = RESET;");
+  connection.exec("DELETE FROM msg_message_table WHERE msgId = 2;");
+  connection.exec(
+      "PRAGMA writable_schema = ON;"
+      "INSERT INTO sqlite_master SELECT * FROM temp.hidden;"
+      "PRAGMA writable_schema = RESET;");
+  for (const std::vector<std::string>& words : {std::vector<std::string>{}, {"--format", "xml"}}) {
+    std::vector<std::string> command = {"export", "--folder", "all"};
+    command.insert(command.end(), words.begin(), words.end());
+    ProcessResult result = run(command);
+    result.out.clear();
+    expectFailure(result, "cannot export the message store: ");
+  }
+}
+
 TEST_F(Export, IsReadBackOnlyIntoAStoreWithoutMessages) {
   import(sms({}));
   const std::string path = exported();
@@ -414,6 +487,27 @@ TEST_F(Export, ARowThatNoStoreTakesNamesItsLine) {
                 ":3: table msg_message_table has no column named odd");
 }
 
+TEST_F(Export, AnIntegerThatNoStoreHoldsNamesItsLine) {
+  const std::string conversation = R"({"conversation":{"convId":1}})"
+                                   "\n";
+  const auto message = [](const std::string& itemId) {
+    return R"({"message":{"convId":1,"mainText":"\\\"","itemId":)" + itemId +
+           R"(,"textMessage":"\" 18446744073709551615 \\"}})"
+           "\n";
+  };
+  for (const std::string number : {"9223372036854775808", "18446744073709551615",
+                                   "18446744073709551616", "-9223372036854775809"}) {
+    expectRefused(HEADER + conversation + message("1") + message(number),
+                  ":4: no store holds the number " + number);
+  }
+  const std::string taken = HEADER + conversation + message("9223372036854775807") +
+                            message("-9223372036854775808") + message("18446744073709551616.0") +
+                            message("1e300") + "{\"end\":{\"messages\":4,\"conversations\":1}}\n";
+  EXPECT_EQ(json({"import", file("taken.jsonl", taken)})["stored"], 4);
+  EXPECT_EQ(rows("SELECT itemId FROM msg_message_table;"),
+            "9223372036854775807\n-9223372036854775808\n1.84467440737096e+19\n1.0e+300\n");
+}
+
 TEST_F(Export, AFullDiskIsNoFaultOfALine) {
   const std::string path =
       file("long.jsonl", HEADER + "{\"message\":{\"convId\":1,\"textMessage\":\"" +
@@ -529,13 +623,46 @@ TEST_F(Export, AWholeExportKeepsWrongCounters) {
   EXPECT_EQ(wholeStore(), before);
 }
 
+TEST_F(Export, ChosenMessagesHaveIdsOf64Bits) {
+  import(sms(
+             {{ "body",
+                "one" }}) +
+         sms({{"body", "two"},
+              {"address", "+14155550122"},
+              { "date",
+                "1740000000001" }}));
+  // In 32 bits the second message would be the first, and its conversation too.
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_message_table SET msgId = 4294967297, convId = 4294967297 WHERE msgId = 2;"
+      "UPDATE msg_conversation_table SET convId = 4294967297 WHERE convId = 2;"
+      "UPDATE msg_address_table SET convId = 4294967297 WHERE convId = 2;");
+  const std::string ids =
+      "SELECT msgId || ' ' || convId || ' ' || textMessage FROM msg_message_table;";
+  const std::string second = "4294967297 4294967297 two\n";
+  ASSERT_EQ(rows(ids), "1 1 one\n" + second);
+  const ProcessResult xml = run({"export", "--format", "xml"});
+  EXPECT_EQ(xml.err, "");
+  EXPECT_NE(xml.out.find("body=\"two\""), std::string::npos);
+  EXPECT_EQ(json({"messages"}).size(), 1U) << "the library has no number for the other one";
+
+  const std::string lines = content_of(exported({"--limit", "1"}));
+  EXPECT_EQ(content_of(exported({"--with", "+14155550122"})), lines);
+  beginAnew();
+  EXPECT_EQ(json({"import", file("newest.jsonl", lines)})["stored"], 1);
+  EXPECT_EQ(rows(ids), second);
+  EXPECT_EQ(rows("SELECT convId || address FROM msg_address_table;"), "4294967297+14155550122\n");
+  EXPECT_EQ(rows("SELECT lastMsgId || msgText FROM msg_conversation_table;"), "4294967297two\n");
+}
+
 TEST_F(Export, XmlComesBackAsTheSameMessages) {
   const auto messages = [this] {
     return rows(
                "SELECT msgId || quote(msgType) || storageFolder || ' ' || networkStatus || "
                "quote(mainText) || quote(textMessage) || displayTime || ' ' || attachedNum || "
                "read || quote(peerGroupChatSender) FROM msg_message_table ORDER BY msgId;") +
-           rows("SELECT convId || quote(address) FROM msg_address_table ORDER BY addressId;") +
+           rows(
+               "SELECT convId || quote(address) || quote(recipientType) FROM msg_address_table "
+               "ORDER BY addressId;") +
            rows(
                "SELECT msgId || quote(textData) || contentType || quote(filename) || slideIdx || "
                "quote(size) FROM msg_mms_content_table ORDER BY contentId;") +
@@ -551,6 +678,213 @@ TEST_F(Export, XmlComesBackAsTheSameMessages) {
   beginAnew();
   EXPECT_EQ(json({"import", file("phone.xml", xml.out)})["stored"], 306);
   EXPECT_EQ(messages(), before);
+}
+
+TEST_F(Export, XmlKeepsHowPeopleWereAddressed) {
+  const std::string own = "+14155550100";
+  const auto message = [](const std::string& date, const std::string& box, const std::string& list,
+                          const std::vector<std::pair<int, std::string>>& people) {
+    return mms({{"address", list},
+                {"date", date},
+                {"msg_box", box},
+                {"m_type", box == "1" ? "132" : "128"}},
+               text_part("text"), addrs(people));
+  };
+  import(message("1", "1", "+14155550111~+14155550122~+14155550133",
+                 {{137, "+14155550111"},
+                  {151, own},
+                  {130, "+14155550122"},
+                  { 129,
+                    "+14155550133" }}) +
+             message("2", "2", "+14155550111~+14155550144~+14155550155",
+                     {{137, "insert-address-token"},
+                      {130, "+14155550111"},
+                      {151, "+14155550144"},
+                      { 129,
+                        "+14155550155" }}) +
+             message("3", "2", "+14155550166",
+                     {{137, "insert-address-token"},
+                      { 129,
+                        "+14155550166" }}),
+         {"--own-number", own});
+  // What an owner may have written there beside.
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_address_table SET recipientType = 7 WHERE addressId = 5;");
+  const std::string people =
+      "SELECT convId || ' ' || substr(address, -2) || ' ' || recipientType FROM msg_address_table "
+      "ORDER BY addressId;";
+  const auto kinds = [](const std::string& fifth) {
+    return "1 11 1\n1 22 2\n1 33 3\n2 11 2\n2 44 " + fifth + "\n2 55 3\n3 66 3\n";
+  };
+  ASSERT_EQ(rows(people), kinds("7"));
+  const ProcessResult xml = run({"export", "--format", "xml"});
+  EXPECT_EQ(xml.err, "");
+  for (const std::string addr : {"<addr address=\"+14155550111\" type=\"137\"",
+                                 "<addr address=\"+14155550111\" type=\"130\"",
+                                 "<addr address=\"+14155550144\" type=\"151\"",
+                                 "<addr address=\"+14155550155\" type=\"129\""}) {
+    EXPECT_NE(xml.out.find(addr), std::string::npos) << addr;
+  }
+  beginAnew();
+  EXPECT_EQ(json({"import", file("phone.xml", xml.out)})["stored"], 3);
+  EXPECT_EQ(rows(people), kinds("1"));
+}
+
+TEST_F(Export, XmlKeepsATextBesideTextsThatAreNone) {
+  const auto part = [](const std::string& type, const std::string& text) {
+    return element("part", {{"seq", "0"}, {"ct", type}, {"text", text}});
+  };
+  import(mms({}, part("text/x-vcard", "BEGIN:VCARD") + part("text/html", "&lt;p>"), "") +
+         mms({{ "date",
+                "2" }},
+             part("text/x-vcard", "BEGIN:VCARD") + part("Text/Plain; charset=utf-8", "its own"),
+             ""));
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_message_table SET textMessage = 'see contact', mainText = 'see contact' WHERE "
+      "msgId = 1;");
+  const std::string texts =
+      "SELECT mainText || '|' || textMessage FROM msg_message_table ORDER BY displayTime;";
+  ASSERT_EQ(rows(texts), "its own|its own\nsee contact|see contact\n");
+  const ProcessResult xml = run({"export", "--format", "xml"});
+  EXPECT_EQ(xml.err, "");
+  beginAnew();
+  EXPECT_EQ(json({"import", file("phone.xml", xml.out)})["stored"], 2);
+  EXPECT_EQ(rows(texts), "its own|its own\nsee contact|see contact\n");
+  EXPECT_EQ(
+      rows("SELECT contentType || '|' || textData FROM msg_mms_content_table ORDER BY contentId;"),
+      "text/x-vcard|BEGIN:VCARD\nText/Plain; charset=utf-8|its own\n"
+      "text/x-vcard|BEGIN:VCARD\ntext/html|<p>\ntext/plain|see contact\n");
+}
+
+TEST_F(Export, XmlKeepsTextsOfOddParts) {
+  const auto part = [](const std::string& type, const std::string& text) {
+    return element("part", {{"seq", "0"}, {"ct", type}, {"text", text}});
+  };
+  import(mms({{ "date",
+                "1" }},
+             part("text/plain", "") + part("text/html", "") + part("text/plain", "a") +
+                 part("text/plain", "b"),
+             "") +
+         mms({{ "date",
+                "2" }},
+             part("text/plain", "typeless"), "") +
+         mms({{ "date",
+                "3" }},
+             part("text/plain", "its part's"), "") +
+         mms({{ "date",
+                "4" }},
+             data_part("text/x-vcard", "QUJD") + data_part("text/plain", "QUJE"), ""));
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_mms_content_table SET contentType = NULL WHERE textData = 'typeless';"
+      "UPDATE msg_message_table SET textMessage = 'its own' WHERE displayTime = 3;"
+      "UPDATE msg_mms_content_table SET filepath = '/gone.txt' WHERE filepath LIKE '%.txt';");
+  const ProcessResult xml = run({"export", "--format", "xml"});
+  EXPECT_EQ(xml.err,
+            "msg-tarvel: left out: 1 files that are missing or not in the store's media\n"
+            "msg-tarvel: left out: 1 texts of messages that their parts do not have\n");
+  EXPECT_NE(xml.out.find("text=\"null\" data=\"QUJD\""), std::string::npos);
+  beginAnew();
+  EXPECT_EQ(json({"import", file("phone.xml", xml.out)})["stored"], 4);
+  EXPECT_EQ(rows("SELECT textMessage FROM msg_message_table ORDER BY displayTime;"),
+            "a\nb\ntypeless\nits part's\n\n");
+  EXPECT_EQ(rows("SELECT contentType || '|' || textData FROM msg_mms_content_table ORDER BY msgId, "
+                 "contentId;"),
+            "text/plain|\ntext/html|\ntext/plain|a\ntext/plain|b\ntext/plain|typeless\ntext/"
+            "plain|its part's\ntext/x-vcard|\ntext/plain|\n");
+}
+
+TEST_F(Export, XmlTellsOfKindsAndFoldersThatPhonesDoNotHave) {
+  std::string elements;
+  for (int i = 1; i <= 8; ++i) {
+    const std::string number = std::to_string(i);
+    elements += sms({{"date", number}, {"body", "text " + number}});
+  }
+  import(elements);
+  file("data/media/a.png", "ABC");
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_message_table SET msgType = 'chat' WHERE msgId IN (2, 3);"
+      "UPDATE msg_message_table SET mainText = 'null' WHERE msgId = 4;"
+      "UPDATE msg_message_table SET mainText = 'null', textMessage = 'null' WHERE msgId = 8;"
+      "UPDATE msg_message_table SET storageFolder = 0 WHERE msgId = 5;"
+      "UPDATE msg_message_table SET storageFolder = NULL WHERE msgId = 6;"
+      "UPDATE msg_message_table SET storageFolder = 9 WHERE msgId = 7;"
+      "INSERT INTO msg_mms_content_table (msgId, contentType, filepath, hasFile) VALUES "
+      "(1, 'image/png', '" +
+      mediaDir() + "/a.png', 1);");
+  const ProcessResult xml = run({"export", "--format", "xml"});
+  EXPECT_EQ(
+      xml.err,
+      "msg-tarvel: left out: 2 kinds of messages beside sms and mms\n"
+      "msg-tarvel: left out: 3 messages in folders that phones do not have\n"
+      "msg-tarvel: left out: 1 subjects that are the word for none\n"
+      "msg-tarvel: left out: 1 texts with parts, which became multimedia messages: their kind\n");
+  beginAnew();
+  EXPECT_EQ(json({"import", file("phone.xml", xml.out)})["stored"], 5);
+  EXPECT_EQ(rows("SELECT msgType || '|' || mainText || '|' || textMessage || '|' || attachedNum "
+                 "FROM msg_message_table ORDER BY displayTime;"),
+            "mms|text 1|text 1|1\nsms|text 2|text 2|0\nsms|text 3|text 3|0\nsms|text 4|text "
+            "4|0\nsms|null|null|0\n");
+  EXPECT_EQ(mediaFiles().size(), 1U);
+}
+
+TEST_F(Export, XmlTellsOfAddressesThatPhonesMisread) {
+  import(sms(
+             {{ "address",
+                "Alice" }}) +
+         sms(
+             {{ "address",
+                "Bob" }}) +
+         sms(
+             {{ "address",
+                "Carol" }}) +
+         sms(
+             {{ "address",
+                "nullify" }}));
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_address_table SET address = 'null' WHERE address = 'Alice';"
+      "UPDATE msg_address_table SET address = 'insert-address-token' WHERE address = 'Bob';"
+      "UPDATE msg_address_table SET address = 'x~y' WHERE address = 'Carol';");
+  EXPECT_EQ(run({"export", "--format", "xml"}).err,
+            "msg-tarvel: left out: 3 addresses that phones misread\n");
+}
+
+TEST_F(Export, XmlHasTextsThatAreNotUtf8AndBlobs) {
+  import(sms(
+             {{ "date",
+                "1" }}) +
+         mms({{"date", "2"},
+              { "address",
+                "+14155550122" }},
+             text_part("part") + data_part("image/png", "QUJD"), ""));
+  const std::string path = rows("SELECT filepath FROM msg_mms_content_table WHERE contentId = 2;");
+  fs::rename(path.substr(0, path.size() - 1), mediaDir() + "/a\xFF.png");
+  RawConnection(dbFile()).exec(
+      // An invalid byte, half of a pair of surrogates, NUL and more.
+      "UPDATE msg_message_table SET textMessage = CAST(x'68656c6cff6f' AS TEXT), "
+      "mainText = CAST(x'eda0bd' AS TEXT) WHERE msgId = 1;"
+      "UPDATE msg_address_table SET address = CAST(x'feff' AS TEXT) WHERE convId = 1;"
+      "UPDATE msg_message_table SET mainText = x'7375626a656374', textMessage = x'626c6f6200', "
+      "displayTime = 2.5, storageFolder "
+      "= 1.5 WHERE msgId = 2;"
+      "UPDATE msg_mms_content_table SET textData = x'626c6f6200', slideIdx = 7.5 WHERE contentId = "
+      "1;"
+      "UPDATE msg_mms_content_table SET filename = CAST(x'c3' AS TEXT), filepath = CAST('" +
+      mediaDir() + "/a' || x'ff' || '.png' AS TEXT) WHERE contentId = 2;");
+  const ProcessResult xml = run({"export", "--format", "xml"});
+  EXPECT_EQ(xml.status, 0);
+  EXPECT_EQ(xml.err, "msg-tarvel: left out: 9 characters that XML does not have\n");
+  beginAnew();
+  EXPECT_EQ(json({"import", file("phone.xml", xml.out)})["stored"], 2);
+  const std::string lost = "\xEF\xBF\xBD";
+  EXPECT_EQ(rows("SELECT displayTime || '|' || storageFolder || '|' || mainText || '|' || "
+                 "textMessage FROM msg_message_table;"),
+            "1|1|" + lost + lost + lost + "|hell" + lost + "o\n2|1|subject|blob" + lost + "\n");
+  EXPECT_EQ(rows("SELECT address FROM msg_address_table;"), lost + lost + "\n+14155550122\n");
+  EXPECT_EQ(
+      rows("SELECT slideIdx || '|' || textData || '|' || filename FROM msg_mms_content_table;"),
+      "7|blob" + lost + "|text.txt\n0||" + lost + "\n");
+  ASSERT_EQ(mediaFiles().size(), 1U);
+  EXPECT_EQ(content_of(mediaDir() + "/" + mediaFiles().front()), "ABC");
 }
 
 TEST_F(Export, XmlTellsWhatItLeavesOut) {

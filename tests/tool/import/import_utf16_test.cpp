@@ -116,5 +116,16 @@ TEST_F(ImportUtf16, TakesNoMemoryForWhatIsLong) {
   EXPECT_EQ(std::filesystem::file_size(mediaDir() + "/" + mediaFiles().front()), 9'000'000U);
 }
 
+TEST_F(ImportUtf16, NoDataIsNoFileInUtf32Either) {
+  const std::string parts =
+      data_part("image/png", "null") + data_part("image/png", "") + data_part("image/png", "QUJD");
+  const std::string text =
+      "<?xml version='1.0' encoding='UTF-32'?><smses>" + mms({}, parts, "") + "</smses>";
+  const auto summary = json({"import", recoded(text, "UTF-32")});
+  EXPECT_EQ(summary["stored"], 1);
+  EXPECT_EQ(summary["partsReported"], 2);
+  EXPECT_EQ(mediaFiles().size(), 1U);
+}
+
 }  // namespace
 }  // namespace msg_tarvel
