@@ -23,6 +23,10 @@
 #include "reliability/extent.h"
 #include "tool/tool_support.h"
 
+#ifdef TEST_LOOKS_FOR_LEAKS
+#include <sanitizer/lsan_interface.h>
+#endif
+
 namespace msg_tarvel {
 namespace {
 
@@ -130,6 +134,15 @@ void ask_everything() {
     ask_for_conversations();
     ask_for_the_rest();
   }
+}
+
+/** A forked child leaves without anybody's look at what it has lost. */
+bool has_lost_memory() {
+#ifdef TEST_LOOKS_FOR_LEAKS
+  return __lsan_do_recoverable_leak_check() != 0;
+#else
+  return false;
+#endif
 }
 
 // ---- Stores ------------------------------------------------------------------------------------
@@ -337,6 +350,7 @@ class HostileStores : public ToolTest {
       rusage used = {};
       getrusage(RUSAGE_SELF, &used);
       noteMemory(used.ru_maxrss);
+      if (has_lost_memory()) return SANITIZER_REPORT;
       return HasFailure() ? 1 : 0;
     });
     EXPECT_EQ(asking.wait(), 0);
