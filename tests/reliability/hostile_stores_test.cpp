@@ -638,6 +638,25 @@ TEST_F(HostileSchemas, EndInTimeInAFullFile) {
   }
 }
 
+/** Each text is as long as it may be; together they are of any length, in a file that holds
+ * nothing. */
+TEST_F(HostileSchemas, WithRowsOfManyLongTextsTakeLittleMemory) {
+  constexpr const char* LONG_TEXT = "printf('%.*c', 16000000, 'x')";
+  const std::vector<Command> tried = {{"check"}, {"export"}};
+  for (const std::string table : {"msg_message_table", "msg_sim_table"}) {
+    if (!is_whole_run() && table == "msg_sim_table") continue;
+    changeBy(viewInPlaceOf(table, LONG_TEXT, "", ""));
+    for (const Command& command : is_whole_run() ? lookingCommands() : tried) {
+      const ProcessResult result = expectToCope(command);
+      if (command != tried[1]) continue;
+      EXPECT_EQ(result.status, 3);
+      EXPECT_NE(result.err.find(": out of memory\n"), std::string::npos) << result.err;
+    }
+    beginAnew();
+  }
+  printMemory();
+}
+
 TEST_F(HostileSchemas, AreLookedAt) {
   const std::vector<Command> looking = lookingCommands();
   std::size_t next = 0;

@@ -16,7 +16,10 @@ namespace msg_tarvel::tool {
 
 namespace {
 
-/** Of SQLite's own allocations. */
+// Of SQLite's own allocations. A row of two texts as long as they may be takes less than the first;
+// to sort what a store holds takes up to all of it, and copies.
+constexpr sqlite3_int64 MEMORY_FOR_EVERY_STORE = 64'000'000;
+constexpr sqlite3_int64 MEMORY_PER_BYTE = 4;
 constexpr sqlite3_int64 MOST_MEMORY = 1 << 30;
 
 // A statement's work is counted in slices of so many operations, each well below a millisecond.
@@ -69,11 +72,19 @@ long long bytes_in(const struct stat& file) {
                                   : std::min(onDisk, static_cast<long long>(file.st_size));
 }
 
+/** A row of a view may have many long texts, and each has its own limit alone. */
+void allow_memory(long long bytes) {
+  const sqlite3_int64 limit = std::min(bytes * MEMORY_PER_BYTE, MOST_MEMORY);
+  if (limit > sqlite3_hard_heap_limit64(-1)) sqlite3_hard_heap_limit64(limit);
+}
+
 /** A private copy loses its name once it is open, and does not grow then. */
 void measure(Connection& connection) {
   struct stat file = {};
   const char* const path = sqlite3_db_filename(connection.handle, "main");
-  if (path && stat(path, &file) == 0) connection.bytes = bytes_in(file);
+  if (!path || stat(path, &file) != 0) return;
+  connection.bytes = bytes_in(file);
+  allow_memory(connection.bytes);
 }
 
 /** As many slices as a query on a store of this size can need. */
@@ -146,7 +157,7 @@ int on_locked(void* /*unused*/, int count) {
 void limit_connections() {
   sqlite3_config(SQLITE_CONFIG_LOG, &note_error, nullptr);
   sqlite3_auto_extension(reinterpret_cast<void (*)()>(&limit_connection));
-  sqlite3_hard_heap_limit64(MOST_MEMORY);
+  sqlite3_hard_heap_limit64(MEMORY_FOR_EVERY_STORE);
 }
 
 sqlite3* last_connection() {
