@@ -60,6 +60,15 @@ void set_environment(const std::vector<std::string>& environment) {
   }
 }
 
+/** Has a program that a sanitizer reports of end as no program does by itself. */
+void tell_reports_from_failures() {
+  for (const char* const name : {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"}) {
+    const char* const options = std::getenv(name);
+    const std::string exitCode = "exitcode=" + std::to_string(SANITIZER_REPORT);
+    setenv(name, (options ? options + (":" + exitCode) : exitCode).c_str(), 1);
+  }
+}
+
 /** Feeds `input` to `in` and collects `out` and `err` until both are at their end. */
 void communicate(int in, int out, int err, const std::string& input, ProcessResult& result) {
   std::size_t written = 0;
@@ -111,6 +120,7 @@ void execute(const std::vector<std::string>& command) {
   arguments.reserve(words.size() + 1);
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
+  tell_reports_from_failures();
   execvp(arguments[0], arguments.data());
   std::perror(arguments[0]);
 }

@@ -13,6 +13,9 @@ namespace msg_tarvel {
 /** A user, and a group of the same number, to whom nothing belongs. */
 constexpr uid_t NOBODY = 65534;
 
+/** The exit status of a program that a sanitizer reports of; none of its own is so high. */
+constexpr int SANITIZER_REPORT = 99;
+
 /** How a process ended and what it printed. */
 struct ProcessResult {
   /** The exit status, or 128 + the signal that ended it. */

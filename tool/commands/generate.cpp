@@ -13,6 +13,7 @@
 #include "helpers/transaction.h"
 #include "print/json.h"
 #include "store/store.h"
+#include "store/work_time.h"
 
 namespace msg_tarvel::tool {
 
@@ -20,6 +21,7 @@ namespace {
 
 int generate(const Output& output, const GenerateOptions& options) {
   require_store();
+  allow_work_time_for_each_statement();
   const helpers::StoreSession session;
   const GeneratedStore made = generate_store(options);
   if (output.json) {

@@ -17,6 +17,7 @@
 #include "print/printable.h"
 #include "store/device_settings.h"
 #include "store/store.h"
+#include "store/work_time.h"
 
 namespace msg_tarvel::tool {
 
@@ -208,6 +209,7 @@ int import_files(const Output& output, const ImportArguments& arguments) {
   }
   require_store();
   require_settings();
+  allow_work_time_for_each_statement();
   const helpers::StoreSession session;
   Summaries summaries(output, arguments);
   const auto tell = [&arguments](const auto& action) {

@@ -25,7 +25,7 @@ int list_threads(const Output& output) {
   ThreadList list(output);
   bool isEmpty = true;
   const auto rows = helpers::compile(SELECT_CONVERSATIONS, helpers::CANNOT_READ);
-  while (helpers::next_row(*rows, helpers::CANNOT_READ)) {
+  while (read_row(*rows)) {
     ListedThread listed;
     if (!read_thread(rows->getInt(0), listed)) continue;
     list.add(listed);

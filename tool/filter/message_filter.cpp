@@ -16,6 +16,7 @@
 #include "helpers/store_error.h"
 #include "print/printable.h"
 #include "store/device_settings.h"
+#include "store/read_items.h"
 
 namespace msg_tarvel::tool {
 
@@ -175,7 +176,7 @@ bool MatchingMessages::_hasText() const {
 
 std::optional<long long> MatchingMessages::next() {
   if (_filter.limit > 0 && _found == _filter.limit) return std::nullopt;
-  while (helpers::next_row(*_rows, CANNOT_READ)) {
+  while (read_row(*_rows)) {
     if (!_wanted.empty() && !_hasText()) continue;
     ++_found;
     return _rows->getInt64(0);

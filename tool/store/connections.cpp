@@ -11,19 +11,25 @@
 #include <vector>
 
 #include "interrupt.h"
+#include "store/work_time.h"
 
 namespace msg_tarvel::tool {
 
 namespace {
 
-/** Of SQLite's own allocations. */
+// Of SQLite's own allocations. A row of two texts as long as they may be takes less than the first;
+// to sort what a store holds takes up to all of it, and copies.
+constexpr sqlite3_int64 MEMORY_FOR_EVERY_STORE = 64'000'000;
+constexpr sqlite3_int64 MEMORY_PER_BYTE = 4;
 constexpr sqlite3_int64 MOST_MEMORY = 1 << 30;
 
-// A statement's work is counted in slices of so many operations, each well below a millisecond.
-constexpr int OPERATIONS_PER_SLICE = 10'000;
-constexpr long long SLICES_FOR_EVERY_STORE = 1000;
+// A statement's work is counted in slices of so many operations, each well below a millisecond
+// where nobody means harm.
+constexpr int OPERATIONS_PER_SLICE = 1000;
+constexpr long long SLICES_FOR_EVERY_STORE = 10'000;
 /** What takes most work takes a third of that: it looks at everything a few times. */
-constexpr long long BYTES_PER_SLICE = 8192;
+constexpr long long SLICES_PER_PAGE = 10;
+constexpr long long BYTES_PER_PAGE = 8192;
 /** As stat counts blocks. */
 constexpr long long BYTES_PER_BLOCK = 512;
 
@@ -65,39 +71,60 @@ void note_error(void* /*unused*/, int code, const char* /*text*/) {
 long long bytes_in(const struct stat& file) {
   const long long onDisk = file.st_blocks * BYTES_PER_BLOCK;
   // A file system that does not count blocks tells of less than any database takes.
-  return onDisk < BYTES_PER_SLICE ? file.st_size
-                                  : std::min(onDisk, static_cast<long long>(file.st_size));
+  return onDisk < BYTES_PER_PAGE ? file.st_size
+                                 : std::min(onDisk, static_cast<long long>(file.st_size));
+}
+
+/** A row of a view may have many long texts, and each has its own limit alone. */
+void allow_memory(long long bytes) {
+  const sqlite3_int64 limit = std::min(bytes * MEMORY_PER_BYTE, MOST_MEMORY);
+  if (limit > sqlite3_hard_heap_limit64(-1)) sqlite3_hard_heap_limit64(limit);
 }
 
 /** A private copy loses its name once it is open, and does not grow then. */
 void measure(Connection& connection) {
   struct stat file = {};
   const char* const path = sqlite3_db_filename(connection.handle, "main");
-  if (path && stat(path, &file) == 0) connection.bytes = bytes_in(file);
+  if (!path || stat(path, &file) != 0) return;
+  connection.bytes = bytes_in(file);
+  allow_memory(connection.bytes);
+  allow_work_time_for(connection.bytes);
 }
 
 /** As many slices as a query on a store of this size can need. */
 long long most_slices(Connection& connection) {
   measure(connection);
-  return SLICES_FOR_EVERY_STORE + connection.bytes / BYTES_PER_SLICE;
+  return SLICES_FOR_EVERY_STORE + connection.bytes / BYTES_PER_PAGE * SLICES_PER_PAGE;
 }
 
 /** Called after each slice; not 0 ends the statement. */
 int on_slice(void* argument) {
   auto& connection = *static_cast<Connection*>(argument);
+  begin_work();
   if (connection.slices++ == 0) connection.mostSlices = most_slices(connection);
-  return connection.slices > connection.mostSlices || is_interrupted() ? 1 : 0;
+  const bool isTooMuch = connection.slices > connection.mostSlices || is_work_time_up();
+  return isTooMuch || is_interrupted() ? 1 : 0;
 }
 
-/** Called when a statement begins, or, with a comment for a text, a trigger of it. */
-int on_statement(unsigned /*event*/, void* argument, void* statement, void* text) {
-  auto& connection = *static_cast<Connection*>(argument);
-  if (connection.slices == 0 || static_cast<const char*>(text)[0] == '-') return 0;
+bool others_run(const Connection& connection, const void* statement) {
   sqlite3_stmt* other = nullptr;
   while ((other = sqlite3_next_stmt(connection.handle, other)) != nullptr) {
-    if (other != statement && sqlite3_stmt_busy(other) != 0) return 0;
+    if (other != statement && sqlite3_stmt_busy(other) != 0) return true;
   }
-  connection.slices = 0;
+  return false;
+}
+
+/** Called at a statement's end, and when it or a trigger of it, told by a comment, begins. */
+int on_statement(unsigned event, void* argument, void* statement, void* text) {
+  auto& connection = *static_cast<Connection*>(argument);
+  if (event == SQLITE_TRACE_PROFILE) {
+    end_work();
+    return 0;
+  }
+  if (static_cast<const char*>(text)[0] == '-') return 0;
+  begin_work();
+  note_statement();
+  if (connection.slices > 0 && !others_run(connection, statement)) connection.slices = 0;
   return 0;
 }
 
@@ -129,7 +156,7 @@ int limit_connection(sqlite3* handle, const char** /*message*/,
   sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, LONGEST_VALUE);
   sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   sqlite3_progress_handler(handle, OPERATIONS_PER_SLICE, &on_slice, connection);
-  sqlite3_trace_v2(handle, SQLITE_TRACE_STMT, &on_statement, connection);
+  sqlite3_trace_v2(handle, SQLITE_TRACE_STMT | SQLITE_TRACE_PROFILE, &on_statement, connection);
   // SQLite tells of the end of a connection only by destroying what was registered with it.
   return sqlite3_create_function_v2(handle, LIFETIME_FUNCTION, 0, SQLITE_UTF8, connection,
                                     &do_nothing, nullptr, nullptr, &forget);
@@ -144,9 +171,10 @@ int on_locked(void* /*unused*/, int count) {
 }  // namespace
 
 void limit_connections() {
+  limit_work_time();
   sqlite3_config(SQLITE_CONFIG_LOG, &note_error, nullptr);
   sqlite3_auto_extension(reinterpret_cast<void (*)()>(&limit_connection));
-  sqlite3_hard_heap_limit64(MOST_MEMORY);
+  sqlite3_hard_heap_limit64(MEMORY_FOR_EVERY_STORE);
 }
 
 sqlite3* last_connection() {

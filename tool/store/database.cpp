@@ -2,6 +2,7 @@
 
 #include "store/connections.h"
 #include "store/log_sink.h"
+#include "store/work_time.h"
 
 namespace msg_tarvel::tool {
 
@@ -41,6 +42,7 @@ Rows& Rows::bind(int index, const std::string& text) {
 }
 
 bool Rows::next() {
+  const Step step;
   const int code = sqlite3_step(_statement.get());
   if (code != SQLITE_ROW && code != SQLITE_DONE) throw DatabaseFailure(_handle);
   return code == SQLITE_ROW;

@@ -103,6 +103,8 @@ PrivateDirectory::PrivateDirectory() {
   }
 }
 
+void remove_private_directory() { remove_all(); }
+
 std::string PrivateDirectory::database() const { return _path + DATABASE_FILE; }
 
 std::string PrivateDirectory::journal() const { return database() + JOURNAL_ENDING; }

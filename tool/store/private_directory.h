@@ -30,4 +30,7 @@ class PrivateDirectory {
   std::string _path;
 };
 
+/** Removes the one that is there, if any; for the handlers of signals. */
+void remove_private_directory();
+
 }  // namespace msg_tarvel::tool

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <msg-tarvel-common/db/SqlStatement.h>
 #include <msg-tarvel-common/item/Message.h>
 
 #include "print/listed_thread.h"
@@ -12,5 +13,8 @@ namespace msg_tarvel::tool {
 bool read_message(int msgId, Message& message);
 /** The conversation, if it has messages, and its participants. `listed` is a new one. */
 bool read_thread(int convId, ListedThread& listed);
+
+/** The next row for a loop that does more than to keep it. False when there is none left. */
+bool read_row(db::SqlStatement& rows);
 
 }  // namespace msg_tarvel::tool
