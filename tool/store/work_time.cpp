@@ -1,6 +1,7 @@
 #include "store/work_time.h"
 
 #include <sys/time.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -36,11 +37,30 @@ std::atomic<bool> statementsBringTime = false;
 std::atomic<int> statements = 0;
 std::atomic<int> ticks = 0;
 std::atomic<bool> isAtWork = false;
+/** From the first tick on; 0 before. */
+std::atomic<int> slowness = 0;
 
-int ticks_allowed() { return ticksForBytes + statements / STATEMENTS_PER_TICK; }
+/** How many times as long as where the times were chosen this processor takes; 1 at least. */
+int measure_slowness() {
+  constexpr int ROUNDS = 200'000;
+  constexpr long long NANOSECONDS_THERE = 250'000;
+  constexpr long long SLOWEST = 20;
+  timespec begin = {};
+  timespec end = {};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &begin);
+  volatile unsigned int sum = 0;
+  for (int i = 0; i < ROUNDS; ++i) sum = sum * 31 + static_cast<unsigned int>(i);
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &end);
+  const long long nanoseconds =
+      (end.tv_sec - begin.tv_sec) * 1'000'000'000LL + (end.tv_nsec - begin.tv_nsec);
+  return static_cast<int>(std::clamp(nanoseconds / NANOSECONDS_THERE, 1LL, SLOWEST));
+}
+
+int ticks_allowed() { return (ticksForBytes + statements / STATEMENTS_PER_TICK) * slowness; }
 
 /** Called at each tick, which is in the midst of anything. */
 void on_tick(int /*signal*/) {
+  if (slowness == 0) slowness = measure_slowness();
   if (!isAtWork || ++ticks <= ticks_allowed() + TICKS_TO_END) return;
   remove_private_directory();
   [[maybe_unused]] const ssize_t written =
