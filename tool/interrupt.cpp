@@ -1,5 +1,8 @@
 #include "interrupt.h"
 
+#include <poll.h>
+
+#include <cerrno>
 #include <iterator>
 
 namespace msg_tarvel::tool {
@@ -35,6 +38,18 @@ int interrupting_signal() { return pendingSignal; }
 
 void throw_if_interrupted() {
   if (is_interrupted()) throw Interrupted{pendingSignal};
+}
+
+void wait_for_input(int descriptor) {
+  sigset_t all = {};
+  sigset_t before = {};
+  sigfillset(&all);
+  sigprocmask(SIG_BLOCK, &all, &before);
+  pollfd input = {descriptor, POLLIN, 0};
+  // Signals come in the waiting alone, so none is missed behind the look.
+  while (!is_interrupted() && ppoll(&input, 1, nullptr, &before) == -1 && errno == EINTR) continue;
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+  throw_if_interrupted();
 }
 
 }  // namespace msg_tarvel::tool

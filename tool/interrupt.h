@@ -32,6 +32,12 @@ inline bool is_interrupted() { return interrupting_signal() != 0; }
 void throw_if_interrupted();
 
 /**
+ * Waits until a descriptor has something to read, or its end. Throws as throw_if_interrupted does,
+ * also where the signal comes in the moment before the waiting.
+ */
+void wait_for_input(int descriptor);
+
+/**
  * Runs `action` under an InterruptGuard. What fails after a signal ends as Interrupted with this
  * outcome; but a commit of which nobody knows whether it succeeded stays that, and one that did.
  */

@@ -95,8 +95,8 @@ void BackupFile::_keepStandardInput(const std::function<void()>& onWait) {
   try {
     std::array<char, PIECE> piece{};
     for (;;) {
-      const ssize_t count = read(STDIN_FILENO, piece.data(), piece.size());
       onWait();
+      const ssize_t count = read(STDIN_FILENO, piece.data(), piece.size());
       if (count == 0) return;
       if (count == -1 && errno != EINTR) _fail();
       if (count > 0) write_whole(_file, piece.data(), static_cast<std::size_t>(count));

@@ -33,7 +33,7 @@ class BackupFile {
  public:
   /**
    * Standard input is read to its end, into a file that has no name; `onWait`, which may throw, is
-   * called again and again meanwhile.
+   * called before each piece of it.
    */
   explicit BackupFile(
       const std::string& path, const std::function<void()>& onWait = [] {});

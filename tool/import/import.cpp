@@ -3,6 +3,8 @@
 
 #include "import/import.h"
 
+#include <unistd.h>
+
 #include <msg-tarvel-common/db/DBMgr.h>
 #include <msg-tarvel-common/db/db_common_funcs.h>
 #include <msg-tarvel-common/item/FolderType.h>
@@ -436,7 +438,7 @@ bool ImportSummary::isCountFarOff() const {
 ImportSummary import_backup(const std::string& path, const ImportOptions& options) {
   wait_interruptibly();
   return interruptible("nothing was imported", [&] {
-    const BackupFile file(path, &throw_if_interrupted);
+    const BackupFile file(path, [] { wait_for_input(STDIN_FILENO); });
     if (is_export(file)) return restore_export(file, options);
     if (!options.media.empty()) {
       throw UsageError(file.name() + " is no export; --media is only for what an export left out");

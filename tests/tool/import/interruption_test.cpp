@@ -105,6 +105,21 @@ TEST_F(Interruption, SaysWhichFilesAreImported) {
   close(endless);
 }
 
+TEST_F(Interruption, ComesInTheMomentBeforeTheWaitForInput) {
+  const std::string path = folder() + "/endless";
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  const int endless = open(path.c_str(), O_RDWR | O_CLOEXEC);
+  // One in five would not end, if it were missed.
+  for (int i = 0; i < 30; ++i) {
+    ASSERT_EQ(write(endless, "<", 1), 1);
+    const auto import = start({"import", "-"}, path);
+    for (int waiting = 1; waiting > 0;) ioctl(endless, FIONREAD, &waiting);
+    kill(import->pid(), SIGTERM);
+    ASSERT_EQ(import->wait(), 128 + SIGTERM) << i;
+  }
+  close(endless);
+}
+
 TEST_F(Interruption, AKilledImportLeavesNothingBehindTheNext) {
   const std::string path = pictures(100);
   const auto begin = steady_clock::now();
