@@ -656,6 +656,7 @@ TEST_F(HostileSchemas, WithCostlyFunctionsEndInTime) {
       "trim(" + text + ", " + repeated(4000000, "b") + " || 'a')",
       "replace(" + text + ", " + repeated(4000000, "a") + " || 'b', 'c')"};
   std::vector<std::string> schemas;
+  schemas.reserve(costly.size() + 3);
   for (const std::string& value : costly) {
     schemas.push_back(viewInPlaceOf("msg_message_table", value, "", ""));
   }
