@@ -17,6 +17,7 @@
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/SqlStatement.h"
 #include "msg-tarvel-common/db/db_error.h"
+#include "reliability/extent.h"
 #include "support/db_log.h"
 #include "support/sqlite_faults.h"
 
@@ -302,7 +303,7 @@ class RealFailures : public FastQueryTest, public ::testing::WithParamInterface<
       SCOPED_TRACE(query.name);
       const Outcome& defined = _defined[i];
       int moment = 1;
-      for (;; moment += stride) {
+      for (;; moment += stride * SHARE) {
         prepare();
         left = moment;
         const Outcome outcome = query.ask();
@@ -466,7 +467,7 @@ class LostTextsOfAStore : public SqliteWithoutMemory {
       const Outcome whole = ask(query.ask, isFast);
       bool hasFailed = true;
       int failures = 0;
-      for (int moment = 1; hasFailed; moment += isSingle ? 1 : STRIDE) {
+      for (int moment = 1; hasFailed; moment += SHARE * (isSingle ? 1 : STRIDE)) {
         left = moment;
         const Outcome outcome = ask(query.ask, isFast);
         hasFailed = left == 0;

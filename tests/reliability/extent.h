@@ -25,6 +25,14 @@ inline unsigned int seed_of_today() {
                 : static_cast<unsigned int>(std::time(nullptr) / 86400);
 }
 
+/** Instrumented, everything takes several times as long: of what every run tries, one in so many.
+ */
+#ifdef TEST_OF_INSTRUMENTED
+constexpr int SHARE = 2;
+#else
+constexpr int SHARE = 1;
+#endif
+
 /** Prints what a program tried and saw; script/reliability shows these lines alone. */
 inline void print_figure(const std::string& text) { std::cout << "figure: " << text << "\n"; }
 

@@ -58,6 +58,7 @@ class ToolPowerCut : private InMemory, public ToolTest {
   /** Calls `look` with the states, each in the place of the store. */
   void tryEach(const std::string& what, const CrashStates& states, int most,
                const std::function<void(const CrashState&)>& look) const {
+    most /= SHARE;
     const int tried = states.forEach(is_whole_run() ? INT_MAX : most, [&](const CrashState& state) {
       if (HasFailure()) return;
       SCOPED_TRACE(what + ", " + state.how);
