@@ -120,6 +120,12 @@ bool is_misread(const std::string& address) {
   return address == WORD_FOR_NONE || address == THE_OWNER || address.find('~') != std::string::npos;
 }
 
+/** Whether a character would act on a terminal; what joins emoji does not. */
+bool is_unseen(gunichar character) {
+  const GUnicodeType type = g_unichar_type(character);
+  return (type == G_UNICODE_CONTROL || type == G_UNICODE_FORMAT) && character != 0x200D;
+}
+
 /** What of a message's text phones take from this part. */
 std::string plain_text_in(const Json& content) {
   return media_type_of(type_of(content)).isPlainText() ? text_in(content, "textData") : "";
@@ -359,12 +365,12 @@ class XmlWriter {
     const bool isMarkup = character == '&' || character == '<' || character == '>' ||
                           character == '"' || character == '\t' || character == '\n' ||
                           character == '\r';
-    if (isMarkup) {
-      escaped += "&#" + std::to_string(character) + ";";
-    } else if (character < 0x20 || character == 0xFFFE || character == 0xFFFF ||
-               character >= 0x110000) {
+    if (!isMarkup &&
+        (character < 0x20 || character == 0xFFFE || character == 0xFFFF || character >= 0x110000)) {
       escaped += "\xEF\xBF\xBD";
       ++_leftOut[CHARACTERS];
+    } else if (isMarkup || is_unseen(character)) {
+      escaped += "&#" + std::to_string(character) + ";";
     } else {
       escaped += bytes;
     }

@@ -86,6 +86,7 @@ int bind_object(sqlite3_stmt* statement, int parameter, const Json& value) {
 std::size_t end_of_text(const std::string& json, std::size_t at) {
   for (;;) {
     const std::size_t quote = json.find('"', at + 1);
+    if (quote == std::string::npos) return json.size();
     const std::size_t before = json.find_last_not_of('\\', quote - 1);
     const bool isEscaped = (quote - before) % 2 == 0;
     if (!isEscaped) return quote + 1;

@@ -373,6 +373,8 @@ TEST_F(Export, WhatIsNoExportChangesNothing) {
   expectRefused("{\"export\":\"msg-tarvel\",\"version\":2}\n", ":1: an export of another version");
   expectRefused(HEADER + "nonsense\n", ":2: no line of an export");
   expectRefused(HEADER + "{\"odd\":1}\n", ":2: no line of an export");
+  expectRefused(HEADER + "{\"table\":\"temp_log\",\"row\":{}}" + '\0' + "\"x\n",
+                ":2: no line of an export");
   expectRefused(HEADER + "{\"message\":{\"convId\":1}}\n{\"message\":{\"convId\":[1]}}\n",
                 ":3: no value of a row: [1]");
   expectRefused(HEADER + "{\"table\":\"sqlite_master\",\"row\":{\"name\":\"x\"}}\n",
@@ -885,6 +887,22 @@ TEST_F(Export, XmlHasTextsThatAreNotUtf8AndBlobs) {
       "7|blob" + lost + "|text.txt\n0||" + lost + "\n");
   ASSERT_EQ(mediaFiles().size(), 1U);
   EXPECT_EQ(content_of(mediaDir() + "/" + mediaFiles().front()), "ABC");
+}
+
+TEST_F(Export, XmlHasNoCharacterThatActsOnATerminal) {
+  import(sms({{ "body", "text" }}));
+  RawConnection(dbFile()).exec(
+      "UPDATE msg_message_table SET textMessage = 'a' || char(127, 155, 8238, 173) || 'b' || "
+      "char(8205) || 'c', mainText = textMessage;");
+  const ProcessResult xml = run({"export", "--format", "xml"});
+  EXPECT_NE(xml.out.find("body=\"a&#127;&#155;&#8238;&#173;b\xE2\x80\x8D"
+                         "c\""),
+            std::string::npos)
+      << xml.out;
+  const std::string before = rows("SELECT hex(textMessage) FROM msg_message_table;");
+  beginAnew();
+  EXPECT_EQ(run({"import", file("phone.xml", xml.out)}).status, 0);
+  EXPECT_EQ(rows("SELECT hex(textMessage) FROM msg_message_table;"), before);
 }
 
 TEST_F(Export, XmlTellsWhatItLeavesOut) {
