@@ -200,8 +200,9 @@ class Restoration {
     if (is_deeply_nested(text)) throw Failure("no line of an export: it is nested too deeply");
     Json line = Json::parse(text, nullptr, false);
     // A NUL byte is the end for who parses, whatever is behind it.
-    if (!line.is_object() || text.find('\0') != std::string::npos)
+    if (!line.is_object() || text.find('\0') != std::string::npos) {
       throw Failure("no line of an export");
+    }
     refuse_wide_integers(text);
     return line;
   }
