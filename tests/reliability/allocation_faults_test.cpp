@@ -72,7 +72,8 @@ class AllocationFaults : private WithFailingMemory, public EveryQueryTest {
   template <typename Run>
   void failEvery(Of whom, const std::string& what, int points, Run run, int wholeStep = 1) {
     run(Failure{whom, INT_MAX, false});
-    const int step = is_whole_run() ? wholeStep : std::max(1, FailingMemory::seen() / points);
+    const int step =
+        is_whole_run() ? wholeStep : std::max(1, FailingMemory::seen() * SHARE / points);
     for (const bool isForGood : {false, true}) {
       bool hasFailed = true;
       const auto shift = static_cast<unsigned int>(what.size()) + seed_of_today();

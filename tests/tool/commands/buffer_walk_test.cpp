@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "reliability/extent.h"
+
 namespace msg_tarvel::tool {
 namespace {
 
@@ -194,7 +196,7 @@ TEST(BufferWalk, JudgesEveryPrefixAsTheCheckDoes) {
 TEST(BufferWalk, JudgesEveryDamagedByteAsTheCheckDoes) {
   for (const std::string& name : golden_names()) {
     const std::string whole = golden(name);
-    for (std::size_t at = 0; at < whole.size(); ++at) {
+    for (std::size_t at = 0; at < whole.size(); at += SHARE) {
       for (const int value : {0, 1, 2, 3, 20, 24, 56, 84, 127, 255}) {
         std::string damaged = whole;
         damaged[at] = static_cast<char>(value);

@@ -12,6 +12,7 @@
 #include <sstream>
 #include <utility>
 
+#include "reliability/extent.h"
 #include "support/as_root.h"
 #include "tool/tool_support.h"
 
@@ -115,7 +116,7 @@ TEST_F(IpcCommands, ShowCoversEveryByteOnce) {
 
 TEST_F(IpcCommands, EveryPrefixIsDamagedWhereItEnds) {
   const std::string whole = contentOf(buffer());
-  for (std::size_t size = 0; size < whole.size(); size += 7) {
+  for (std::size_t size = 0; size < whole.size(); size += 7 * SHARE) {
     const std::string path = file("cut.bin", whole.substr(0, size));
     const ProcessResult checked = run({"buffer", "check", path});
     EXPECT_EQ(checked.status, 1) << size;

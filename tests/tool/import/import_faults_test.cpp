@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "reliability/extent.h"
 #include "support/as_root.h"
 #include "tool/tool_support.h"
 
@@ -105,7 +106,7 @@ TEST_F(ImportFaults, AFileThatIsCutShortAnywhere) {
   const std::string whole = backup(NEW_ELEMENTS);
   const std::string end = "</smses>";
   const std::size_t last = whole.rfind(end) + end.size();
-  for (std::size_t size = 1; size < last; size += 7) {
+  for (std::size_t size = 1; size < last; size += 7 * SHARE) {
     expectRefused(file("cut.xml", whole.substr(0, size)), folder() + "/cut.xml:");
   }
 }

@@ -10,6 +10,7 @@
 #include <functional>
 #include <sstream>
 
+#include "reliability/extent.h"
 #include "tool/tool_support.h"
 
 namespace msg_tarvel {
@@ -20,7 +21,7 @@ class Terminal : public ToolTest {
   void SetUp() override { create(); }
 
   /** A backup that takes a second or two. */
-  std::string longBackup(int texts = 60000) const {
+  std::string longBackup(int texts = 60000 / SHARE) const {
     std::string picture;
     picture.resize(40000000, 'Q');
     std::string path = folder() + "/long.xml";
