@@ -1,9 +1,9 @@
 #include "check/check_copy.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include "check/check.h"
+#include "store/descriptor.h"
 #include "store/media.h"
 #include "store/reader_lock.h"
 #include "store/store_copy.h"
@@ -14,11 +14,8 @@ namespace msg_tarvel::tool {
 namespace {
 
 bool is_being_written(const std::string& path) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file == -1) return false;
-  const bool isWritten = ReaderLock(file).isWriterThere();
-  close(file);
-  return isWritten;
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  return file.isOpen() && ReaderLock(file.number()).isWriterThere();
 }
 
 }  // namespace

@@ -31,6 +31,7 @@
 #include "print/json.h"
 #include "print/remark.h"
 #include "print/table.h"
+#include "store/descriptor.h"
 #include "store/log_sink.h"
 #include "store/new_file.h"
 #include "store/store.h"
@@ -138,21 +139,6 @@ const char* objection_to(const struct stat& status) {
   return status.st_nlink > 1 ? "it is a file elsewhere too (hard link)" : nullptr;
 }
 
-class Descriptor {
- public:
-  explicit Descriptor(int number) : _number(number) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (_number != -1) close(_number);
-  }
-
-  int number() const { return _number; }
-
- private:
-  int _number;
-};
-
 void write_bytes(int descriptor, std::string_view content, const std::string& path) {
   while (!content.empty()) {
     const ssize_t count = write(descriptor, content.data(), content.size());
@@ -173,7 +159,7 @@ void let_the_same_read(int descriptor, const struct stat& replaced) {
 void write_file(const std::string& path, const std::string& content) {
   // Non-blocking, so that a named pipe is refused rather than waited for.
   const Descriptor there(open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  const bool isNew = there.number() == -1;
+  const bool isNew = !there.isOpen();
   if (isNew && errno != ENOENT) cannot_write(path, std::strerror(errno));
   struct stat status = {};
   if (!isNew && fstat(there.number(), &status) != 0) cannot_write(path, std::strerror(errno));

@@ -21,23 +21,6 @@ constexpr mode_t ONLY_THIS_USER = 0700;
 /** Whole groups of base64. */
 constexpr std::size_t PIECE_OF_A_PICTURE = 49152;
 
-class OpenFile {
- public:
-  OpenFile(int directory, const std::string& name, int flags, mode_t mode = 0)
-      : _descriptor(
-            openat(directory, name.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, mode)) {}
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-  ~OpenFile() {
-    if (_descriptor != -1) close(_descriptor);
-  }
-
-  int descriptor() const { return _descriptor; }
-
- private:
-  int _descriptor;
-};
-
 [[noreturn]] void fail_with(const char* what, const std::string& path) {
   throw Failure(std::string("cannot ") + what + " " + path + ": " + std::strerror(errno));
 }
@@ -62,28 +45,24 @@ std::optional<std::string> name_in_media(const std::string& path, const std::str
 
 MediaFile::MediaFile(const std::string& media, const std::string& name)
     : _path(media + "/" + name),
-      _descriptor(open(_path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)),
+      _file(open(_path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)),
       _piece(PIECE_OF_A_PICTURE) {}
-
-MediaFile::~MediaFile() {
-  if (_descriptor != -1) close(_descriptor);
-}
 
 bool MediaFile::isPlain() const {
   struct stat status = {};
-  return _descriptor != -1 && fstat(_descriptor, &status) == 0 && S_ISREG(status.st_mode);
+  return _file.isOpen() && fstat(_file.number(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 bool MediaFile::isTooLarge() const {
   struct stat status = {};
-  return fstat(_descriptor, &status) == 0 && status.st_size > LARGEST_MEDIA;
+  return fstat(_file.number(), &status) == 0 && status.st_size > LARGEST_MEDIA;
 }
 
 std::string_view MediaFile::next() {
   // Never part of a group of base64, unless it is the last one.
   std::size_t size = 0;
   while (size < _piece.size()) {
-    const ssize_t count = read(_descriptor, _piece.data() + size, _piece.size() - size);
+    const ssize_t count = read(_file.number(), _piece.data() + size, _piece.size() - size);
     if (count == 0) break;
     if (count == -1) fail_with("read", _path);
     size += static_cast<std::size_t>(count);
@@ -121,14 +100,15 @@ MediaTarget::~MediaTarget() {
 void MediaTarget::write(const std::string& name, MediaFile& from) {
   if (_written.count(name) > 0) return;
   const std::string path = _path + "/" + name;
-  const OpenFile file(_directory.descriptor(), name, O_WRONLY | O_CREAT | O_EXCL,
-                      FILE_MODE_OF_EXPORTS);
-  if (file.descriptor() == -1) fail_with("create", path);
+  const Descriptor file(openat(_directory.descriptor(), name.c_str(),
+                               O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
+                               FILE_MODE_OF_EXPORTS));
+  if (!file.isOpen()) fail_with("create", path);
   // From here on the file is this export's own.
   _written.insert(name);
   for (std::string_view piece = from.next(); !piece.empty();) {
     throw_if_interrupted();
-    const ssize_t size = ::write(file.descriptor(), piece.data(), piece.size());
+    const ssize_t size = ::write(file.number(), piece.data(), piece.size());
     if (size == -1 && errno != EINTR) fail_with("write", path);
     if (size > 0) piece.remove_prefix(static_cast<std::size_t>(size));
     if (piece.empty()) piece = from.next();

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "store/descriptor.h"
 #include "store/media.h"
 
 namespace msg_tarvel::tool {
@@ -27,9 +28,6 @@ constexpr long long LARGEST_MEDIA = 100'000'000;
 class MediaFile {
  public:
   MediaFile(const std::string& media, const std::string& name);
-  MediaFile(const MediaFile&) = delete;
-  MediaFile& operator=(const MediaFile&) = delete;
-  ~MediaFile();
 
   /** Whether it is there, and a plain file. */
   bool isPlain() const;
@@ -40,7 +38,7 @@ class MediaFile {
 
  private:
   std::string _path;
-  int _descriptor;
+  Descriptor _file;
   long long _left = LARGEST_MEDIA;
   std::vector<char> _piece;
 };

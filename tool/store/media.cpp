@@ -43,11 +43,9 @@ std::vector<std::string> staged_files(const std::string& directory) {
 std::string media_directory() { return data_directory() + "media"; }
 
 OpenDirectory::OpenDirectory(const std::string& path)
-    : _descriptor(open(path.c_str(), OPEN_DIRECTORY)) {
-  if (_descriptor == -1) throw Failure("cannot open " + path + ": " + std::strerror(errno));
+    : _directory(open(path.c_str(), OPEN_DIRECTORY)) {
+  if (!_directory.isOpen()) throw Failure("cannot open " + path + ": " + std::strerror(errno));
 }
-
-OpenDirectory::~OpenDirectory() { close(_descriptor); }
 
 bool make_media_directory(const std::string& path) {
   const bool isMade = mkdir(path.c_str(), MEDIA_MODE) == 0;

@@ -8,6 +8,8 @@
 #include <unordered_set>
 #include <vector>
 
+#include "store/descriptor.h"
+
 namespace msg_tarvel::tool {
 
 /** Whose processes share a store. */
@@ -21,14 +23,11 @@ class OpenDirectory {
  public:
   /** Throws Failure unless `path` is a directory itself, not a link to one. */
   explicit OpenDirectory(const std::string& path);
-  OpenDirectory(const OpenDirectory&) = delete;
-  OpenDirectory& operator=(const OpenDirectory&) = delete;
-  ~OpenDirectory();
 
-  int descriptor() const { return _descriptor; }
+  int descriptor() const { return _directory.number(); }
 
  private:
-  int _descriptor;
+  Descriptor _directory;
 };
 
 /**

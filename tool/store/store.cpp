@@ -90,7 +90,7 @@ std::string require_place() {
   if (path.empty()) throw Failure("there is no place for a message store: HOME is not set");
   require_own(data_directory() + DATABASE_DIRECTORY, S_IFDIR);
   // SQLite, as root, gives what is beside the database, its log of other modes too, to its group.
-  for (const char* const ending : {"", JOURNAL_ENDING, "-wal", "-shm"}) {
+  for (const char* const ending : {"", JOURNAL_ENDING, LOG_ENDING, LOG_INDEX_ENDING}) {
     require_own(path + ending, S_IFREG);
   }
   require_own(media_directory(), S_IFDIR);
