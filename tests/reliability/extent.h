@@ -28,7 +28,7 @@ inline unsigned int seed_of_today() {
 /** Instrumented, everything takes several times as long: of what every run tries, one in so many.
  */
 #ifdef TEST_OF_INSTRUMENTED
-constexpr int SHARE = 2;
+constexpr int SHARE = 3;
 #else
 constexpr int SHARE = 1;
 #endif

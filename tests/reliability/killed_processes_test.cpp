@@ -165,7 +165,7 @@ class KilledProcesses : public ToolTest {
   template <typename Start>
   void killEach(const std::string& what, microseconds duration, Start&& start,
                 const std::function<void(int)>& expectHealed) {
-    const int kills = is_whole_run() ? 100 : 4 / SHARE;
+    const int kills = is_whole_run() ? 100 : (3 + SHARE) / SHARE;
     int killed = 0;
     int cutShort = 0;
     for (int number = 0; killed < kills && !HasFailure(); ++number) {
