@@ -12,6 +12,7 @@
 
 #include "interrupt.h"
 #include "store/database.h"
+#include "support/scarce_memory.h"
 
 namespace msg_tarvel::tool {
 namespace {
@@ -119,6 +120,26 @@ TEST_F(Connections, TellWhyOneCannotBeOpened) {
   EXPECT_NE(sqlite3_open_v2("/nowhere/a.db", &handle, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
   sqlite3_close(handle);
   EXPECT_EQ(current_database_error().code, SQLITE_CANTOPEN);
+}
+
+// An exception does not get through SQLite alive.
+TEST_F(Connections, AreRefusedWithoutMemory) {
+  int refusals = 0;
+  for (bool hasCome = true; hasCome && refusals < 10; refusals += hasCome ? 1 : 0) {
+    sqlite3* handle = nullptr;
+    int code = SQLITE_OK;
+    {
+      const OneRefusedAllocation refused(refusals + 1);
+      code = sqlite3_open_v2(path().c_str(), &handle, SQLITE_OPEN_READWRITE, nullptr);
+      hasCome = refused.hasCome();
+    }
+    EXPECT_EQ(code, hasCome ? SQLITE_NOMEM : SQLITE_OK) << refusals;
+    EXPECT_EQ(last_connection(), hasCome ? nullptr : handle) << refusals;
+    sqlite3_close(handle);
+    EXPECT_EQ(last_connection(), nullptr) << refusals;
+  }
+  // What is known of a connection, and its place among the others.
+  EXPECT_EQ(refusals, 2);
 }
 
 }  // namespace
