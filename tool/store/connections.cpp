@@ -121,7 +121,9 @@ int on_statement(unsigned event, void* argument, void* statement, void* text) {
     end_work();
     return 0;
   }
-  if (static_cast<const char*>(text)[0] == '-') return 0;
+  // Of an inner statement SQLite makes a comment, and without memory nothing.
+  const auto* const sql = static_cast<const char*>(text);
+  if (!sql || *sql == '-') return 0;
   begin_work();
   note_statement();
   if (connection.slices > 0 && !others_run(connection, statement)) connection.slices = 0;

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <utility>
 
 #include "interrupt.h"
 #include "store/database.h"
@@ -120,6 +121,60 @@ TEST_F(Connections, TellWhyOneCannotBeOpened) {
   EXPECT_NE(sqlite3_open_v2("/nowhere/a.db", &handle, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
   sqlite3_close(handle);
   EXPECT_EQ(current_database_error().code, SQLITE_CANTOPEN);
+}
+
+/** SQLite with memory that ends. */
+class FailingMemoryOfSqlite {
+ public:
+  FailingMemoryOfSqlite() {
+    sqlite3_config(SQLITE_CONFIG_GETMALLOC, &real);
+    sqlite3_mem_methods methods = real;
+    methods.xMalloc = [](int size) { return isRefused() ? nullptr : real.xMalloc(size); };
+    methods.xRealloc = [](void* block, int size) {
+      return isRefused() ? nullptr : real.xRealloc(block, size);
+    };
+    sqlite3_config(SQLITE_CONFIG_MALLOC, &methods);
+    // Without room of a connection's own, from which small blocks would come.
+    sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0);
+  }
+
+  /** The allocation of this number, from 1, is refused. */
+  static void refuse(int number) { left = number; }
+  /** From here on none is; whether one was. */
+  static bool mend() { return std::exchange(left, 0) == 0; }
+
+ private:
+  static bool isRefused() { return left > 0 && --left == 0; }
+
+  static sqlite3_mem_methods real;
+  static int left;
+};
+
+sqlite3_mem_methods FailingMemoryOfSqlite::real;
+int FailingMemoryOfSqlite::left = 0;
+
+class ConnectionsWithoutMemory : private FailingMemoryOfSqlite, public Connections {
+ protected:
+  using FailingMemoryOfSqlite::mend;
+  using FailingMemoryOfSqlite::refuse;
+};
+
+// Of a statement that another one runs SQLite makes the text that it tells of.
+TEST_F(ConnectionsWithoutMemory, EndAStatementWithinAnother) {
+  const Database database(path());
+  database.execute("CREATE TABLE t (x);");
+  const std::string sql = "SELECT count(*) FROM pragma_table_info('t');";
+  ASSERT_EQ(codeOf(database, sql), SQLITE_OK);
+  int refusals = 0;
+  for (bool isRefused = true; isRefused && refusals < 1000; refusals += isRefused ? 1 : 0) {
+    refuse(refusals + 1);
+    const int code = codeOf(database, sql);
+    isRefused = mend();
+    EXPECT_TRUE(code == SQLITE_NOMEM || code == SQLITE_OK) << refusals << ": " << code;
+    EXPECT_TRUE(isRefused || code == SQLITE_OK) << code;
+  }
+  EXPECT_GT(refusals, 20);
+  EXPECT_LT(refusals, 1000);
 }
 
 // An exception does not get through SQLite alive.
