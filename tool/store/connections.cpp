@@ -191,7 +191,8 @@ void limit_waits(sqlite3* handle) { sqlite3_busy_handler(handle, &on_locked, nul
 DatabaseError current_database_error() {
   if (sqlite3* const handle = last_connection()) {
     const int code = sqlite3_errcode(handle) & PRIMARY_CODE;
-    if (code != SQLITE_OK && code != SQLITE_ROW && code != SQLITE_DONE) {
+    // A list of messages leaves SQLITE_RANGE behind: it reads a column more than its rows have.
+    if (code != SQLITE_OK && code != SQLITE_ROW && code != SQLITE_DONE && code != SQLITE_RANGE) {
       return {code, sqlite3_errmsg(handle)};
     }
   }
