@@ -19,9 +19,9 @@ namespace {
 
 // Of SQLite's own allocations. A row of two texts as long as they may be takes less than the first;
 // to sort what a store holds takes up to all of it, and copies.
-constexpr sqlite3_int64 MEMORY_FOR_EVERY_STORE = 64'000'000;
-constexpr sqlite3_int64 MEMORY_PER_BYTE = 4;
-constexpr sqlite3_int64 MOST_MEMORY = 1 << 30;
+constexpr long long MEMORY_FOR_EVERY_STORE = 64'000'000;
+constexpr long long MEMORY_PER_BYTE = 4;
+constexpr long long MOST_MEMORY = 1 << 30;
 
 // A statement's work is counted in slices of so many operations, each well below a millisecond
 // where nobody means harm.
@@ -77,7 +77,7 @@ long long bytes_in(const struct stat& file) {
 
 /** A row of a view may have many long texts, and each has its own limit alone. */
 void allow_memory(long long bytes) {
-  const sqlite3_int64 limit = std::min(bytes * MEMORY_PER_BYTE, MOST_MEMORY);
+  const sqlite3_int64 limit = memory_for(bytes);
   if (limit > sqlite3_hard_heap_limit64(-1)) sqlite3_hard_heap_limit64(limit);
 }
 
@@ -170,11 +170,16 @@ int on_locked(void* /*unused*/, int count) {
 
 }  // namespace
 
+long long memory_for(long long bytes) {
+  const long long most = MOST_MEMORY / MEMORY_PER_BYTE;
+  return std::max(MEMORY_FOR_EVERY_STORE, std::min(bytes, most) * MEMORY_PER_BYTE);
+}
+
 void limit_connections() {
   limit_work_time();
   sqlite3_config(SQLITE_CONFIG_LOG, &note_error, nullptr);
   sqlite3_auto_extension(reinterpret_cast<void (*)()>(&limit_connection));
-  sqlite3_hard_heap_limit64(MEMORY_FOR_EVERY_STORE);
+  sqlite3_hard_heap_limit64(memory_for(0));
 }
 
 sqlite3* last_connection() {

@@ -96,6 +96,31 @@ TEST_F(Connections, RefuseTextsBeyondTheLimit) {
   EXPECT_EQ(codeOf(database, "SELECT length(zeroblob(17000001));"), SQLITE_TOOBIG);
 }
 
+TEST_F(Connections, HaveMemoryByWhatAStoreHolds) {
+  EXPECT_EQ(memory_for(0), 64'000'000);
+  EXPECT_EQ(memory_for(16'000'000), 64'000'000);
+  EXPECT_EQ(memory_for(16'000'001), 64'000'004);
+  EXPECT_EQ(memory_for(268'435'455), 1'073'741'820);
+  EXPECT_EQ(memory_for(268'435'457), 1'073'741'824);
+  EXPECT_EQ(memory_for(9'000'000'000'000'000'000), 1'073'741'824);
+}
+
+TEST_F(Connections, KeepSqliteToIts) {
+  const Database database(path());
+  database.execute("CREATE TABLE t (x);");
+  EXPECT_EQ(sqlite3_hard_heap_limit64(-1), memory_for(0));
+  database.execute("INSERT INTO t VALUES (zeroblob(10000000)), (zeroblob(10000000));");
+  const auto most = memory_for(static_cast<long long>(std::filesystem::file_size(path())));
+  EXPECT_GT(most, memory_for(0));
+  {
+    const Database grown(path());
+    EXPECT_EQ(sqlite3_hard_heap_limit64(-1), most);
+  }
+  std::filesystem::resize_file(path(), 0);
+  const Database small(path());
+  EXPECT_EQ(sqlite3_hard_heap_limit64(-1), most) << "what others still use";
+}
+
 TEST_F(Connections, AreKnownWhileTheyAreOpen) {
   EXPECT_EQ(last_connection(), nullptr);
   {
