@@ -296,67 +296,94 @@ bool CrashStates::_isBeforeSync(std::size_t point) const {
   return point == _operations.size() || !_isChange(_operations[point]);
 }
 
-void CrashStates::_addTorn(const std::vector<std::size_t>& pending,
-                           std::vector<Choice>& choices) const {
-  const Operation& last = _operations[pending.back()];
-  if (last.kind != Kind::WRITE) return;
-  const auto tear = [&](const std::vector<std::size_t>& done, const std::string& how) {
-    for (std::size_t cut = SECTOR; cut < last.bytes.size(); cut += SECTOR) {
-      const std::string bytes = std::to_string(cut) + " bytes";
-      choices.push_back({how + ", of the last the first " + bytes, done, 0, cut});
-      choices.push_back({how + ", of the last not the first " + bytes, done, cut});
-    }
-  };
-  tear(pending, KILL);
-  tear({pending.back()}, "the rest lost");
+/** Of a write, where it goes from one sector into the next, in bytes behind its beginning. */
+std::vector<std::size_t> CrashStates::_cutsIn(std::size_t number) const {
+  const Operation& operation = _operations[number];
+  std::vector<std::size_t> cuts;
+  if (operation.kind != Kind::WRITE) return cuts;
+  std::size_t cut = SECTOR - static_cast<std::size_t>(operation.numbers[0]) % SECTOR;
+  for (; cut < operation.bytes.size(); cut += SECTOR) cuts.push_back(cut);
+  return cuts;
 }
 
-void CrashStates::_addLost(const std::vector<std::size_t>& pending,
+std::string CrashStates::_nameOf(std::size_t number) const {
+  return std::to_string(number) + " (" + _operations[number].text + ")";
+}
+
+/** Tears one of `done`, if it is a write, wherever a disk may. */
+void CrashStates::_addTorn(std::vector<Done> done, std::size_t torn, const std::string& how,
                            std::vector<Choice>& choices) const {
-  for (const std::size_t one : pending) {
-    std::vector<std::size_t> others = pending;
-    others.erase(std::find(others.begin(), others.end(), one));
-    const std::string name = std::to_string(one) + " (" + _operations[one].text + ")";
-    choices.push_back({"lost " + name, others});
-    choices.push_back({"of what was not synced only " + name, {one}});
+  const std::size_t number = done[torn].number;
+  const std::string of = how + ", of " + _nameOf(number);
+  for (const std::size_t cut : _cutsIn(number)) {
+    const std::string bytes = std::to_string(cut) + " bytes";
+    done[torn] = {number, 0, cut};
+    choices.push_back({of + " the first " + bytes, done});
+    done[torn] = {number, cut};
+    choices.push_back({of + " not the first " + bytes, done});
   }
-  std::mt19937 draw(static_cast<unsigned int>(pending.back()));
+}
+
+void CrashStates::_addLost(const std::vector<Done>& pending, std::vector<Choice>& choices) const {
+  for (std::size_t one = 0; one < pending.size(); ++one) {
+    std::vector<Done> others = pending;
+    others.erase(others.begin() + static_cast<std::ptrdiff_t>(one));
+    const std::string name = _nameOf(pending[one].number);
+    choices.push_back({"lost " + name, others});
+    choices.push_back({"of what was not synced only " + name, {pending[one]}});
+  }
+}
+
+void CrashStates::_addChance(const std::vector<Done>& pending, std::vector<Choice>& choices) const {
+  std::mt19937 draw(static_cast<unsigned int>(pending.back().number));
   for (int number = 1; number <= CHANCE_CHOICES; ++number) {
-    std::vector<std::size_t> some;
-    for (const std::size_t one : pending) {
-      if (draw() % 2 == 0) some.push_back(one);
+    std::vector<Done> some;
+    for (Done one : pending) {
+      if (draw() % 2 == 0) continue;
+      const std::vector<std::size_t> cuts = _cutsIn(one.number);
+      const bool isTorn = !cuts.empty() && draw() % 2 == 0;
+      if (isTorn) (draw() % 2 == 0 ? one.from : one.to) = cuts[draw() % cuts.size()];
+      some.push_back(one);
     }
     choices.push_back({"chance choice " + std::to_string(number), some});
   }
 }
 
-std::vector<CrashStates::Choice> CrashStates::_choicesAt(
-    std::size_t point, const std::vector<std::size_t>& pending) const {
+std::vector<CrashStates::Choice> CrashStates::_choicesAt(std::size_t point,
+                                                         const std::vector<Done>& pending) const {
   std::vector<Choice> choices = {{KILL, pending}};
   if (pending.empty()) return choices;
   choices.push_back({POWER_CUT, {}});
-  if (pending.back() + 1 == point) _addTorn(pending, choices);
-  if (_isBeforeSync(point)) _addLost(pending, choices);
+  const std::size_t last = pending.size() - 1;
+  if (pending[last].number + 1 == point) {
+    _addTorn(pending, last, KILL, choices);
+    _addTorn({pending[last]}, 0, "the rest lost", choices);
+  }
+  if (!_isBeforeSync(point)) return choices;
+  _addLost(pending, choices);
+  // With those behind them.
+  for (std::size_t one = 0; one < last; ++one) _addTorn(pending, one, KILL, choices);
+  _addChance(pending, choices);
   return choices;
 }
 
 template <typename Visit>
 void CrashStates::_walk(Visit&& visit) const {
   DiskTree durable = _before;
-  std::vector<std::size_t> pending;
+  std::vector<Done> pending;
   int promises = 0;
   for (std::size_t point = 0; point <= _operations.size(); ++point) {
     visit(point, promises, durable, _choicesAt(point, pending));
     if (point == _operations.size()) return;
     const Operation& operation = _operations[point];
     if (operation.kind == Kind::PROMISE) ++promises;
-    if (_isChange(operation)) pending.push_back(point);
+    if (_isChange(operation)) pending.push_back({point});
     if (!_isSync(operation)) continue;
-    const auto isDurable = [&](std::size_t one) {
-      return _bringsAlong(operation, _operations[one]);
+    const auto isDurable = [&](const Done& one) {
+      return _bringsAlong(operation, _operations[one.number]);
     };
-    for (const std::size_t one : pending) {
-      if (isDurable(one)) _do(_operations[one], durable);
+    for (const Done& one : pending) {
+      if (isDurable(one)) _do(_operations[one.number], durable);
     }
     pending.erase(std::remove_if(pending.begin(), pending.end(), isDurable), pending.end());
   }
@@ -378,10 +405,8 @@ int CrashStates::forEach(int most, const std::function<void(const CrashState&)>&
       const bool isDrawn = number++ % step == 0;
       if (!isDrawn && !_isTelling(point, choice)) continue;
       CrashState state = {when + ": " + choice.how, promises, choice.how == KILL, durable};
-      for (const std::size_t one : choice.done) {
-        const bool isLast = one == choice.done.back();
-        _do(_operations[one], state.tree, isLast ? choice.tornFrom : 0,
-            isLast ? choice.tornTo : std::string::npos);
+      for (const Done& one : choice.done) {
+        _do(_operations[one.number], state.tree, one.from, one.to);
       }
       const std::string text = std::to_string(promises) + state.tree.text();
       if (seen.insert(std::hash<std::string>()(text)).second) visit(state);

@@ -66,7 +66,8 @@ struct CrashState {
 /**
  * The states, after each operation: all is on the disk that was written; nothing is that was not
  * synced; the last write is torn between two sectors. And before each sync: each operation that was
- * not synced alone is lost, each alone is there, and some chance choices, always the same.
+ * not synced alone is lost, each alone is there, each alone is torn, and some chance choices,
+ * always the same, of what is there, torn and lost.
  *
  * A sync of a file brings its bytes and its size to the disk, and its mode and owner if it is not
  * one of data alone; a sync of a directory the names in it. What is below a directory does not
@@ -105,12 +106,17 @@ class CrashStates {
     std::string bytes;
   };
 
-  /** A choice of the operations that have come to the disk, and what is there of the last one. */
+  /** An operation by its number and, of a write that is torn, the bytes that are there. */
+  struct Done {
+    std::size_t number = 0;
+    std::size_t from = 0;
+    std::size_t to = std::string::npos;
+  };
+
+  /** A choice of the operations that have come to the disk. */
   struct Choice {
     std::string how;
-    std::vector<std::size_t> done;
-    std::size_t tornFrom = 0;
-    std::size_t tornTo = std::string::npos;
+    std::vector<Done> done;
   };
 
   static Operation _readOperation(std::istream& in, std::string& path);
@@ -123,9 +129,13 @@ class CrashStates {
   bool _isAbove(int directory, int node) const;
   bool _isTelling(std::size_t point, const Choice& choice) const;
   bool _isBeforeSync(std::size_t point) const;
-  std::vector<Choice> _choicesAt(std::size_t point, const std::vector<std::size_t>& pending) const;
-  void _addTorn(const std::vector<std::size_t>& pending, std::vector<Choice>& choices) const;
-  void _addLost(const std::vector<std::size_t>& pending, std::vector<Choice>& choices) const;
+  std::vector<Choice> _choicesAt(std::size_t point, const std::vector<Done>& pending) const;
+  std::vector<std::size_t> _cutsIn(std::size_t number) const;
+  std::string _nameOf(std::size_t number) const;
+  void _addTorn(std::vector<Done> done, std::size_t torn, const std::string& how,
+                std::vector<Choice>& choices) const;
+  void _addLost(const std::vector<Done>& pending, std::vector<Choice>& choices) const;
+  void _addChance(const std::vector<Done>& pending, std::vector<Choice>& choices) const;
   /** Calls `visit` at each point in time with what is on the disk for certain by then. */
   template <typename Visit>
   void _walk(Visit&& visit) const;

@@ -303,10 +303,17 @@ TEST_F(ValueAllocationFaults, AreAllThatTheLibraryAsksFor) {
                                         "qsort",           "getaddrinfo",    "mmap",
                                         "mmap64",          "sqlite3_malloc", "sqlite3_malloc64",
                                         "sqlite3_mprintf"};
+#ifdef TEST_OF_COUNTED
+  // What counts branches is in the library too, and keeps its counts in a file.
+  const std::set<std::string> countings = {"fdopen", "mmap"};
+#else
+  const std::set<std::string> countings;
+#endif
   const std::set<std::string> functions = functions_asked_for();
   EXPECT_EQ(functions.count("malloc"), 1U);
   for (const std::string& function : functions) {
-    EXPECT_EQ(others.count(function), 0U) << function << " never fails here";
+    EXPECT_TRUE(others.count(function) == 0 || countings.count(function) == 1)
+        << function << " never fails here";
     const bool isNew = function.rfind("_Znw", 0) == 0 || function.rfind("_Zna", 0) == 0;
     EXPECT_TRUE(!isNew || failingNews.count(function) == 1) << function << " never fails here";
   }

@@ -289,7 +289,12 @@ void print_answer(const Output& output, const Query& query, const Answer& answer
   if (output.json) out << "}\n";
 }
 
-int status_of(int result) {
+/** A query asks others about the ids that a row has, and passes on that one is out of range. */
+bool is_of_a_row(const Query& query, int result) {
+  return result == db::DB_ERR_INVALID_ARGUMENT && is_error_of_another(query.name);
+}
+
+int status_of(const Query& query, int result) {
   switch (result) {
     case db::DB_SUCCESS:
       return FOUND;
@@ -297,10 +302,16 @@ int status_of(int result) {
       return NOTHING_FOUND;
     case db::DB_ERR_INVALID_ARGUMENT:
     case db::DB_ERR_INVALID_PARAM:
-      return USAGE_ERROR;
+      return is_of_a_row(query, result) ? FAILED : USAGE_ERROR;
     default:
       return FAILED;
   }
+}
+
+std::string failure_of(const Query& query, int result) {
+  const char* const why =
+      is_of_a_row(query, result) ? "the store has an id out of range" : db::db_error_text(result);
+  return with_log_failure(std::string(query.name) + ": " + why);
 }
 
 int run_query(const Output& output, const std::vector<std::string>& words) {
@@ -319,10 +330,8 @@ int run_query(const Output& output, const std::vector<std::string>& words) {
   const StoreView view;
   const Answer answer = query->run(QueryArguments(rest));
   print_answer(output, *query, answer);
-  const int status = status_of(answer.result);
-  if (status != FOUND) {
-    remark(with_log_failure(std::string(query->name) + ": " + db::db_error_text(answer.result)));
-  }
+  const int status = status_of(*query, answer.result);
+  if (status != FOUND) remark(failure_of(*query, answer.result));
   return status;
 }
 

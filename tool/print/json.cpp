@@ -1,7 +1,6 @@
 #include "print/json.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <ostream>
 #include <string_view>
 #include <utility>
@@ -29,9 +28,11 @@ constexpr Range ESCAPED[] = {
 };
 // NOLINTEND(misc-misleading-bidirectional)
 
+/** There may be millions in a text, so no format is read for each. */
 std::string escape(unsigned int code) {
-  char text[8];
-  std::snprintf(text, sizeof text, "\\u%04x", code);
+  constexpr char DIGITS[] = "0123456789abcdef";
+  std::string text = "\\u";
+  for (int shift = 12; shift >= 0; shift -= 4) text += DIGITS[code >> shift & 0xF];
   return text;
 }
 

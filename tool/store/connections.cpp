@@ -19,9 +19,9 @@ namespace {
 
 // Of SQLite's own allocations. A row of two texts as long as they may be takes less than the first;
 // to sort what a store holds takes up to all of it, and copies.
-constexpr sqlite3_int64 MEMORY_FOR_EVERY_STORE = 64'000'000;
-constexpr sqlite3_int64 MEMORY_PER_BYTE = 4;
-constexpr sqlite3_int64 MOST_MEMORY = 1 << 30;
+constexpr long long MEMORY_FOR_EVERY_STORE = 64'000'000;
+constexpr long long MEMORY_PER_BYTE = 4;
+constexpr long long MOST_MEMORY = 1 << 30;
 
 // A statement's work is counted in slices of so many operations, each well below a millisecond
 // where nobody means harm.
@@ -77,7 +77,7 @@ long long bytes_in(const struct stat& file) {
 
 /** A row of a view may have many long texts, and each has its own limit alone. */
 void allow_memory(long long bytes) {
-  const sqlite3_int64 limit = std::min(bytes * MEMORY_PER_BYTE, MOST_MEMORY);
+  const sqlite3_int64 limit = memory_for(bytes);
   if (limit > sqlite3_hard_heap_limit64(-1)) sqlite3_hard_heap_limit64(limit);
 }
 
@@ -121,7 +121,9 @@ int on_statement(unsigned event, void* argument, void* statement, void* text) {
     end_work();
     return 0;
   }
-  if (static_cast<const char*>(text)[0] == '-') return 0;
+  // Of an inner statement SQLite makes a comment, and without memory nothing.
+  const auto* const sql = static_cast<const char*>(text);
+  if (!sql || *sql == '-') return 0;
   begin_work();
   note_statement();
   if (connection.slices > 0 && !others_run(connection, statement)) connection.slices = 0;
@@ -170,11 +172,16 @@ int on_locked(void* /*unused*/, int count) {
 
 }  // namespace
 
+long long memory_for(long long bytes) {
+  const long long most = MOST_MEMORY / MEMORY_PER_BYTE;
+  return std::max(MEMORY_FOR_EVERY_STORE, std::min(bytes, most) * MEMORY_PER_BYTE);
+}
+
 void limit_connections() {
   limit_work_time();
   sqlite3_config(SQLITE_CONFIG_LOG, &note_error, nullptr);
   sqlite3_auto_extension(reinterpret_cast<void (*)()>(&limit_connection));
-  sqlite3_hard_heap_limit64(MEMORY_FOR_EVERY_STORE);
+  sqlite3_hard_heap_limit64(memory_for(0));
 }
 
 sqlite3* last_connection() {
@@ -191,7 +198,8 @@ void limit_waits(sqlite3* handle) { sqlite3_busy_handler(handle, &on_locked, nul
 DatabaseError current_database_error() {
   if (sqlite3* const handle = last_connection()) {
     const int code = sqlite3_errcode(handle) & PRIMARY_CODE;
-    if (code != SQLITE_OK && code != SQLITE_ROW && code != SQLITE_DONE) {
+    // A list of messages leaves SQLITE_RANGE behind: it reads a column more than its rows have.
+    if (code != SQLITE_OK && code != SQLITE_ROW && code != SQLITE_DONE && code != SQLITE_RANGE) {
       return {code, sqlite3_errmsg(handle)};
     }
   }

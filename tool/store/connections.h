@@ -23,6 +23,9 @@ constexpr int LONGEST_VALUE = 17'000'000;
  */
 void limit_connections();
 
+/** How much SQLite may have allocated at once for a store with so many bytes. */
+long long memory_for(long long bytes);
+
 /** The connection that was opened last and is still open; null for none. */
 sqlite3* last_connection();
 

@@ -19,6 +19,8 @@ namespace {
 bool verboseLog = false;
 // The first error of a failing call names the cause; those after it are its callers' reports.
 std::string firstError;
+/** The function of the library that it is of. */
+std::string firstFunction;
 msg_tarvel::tool::DatabaseError firstDatabaseError;
 
 /** The line without its colour escapes ("ESC [ ... m") and its newline. */
@@ -33,6 +35,12 @@ std::string without_escapes(const std::string& line) {
     }
   }
   return plain;
+}
+
+/** Of "<file>: <function>(<line>) > ...". */
+std::string function_of(const std::string& line) {
+  const std::string rest = line.substr(line.find(' ') + 1);
+  return rest.substr(0, rest.find('('));
 }
 
 /** What follows "<file>: <function>(<line>) > " and "[ERROR] ". */
@@ -52,8 +60,12 @@ msg_tarvel::tool::DatabaseError error_in(const std::string& message) {
   return {code & 0xFF, message};
 }
 
-void remember(const std::string& message) {
-  if (firstError.empty()) firstError = message;
+void remember(const std::string& line) {
+  const std::string message = message_of(line);
+  if (firstError.empty()) {
+    firstError = message;
+    firstFunction = function_of(line);
+  }
   if (firstDatabaseError.code != 0) return;
   firstDatabaseError = msg_tarvel::tool::current_database_error();
   if (firstDatabaseError.code == 0) firstDatabaseError = error_in(message);
@@ -61,7 +73,7 @@ void remember(const std::string& message) {
 
 void take(int priority, const char* tag, const char* text) {
   const std::string line = without_escapes(text);
-  if (priority == DLOG_ERROR) remember(message_of(line));
+  if (priority == DLOG_ERROR) remember(line);
   if (verboseLog) {
     std::cerr << tag << " " << msg_tarvel::tool::printable(line) << "\n";
   }
@@ -125,6 +137,7 @@ void set_verbose(bool verbose) { verboseLog = verbose; }
 
 void forget_log_errors() {
   firstError.clear();
+  firstFunction.clear();
   firstDatabaseError = {};
   forget_database_error();
 }
@@ -133,6 +146,10 @@ bool has_database_error() { return firstDatabaseError.code != 0; }
 
 bool is_lock_error() {
   return firstDatabaseError.code == SQLITE_BUSY || firstDatabaseError.code == SQLITE_LOCKED;
+}
+
+bool is_error_of_another(const std::string& function) {
+  return !firstError.empty() && firstFunction != function;
 }
 
 std::string in_words(const DatabaseError& error) {

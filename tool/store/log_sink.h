@@ -22,6 +22,9 @@ bool has_database_error();
 /** Whether the first of them was a lock of another process. */
 bool is_lock_error();
 
+/** Whether the first of the library's errors was of another function than this one. */
+bool is_error_of_another(const std::string& function);
+
 /** What SQLite failed with, in words for a user. */
 std::string in_words(const DatabaseError& error);
 

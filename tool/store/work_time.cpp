@@ -40,20 +40,16 @@ std::atomic<bool> isAtWork = false;
 /** From the first tick on; 0 before. */
 std::atomic<int> slowness = 0;
 
-/** How many times as long as where the times were chosen this processor takes; 1 at least. */
+/** Of this processor. */
 int measure_slowness() {
   constexpr int ROUNDS = 200'000;
-  constexpr long long NANOSECONDS_THERE = 250'000;
-  constexpr long long SLOWEST = 20;
   timespec begin = {};
   timespec end = {};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &begin);
   volatile unsigned int sum = 0;
   for (int i = 0; i < ROUNDS; ++i) sum = sum * 31 + static_cast<unsigned int>(i);
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &end);
-  const long long nanoseconds =
-      (end.tv_sec - begin.tv_sec) * 1'000'000'000LL + (end.tv_nsec - begin.tv_nsec);
-  return static_cast<int>(std::clamp(nanoseconds / NANOSECONDS_THERE, 1LL, SLOWEST));
+  return slowness_of((end.tv_sec - begin.tv_sec) * 1'000'000'000LL + (end.tv_nsec - begin.tv_nsec));
 }
 
 int ticks_allowed() { return (ticksForBytes + statements / STATEMENTS_PER_TICK) * slowness; }
@@ -69,6 +65,12 @@ void on_tick(int /*signal*/) {
 }
 
 }  // namespace
+
+int slowness_of(long long nanoseconds) {
+  constexpr long long NANOSECONDS_THERE = 250'000;
+  constexpr long long SLOWEST = 20;
+  return static_cast<int>(std::clamp(nanoseconds / NANOSECONDS_THERE, 1LL, SLOWEST));
+}
 
 void limit_work_time() {
   struct sigaction action = {};

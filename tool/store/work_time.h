@@ -25,6 +25,12 @@ void end_work();
 
 bool is_work_time_up();
 
+/**
+ * How many times as long as where the times were chosen a processor takes that spends so long on
+ * what is measured; no less than once and no more than 20 times.
+ */
+int slowness_of(long long nanoseconds);
+
 /** A step of a statement that waits while something else is done with its row. */
 class Step {
  public:

@@ -23,7 +23,8 @@ namespace msg_tarvel::db {
  * Every function runs on the calling thread's connection (DBMgr), keeps no state and may be called
  * on any thread. Every one returns DB_SUCCESS or a negative code of db_error.h:
  * DB_ERR_INVALID_ARGUMENT and DB_ERR_INVALID_PARAM before the database is touched, DB_ERR_PREPARE,
- * DB_ERR_STEP, DB_NO_DATA.
+ * DB_ERR_STEP, DB_NO_DATA. Those of messages also return DB_ERR_INVALID_ARGUMENT where a row names
+ * a conversation below 0, which no owner makes.
  *
  * Lists are appended to, never cleared, and rows appended before a failure stay. A list query
  * returns DB_NO_DATA only when the vector is empty at the end: with elements of the caller's in it,

@@ -8,7 +8,10 @@ namespace msg_tarvel::db {
 
 /** Success; also what SqlStatement::step returns when the statement is done. */
 constexpr int DB_SUCCESS = 0;
-/** An argument of a query is out of range; found before the database is touched. */
+/**
+ * An argument of a query is out of range; found before the database is touched. A query of messages
+ * also passes it on for one whose conversation has an id below 0.
+ */
 constexpr int DB_ERR_INVALID_ARGUMENT = -3;
 /** Unknown folder option in a message list condition. */
 constexpr int DB_ERR_INVALID_PARAM = -1000;

@@ -121,5 +121,32 @@ TEST_F(Query, TellsTheResult) {
   EXPECT_NE(unquoted.err.find("db_get_message_list: "), std::string::npos);
 }
 
+TEST_F(Query, BlamesTheStoreForAnIdThatItHas) {
+  RawConnection(dbFile()).exec("UPDATE msg_message_table SET convId = -7;");
+  for (const std::vector<std::string>& words :
+       std::vector<std::vector<std::string>>{{"db_get_message", "1"},
+                                             {"db_get_message", "9", "sms", "103"},
+                                             {"db_get_message_list"},
+                                             {"db_get_standalone_messages", "9"},
+                                             {"db_get_messages_by_time", "1500", "0"},
+                                             {"db_get_unsynced_messages"}}) {
+    std::vector<std::string> command = {"query"};
+    command.insert(command.end(), words.begin(), words.end());
+    const ProcessResult result = run(command);
+    EXPECT_EQ(result.status, 3) << words.front();
+    EXPECT_EQ(result.out.rfind(words.front() + ": -3 (an argument is out of range), 0 items\n", 0),
+              0U)
+        << result.out;
+    EXPECT_EQ(result.err, "msg-tarvel: " + words.front() +
+                              ": the store has an id out of range: "
+                              "Invalid param: threadId:(-7)\n");
+  }
+  const ProcessResult asked = run({"query", "db_get_addresses", "-7"});
+  EXPECT_EQ(asked.status, 2);
+  EXPECT_EQ(asked.err,
+            "msg-tarvel: db_get_addresses: an argument is out of range: "
+            "Invalid param: threadId:(-7)\n");
+}
+
 }  // namespace
 }  // namespace msg_tarvel
