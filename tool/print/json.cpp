@@ -17,7 +17,6 @@ struct Range {
   std::string_view last;
   unsigned int code;
 };
-// NOLINTBEGIN(misc-misleading-bidirectional): what is to be escaped
 constexpr Range ESCAPED[] = {
     {"\x7F", "\x7F", 0x7F},
     {"\xC2\x80", "\xC2\x9F", 0x80},
@@ -26,7 +25,6 @@ constexpr Range ESCAPED[] = {
     {"\xE2\x80\xA8", "\xE2\x80\xAE", 0x2028},
     {"\xE2\x81\xA6", "\xE2\x81\xA9", 0x2066},
 };
-// NOLINTEND(misc-misleading-bidirectional)
 
 /** There may be millions in a text, so no format is read for each. */
 std::string escape(unsigned int code) {

@@ -18,7 +18,6 @@ std::string printed(const std::vector<Json>& items, int depth = 0) {
   return out.str();
 }
 
-// NOLINTBEGIN(misc-misleading-bidirectional): what is to be escaped
 TEST(JsonText, EscapesWhatATerminalObeys) {
   const std::string turning =
       "\xD8\x9C\xE2\x80\x8E\xE2\x80\x8F\xE2\x80\xAE\xE2\x81\xA6\xE2\x81\xA9";
@@ -30,7 +29,6 @@ TEST(JsonText, EscapesWhatATerminalObeys) {
   EXPECT_EQ(json_text("\xFF<"), "\"\uFFFD<\"");
   EXPECT_EQ(Json::parse(json_text("\xE2\x80\xAE\x7F")), Json("\xE2\x80\xAE\x7F"));
 }
-// NOLINTEND(misc-misleading-bidirectional)
 
 TEST(JsonList, IsWhatTheWholeWouldBe) {
   const Json first = {{"a", 1}, {"b", Json::array({1, "x\ny"})}, {"c", Json::array()}};
