@@ -13,7 +13,7 @@ namespace msg_tarvel::helpers {
 namespace {
 
 // One list of fields for each record. A number of 64 bits takes two slots, the low half first; a
-// flag is one bit of its slot. `number` and `text` find the slots of a record by their number.
+// flag is one bit of its slot. `number` and `text` find the slots that `fields` names.
 
 template <typename Record>
 struct Mapping;
@@ -48,8 +48,7 @@ struct Mapping<msg_message_item_t> {
   }
 
   static std::int32_t& number(msg_message_item_t& record, int slot) {
-    if (slot < 2) return record.opaque0[slot];
-    return slot < 15 ? record.opaque3[slot - 3] : record.opaque17;
+    return slot < 2 ? record.opaque0[slot] : record.opaque3[slot - 3];
   }
   static char*& text(msg_message_item_t& record, int slot) {
     if (slot == 2) return record.text1;
@@ -95,9 +94,7 @@ struct Mapping<msg_content_item_t> {
     visit.pointer(13, "nmsContentMeta");
   }
 
-  static std::int32_t& number(msg_content_item_t& record, int slot) {
-    return slot < 6 ? record.opaque0[slot] : record.opaque12;
-  }
+  static std::int32_t& number(msg_content_item_t& record, int slot) { return record.opaque0[slot]; }
   static char*& text(msg_content_item_t& record, int slot) {
     char** const texts[] = {&record.text1, &record.text2, &record.text3,
                             &record.text4, &record.text5, &record.text6};
@@ -147,7 +144,7 @@ struct Mapping<msg_nms_content_meta_data_t> {
   }
 
   static std::int32_t& number(msg_nms_content_meta_data_t& record, int slot) {
-    return slot < 2 ? record.opaque0[slot] : record.opaque5;
+    return record.opaque0[slot];
   }
   static char*& text(msg_nms_content_meta_data_t& record, int slot) {
     char** const texts[] = {&record.text1, &record.text2, &record.text3};

@@ -35,10 +35,13 @@ class Umask {
   mode_t _before;
 };
 
+/** Of what a process may not do to every file, and then does without. */
+void ignore(int /*result*/) {}
+
 /** Their mode is as the caller's umask has it. What cannot be made is createDb's to report. */
 void make_directories() {
   for (const std::string& path : {db::get_data_dir_path(), db::get_db_dir_path()}) {
-    if (!path.empty()) static_cast<void>(mkdir(path.c_str(), DIRECTORY_MODE) == 0);
+    if (!path.empty()) ignore(mkdir(path.c_str(), DIRECTORY_MODE));
   }
 }
 
@@ -104,9 +107,9 @@ class InPlace {
            status.st_nlink == 1;
   }
 
-  bool setGroup(gid_t group) const {
+  void setGroup(gid_t group) const {
     constexpr auto SAME_OWNER = static_cast<uid_t>(-1);
-    return fchownat(_descriptor, "", SAME_OWNER, group, AT_EMPTY_PATH) == 0;
+    ignore(fchownat(_descriptor, "", SAME_OWNER, group, AT_EMPTY_PATH));
   }
 
   bool setMode(mode_t mode) const {
@@ -127,7 +130,7 @@ std::vector<MadeStore::MendedMode> mend_files() {
     struct stat status = {};
     if (!file.look(status)) continue;
     // A creator that was killed may have left them to its own group.
-    if (status.st_gid != FILE_GROUP) static_cast<void>(file.setGroup(FILE_GROUP));
+    if (status.st_gid != FILE_GROUP) file.setGroup(FILE_GROUP);
     const mode_t mode = status.st_mode & PERMISSIONS;
     if (mode != FILE_MODE && file.setMode(FILE_MODE)) mended.push_back({path, mode});
   }
@@ -216,8 +219,8 @@ bool make_missing_journal() {
   const InPlace database(directory.descriptor(), name_of(db::get_db_filepath()));
   const uid_t owner = database.look(status) ? status.st_uid : getuid();
   // A process that may not give the file away still gets it.
-  static_cast<void>(fchmod(journal, FILE_MODE) == 0);
-  static_cast<void>(fchown(journal, owner, FILE_GROUP) == 0);
+  ignore(fchmod(journal, FILE_MODE));
+  ignore(fchown(journal, owner, FILE_GROUP));
   close(journal);
   return true;
 }

@@ -361,7 +361,7 @@ bool has_usual_ids(const SqlStatement& row, const Message& message) {
   return message.msgId > 0 && message.msgId == row.getInt64(0) && message.convId >= 0;
 }
 bool has_usual_ids(const SqlStatement& row, const Conversation& conversation) {
-  return conversation.msgId > 0 && conversation.msgId == row.getInt64(0);
+  return conversation.msgId == row.getInt64(0);
 }
 /** Nothing is looked up by what metadata holds. */
 bool has_usual_ids(const SqlStatement& /*row*/, const NmsMsgMeta& /*meta*/) { return true; }

@@ -217,6 +217,18 @@ class NoPlacesForValues {
   std::vector<pthread_key_t> _keys;
 };
 
+// Its end waits for whoever takes its manager meanwhile.
+TEST_F(FirstUseTest, AThreadKeepsOneValueUntilItsEnd) {
+  const std::vector<const void*> before = NoPlacesForValues::values();
+  DBMgr::getInstance();
+  const std::vector<const void*> after = NoPlacesForValues::values();
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < after.size(); ++i) {
+    if (after[i] != before[i]) ++kept;
+  }
+  EXPECT_EQ(kept, 1u);
+}
+
 TEST_F(FirstUseTest, ThreadsHaveManagersWhereTheyMayKeepNoMoreValues) {
   const NoPlacesForValues none;
   const std::vector<const void*> before = NoPlacesForValues::values();

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <cstdint>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "list_queries.h"
 #include "msg-tarvel-common/db/DBMgr.h"
 #include "msg-tarvel-common/db/SqlStatement.h"
+#include "support/statement_trace.h"
 
 namespace msg_tarvel::db {
 
@@ -191,12 +193,42 @@ TEST_F(FastQueryTraps, AMessageIdThatADamagedFileHasTwiceIsLookedUpForBoth) {
 }
 
 TEST_F(FastQueryTraps, AMessageIdBelowOneLooksItsMetadataUpByAnEmptyObjectId) {
-  insertMessage("-3", "1");
-  insertMeta("-3", "of minus three");
-  insertMeta("9", "");
-  const auto list = messages();
-  ASSERT_EQ(list.size(), 1u);
-  EXPECT_EQ(list[0].nmsMsgMeta.msgId, 9);
+  for (const char* id : {"0", "-3"}) {
+    raw().exec("DELETE FROM msg_message_table;");
+    insertMessage(id, "1");
+    insertMeta(id, "of its id");
+    insertMeta("9", "");
+    const auto list = messages();
+    ASSERT_EQ(list.size(), 1u) << id;
+    EXPECT_EQ(list[0].nmsMsgMeta.msgId, 9) << id;
+  }
+}
+
+TEST_F(FastQueryTraps, AMessageIdBelowOneLooksItsContentsUpByItself) {
+  const std::vector<const char*> ids = {"-3", "0", "1"};
+  for (const char* id : ids) {
+    insertMessage(id, "1");
+    insertContent(id, std::string("of ") + id);
+  }
+  const auto view = conversation();
+  ASSERT_EQ(view.size(), ids.size());
+  for (std::size_t i = 0; i < ids.size(); ++i) {
+    EXPECT_EQ(texts_of(view[i]), Texts{std::string("of ") + ids[i]});
+  }
+}
+
+TEST_F(FastQueryTraps, TheSmallestAndTheLargestIdHaveContentsInALongListToo) {
+  for (int i = 1; i <= MANY; ++i) insertMessage(std::to_string(i), "1");
+  for (const char* id : {"-2147483648", "2147483647"}) {
+    insertMessage(id, "1");
+    insertContent(id, "of its own");
+  }
+  const auto view = conversation();
+  ASSERT_EQ(view.size(), static_cast<std::size_t>(MANY) + 2);
+  EXPECT_EQ(view.front().msgId, INT32_MIN);
+  EXPECT_EQ(texts_of(view.front()), Texts{"of its own"});
+  EXPECT_EQ(view.back().msgId, INT32_MAX);
+  EXPECT_EQ(texts_of(view.back()), Texts{"of its own"});
 }
 
 TEST_F(FastQueryTraps, AConversationIdThatIsATextIsLookedUpAsZero) {
@@ -407,6 +439,28 @@ TEST_F(FastQueryTraps, AStatementOfTheCallersThatStillWritesGoesOn) {
     ASSERT_EQ(insertion->step(), DB_SUCCESS);
   }
   EXPECT_EQ(raw().value("SELECT count(*) FROM msg_address_table;"), "2");
+}
+
+TEST_F(FastQueryTraps, AStatementThatDoesNotWriteLeavesTheListItsFastWay) {
+  for (const char* msgId : {"1", "2"}) insertMessage(msgId, "1");
+  const auto textsOfTheList = [] {
+    DBMgrInternal manager;
+    EXPECT_EQ(manager.openDb(), DB_SUCCESS);
+    const StatementTrace trace(manager.handle());
+    std::vector<Message> list;
+    EXPECT_EQ(db_get_message_list(ListCondition(), list), DB_SUCCESS);
+    return trace.texts();
+  };
+  const Texts texts = textsOfTheList();
+  const auto idle = DBMgr::getInstance()->compileStatement("DELETE FROM temp_log;");
+  EXPECT_EQ(textsOfTheList(), texts);
+  const auto reading = DBMgr::getInstance()->compileStatement("SELECT 1 UNION SELECT 2;");
+  ASSERT_EQ(reading->step(), DB_ROW);
+  EXPECT_EQ(textsOfTheList(), texts);
+  const auto writing = DBMgr::getInstance()->compileStatement(
+      "INSERT INTO temp_log (data1) VALUES ('a'), ('b') RETURNING id;");
+  ASSERT_EQ(writing->step(), DB_ROW);
+  EXPECT_NE(textsOfTheList(), texts);
 }
 
 TEST_F(FastQueryTraps, AStatementOfTheCallersThatStillReadsGoesOn) {

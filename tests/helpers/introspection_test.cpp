@@ -36,6 +36,31 @@ TEST(Introspection, HasEveryCommandWithItsSignature) {
   g_dbus_node_info_unref(node);
 }
 
+/** The names of what a command takes, each with a space behind it. */
+std::string parameters_of(const std::string& xml, const std::string& command) {
+  std::string names;
+  const std::size_t begin = xml.find("<method name=\"" + command + "\">");
+  const std::string before = "direction=\"in\" name=\"";
+  const std::size_t end = xml.find("</method>", begin);
+  for (std::size_t at = xml.find(before, begin); at < end; at = xml.find(before, at)) {
+    at += before.size();
+    names += xml.substr(at, xml.find('"', at) - at) + " ";
+  }
+  return names;
+}
+
+TEST(Introspection, NamesEachParameterThatIsSettled) {
+  const std::string xml = introspection_xml(MsgIPC());
+  EXPECT_EQ(parameters_of(xml, "read_message"), "msgId convId ");
+  EXPECT_EQ(parameters_of(xml, "read_thread"), "convId ");
+  EXPECT_EQ(parameters_of(xml, "delete_message"), "msgId convId ");
+  EXPECT_EQ(parameters_of(xml, "delete_thread"), "convId ");
+  EXPECT_EQ(parameters_of(xml, "add_message"),
+            "address storageFolder msgType mainText textMessage simIndex ");
+  EXPECT_EQ(parameters_of(xml, "nms_add_message"), "message convId ");
+  EXPECT_EQ(parameters_of(xml, "nms_update_subscription_info"), "notiIdx restartToken ");
+}
+
 TEST(Introspection, NamesParameters) {
   const std::string xml = introspection_xml(MsgIPC());
   const std::string twoParameters =

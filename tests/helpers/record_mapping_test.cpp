@@ -226,16 +226,75 @@ TEST(RecordMapping, FindsTheStrayPointerAmongOtherRecords) {
 }
 
 TEST(SlotMeaning, NamesWhatASlotCarries) {
-  EXPECT_EQ(slot_meaning(RecordKind::MESSAGE, 8), "displayTime, low half");
-  EXPECT_EQ(slot_meaning(RecordKind::MESSAGE, 9), "displayTime, high half");
-  EXPECT_EQ(
-      slot_meaning(RecordKind::MESSAGE, 10),
-      "read (bit 0), isSafeMessage (bit 1), isShareDialMessage (bit 2), peerChatType (bit 3)");
-  EXPECT_EQ(slot_meaning(RecordKind::ADDRESS, 4), "address");
-  EXPECT_EQ(slot_meaning(RecordKind::CONTENT, 13), "nmsContentMeta");
-  EXPECT_EQ(slot_meaning(RecordKind::MESSAGE_METADATA, 13), "downloadRequired (bit 0)");
-  EXPECT_EQ(slot_meaning(RecordKind::CONTENT_METADATA, 3), "metaText2");
-  for (const int slot : {-1, 14, 17, 21}) EXPECT_EQ(slot_meaning(RecordKind::MESSAGE, slot), "");
+  const std::vector<std::string> message = {
+      "msgId",
+      "convId",
+      "msgType",
+      "itemId",
+      "storageFolder",
+      "storageId",
+      "networkStatus",
+      "simIndex",
+      "displayTime, low half",
+      "displayTime, high half",
+      "read (bit 0), isSafeMessage (bit 1), isShareDialMessage (bit 2), peerChatType (bit 3)",
+      "attachedNum",
+      "stickerId",
+      "peerConvId",
+      "",
+      "mainText",
+      "textMessage",
+      "",
+      "addresses",
+      "contents",
+      "nmsMsgMeta"};
+  const std::vector<std::string> address = {"convId", "addressType", "recipientType",
+                                            "userFlag (bit 0)", "address"};
+  const std::vector<std::string> content = {"msgId",
+                                            "slideIdx",
+                                            "mediaType",
+                                            "status",
+                                            "attachType (bit 0), hasFile (bit 1)",
+                                            "",
+                                            "contentType",
+                                            "textData",
+                                            "filepath",
+                                            "filename",
+                                            "thumbpath",
+                                            "peer_filepath",
+                                            "",
+                                            "nmsContentMeta"};
+  const std::vector<std::string> messageMetadata = {"msgId",
+                                                    "objectId",
+                                                    "resourceURL",
+                                                    "primaryId",
+                                                    "secondaryId",
+                                                    "lastModSeq, low half",
+                                                    "lastModSeq, high half",
+                                                    "msgTime, low half",
+                                                    "msgTime, high half",
+                                                    "BTCorrelated",
+                                                    "MSSICorrelated",
+                                                    "MSSISync (bit 0)",
+                                                    "deleted (bit 0)",
+                                                    "downloadRequired (bit 0)"};
+  const std::vector<std::string> contentMetadata = {"metaValue, low half", "metaValue, high half",
+                                                    "metaText1", "metaText2", "metaText3"};
+
+  const std::pair<RecordKind, std::vector<std::string>> kinds[] = {
+      {RecordKind::MESSAGE, message},
+      {RecordKind::ADDRESS, address},
+      {RecordKind::CONTENT, content},
+      {RecordKind::MESSAGE_METADATA, messageMetadata},
+      {RecordKind::CONTENT_METADATA, contentMetadata}};
+  for (const auto& [kind, meanings] : kinds) {
+    const int slots = static_cast<int>(meanings.size());
+    EXPECT_EQ(slot_meaning(kind, -1), "");
+    for (int slot = 0; slot < slots; ++slot) {
+      EXPECT_EQ(slot_meaning(kind, slot), meanings[static_cast<std::size_t>(slot)]) << slot;
+    }
+    EXPECT_EQ(slot_meaning(kind, slots), "");
+  }
 }
 
 }  // namespace

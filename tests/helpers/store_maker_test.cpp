@@ -49,9 +49,10 @@ class StoreMaker : public DataDirTest {
     std::filesystem::remove_all(dbDir());
   }
 
-  void expectRefused(const std::string& reason) {
+  void expectRefused(
+      const std::string& reason, void (*make)() = [] { make_store(); }) {
     try {
-      make_store();
+      make();
       ADD_FAILURE() << "made";
     } catch (const StoreError& error) {
       EXPECT_EQ(error.what(), "cannot create the message store " + dbFile() + reason);
@@ -144,6 +145,13 @@ TEST_F(StoreMaker, CountsTablesOnly) {
   make_store();
   raw().exec("DROP TABLE ft_queue_table; CREATE VIEW ft_queue_table AS SELECT 1;");
   expectRefused(": tables are missing");
+  expectRefused(": tables are missing", &complete_schema);
+}
+
+TEST_F(StoreMaker, MakesNothingOfAnotherVersion) {
+  make_store();
+  raw().exec("PRAGMA user_version = 5;");
+  expectRefused(": its version is 5, not 4");
 }
 
 TEST_F(StoreMaker, SaysSoWhenThereIsNoPlace) {

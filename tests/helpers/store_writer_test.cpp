@@ -106,6 +106,25 @@ TEST_F(StoreWriterTest, FindsOrMakesTheConversation) {
   EXPECT_EQ(rows("convId, addressType, recipientType, address", "msg_address_table"), addresses);
 }
 
+// On a device of the United States foreign numbers are compared in full.
+TEST_F(StoreWriterTest, TellsOfOnePersonInTwoConversationsWhenAsked) {
+  FakePlatform::get().set("db/csc/country_iso", "US");
+  for (const bool isAsked : {false, true}) {
+    const std::string person = isAsked ? "2055550188" : "2055550199";
+    write([&](StoreWriter& writer) {
+      if (isAsked) writer.tellTwins();
+      const int first = writer.conversationOf(messageTo({"0" + person}));
+      const int second = writer.conversationOf(messageTo({"+44" + person}));
+      EXPECT_NE(first, second);
+      ASSERT_EQ(writer.twins().size(), isAsked ? 1U : 0U);
+      if (!isAsked) return;
+      EXPECT_EQ(writer.twins()[0].address, "+44" + person);
+      EXPECT_EQ(writer.twins()[0].convId, second);
+      EXPECT_EQ(writer.twins()[0].otherConvId, first);
+    });
+  }
+}
+
 TEST_F(StoreWriterTest, TakesPeopleAsTheyAreWrittenAndEachOnce) {
   write([](StoreWriter& writer) {
     EXPECT_EQ(writer.conversationOf(messageTo({"(415) 555-0100", "", "4155550100"})), 1);

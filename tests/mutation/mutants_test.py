@@ -1,12 +1,16 @@
 #!/usr/bin/env -S python3 -B
-"""Which mutants a source has, and that the equivalent ones of the list are some: mutants_test.py TREE."""
+"""Which mutants a source has, that the equivalent ones of the list are some, and what notices a mutant:
+mutants_test.py TREE."""
 
 import pathlib
 import sys
+import tempfile
 import unittest
+from unittest import mock
 
+import run_mutants
 from mutants import mutants_of
-from run_mutants import all_mutants, equivalents
+from run_mutants import REMEMBERED, Build, NoticedBy, Program, all_mutants, equivalents
 
 TREE = pathlib.Path(sys.argv.pop(1) if len(sys.argv) > 1 else ".")
 
@@ -62,6 +66,76 @@ class Mutants(unittest.TestCase):
         for name, reason in equivalents().items():
             self.assertIn(name, names)
             self.assertTrue(reason)
+
+
+class Programs(unittest.TestCase):
+    """Programs that are scripts, told `--each SECONDS` first and then `--gtest_filter=TEST`."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.path = pathlib.Path(folder.name) / "program"
+
+    def failing_test(self, script, *tests, longest=0):
+        self.path.write_text("#!/bin/sh\n" + script)
+        self.path.chmod(0o755)
+        return Program(self.path, "", longest=longest).failing_test(tests)
+
+    def test_what_passes(self):
+        self.assertIsNone(self.failing_test("exit 0"))
+
+    def test_a_failure_counts_when_it_comes_twice(self):
+        self.assertEqual(self.failing_test("echo failed: A.b; exit 1"), "A.b")
+        by_chance = "case $1 in --each) echo failed: A.b; exit 1 ;; esac"
+        self.assertIsNone(self.failing_test(by_chance))
+
+    def test_of_several_failures_one_may_be_chance(self):
+        one_of_two = "case $1 in --each) echo failed: A.b; echo failed: A.c; exit 1 ;; *=A.c) exit 1 ;; esac"
+        self.assertEqual(self.failing_test(one_of_two), "A.c")
+
+    def test_a_program_that_tells_of_no_test(self):
+        self.assertEqual(self.failing_test("exit 3"), "all of them, 3")
+
+    def test_the_tests_and_the_time_that_each_may_take(self):
+        told = 'echo "$*" >>"$0.told"; exit 0'
+        self.failing_test(told, "A.b", "A.c", longest=2)
+        self.failing_test(told, longest=1000)
+        lines = self.path.with_name("program.told").read_text().splitlines()
+        self.assertEqual(lines, ["--each 20 A.b A.c", "--each 120"])
+
+    def test_order(self):
+        build = Build.__new__(Build)
+        build.programs = {
+            name: Program(pathlib.Path(name), folder, {"A.b", "A.c"}, seconds)
+            for name, folder, seconds in [("t", "tool", 1), ("d", "db", 3), ("h", "helpers", 9), ("q", "db", 2)]
+        }
+        self.assertEqual(build._order("src/db/query.h"), ["q", "d", "t", "h"])
+        self.assertEqual(build._order("helpers/store_maker.cpp"), ["h", "t", "q", "d"])
+        self.assertEqual(build._order("src/log.h"), ["t", "q", "d", "h"])
+        known = build._known_tests(["q.A.c", "gone.A.b", "d.A.b", "q.A.gone", "q.A.b"])
+        self.assertEqual(list(known), [("q", ["A.c", "A.b"]), ("d", ["A.b"])])
+
+
+class Remembered(unittest.TestCase):
+    def test_the_last_comes_first_and_the_oldest_goes(self):
+        with tempfile.TemporaryDirectory() as folder:
+            with mock.patch.object(run_mutants, "NOTICED_BY", pathlib.Path(folder) / "noticed_by.txt"):
+                noticed_by = NoticedBy()
+                for number in range(REMEMBERED + 1):
+                    noticed_by.add("src/b.cpp", f"p.A.{number}")
+                noticed_by.add("src/b.cpp", "p.A.7")
+                noticed_by.add("src/a.cpp", "p.A.b")
+                noticed_by.write()
+                tests = NoticedBy().tests
+        self.assertEqual(list(tests), ["src/a.cpp", "src/b.cpp"])
+        self.assertEqual(tests["src/b.cpp"][:3], ["p.A.7", f"p.A.{REMEMBERED}", f"p.A.{REMEMBERED - 1}"])
+        self.assertEqual(len(tests["src/b.cpp"]), REMEMBERED)
+        self.assertNotIn("p.A.0", tests["src/b.cpp"])
+
+    def test_every_source_is_there(self):
+        self.assertTrue(NoticedBy().tests)
+        for path in NoticedBy().tests:
+            self.assertTrue((TREE / path).is_file(), path)
 
 
 if __name__ == "__main__":

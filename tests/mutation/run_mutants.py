@@ -1,9 +1,10 @@
 #!/usr/bin/env -S python3 -B
 """Tries mutants of src/ and helpers/ in copies of the tree; script/mutate makes them.
 
-Each mutant is compiled and tested until a test notices it: first by the test programs of its own folder, then
-by the others, those that take least first, and with --sanitizers under the sanitizers. Each copy has a worker, a
-process of its own, which takes numbers of mutants and answers with what became of them."""
+Each mutant is compiled and tested until a test notices it: first by the tests that noticed others of its file,
+which noticed_by.txt remembers, then by the programs of its own folder, then by all others, those that take least
+first, and with --sanitizers under the sanitizers. A program is linked when its turn has come. Each copy has a
+worker, a process of its own, which takes numbers of mutants and answers with what became of them."""
 
 import argparse
 import collections
@@ -21,15 +22,19 @@ import sys
 import tempfile
 import threading
 import time
+from dataclasses import dataclass, field
 
 from mutants import mutants_of
 
 FOLDERS = ("src", "helpers")
-# A mutant may loop for ever; the longest program takes half a minute.
-LONGEST = 90
+# A mutant may loop for ever. So many seconds a test may take of which nobody knows how long it takes.
+LONGEST = 120
 # What a worker's line with an outcome begins with.
 ANSWER = "outcome: "
 EQUIVALENT = pathlib.Path(__file__).parent / "equivalent.txt"
+NOTICED_BY = pathlib.Path(__file__).parent / "noticed_by.txt"
+# So many tests of each file are remembered, which take a second.
+REMEMBERED = 25
 
 
 class Outcome(enum.Enum):
@@ -53,10 +58,37 @@ def quiet(command, seconds=None, out=subprocess.DEVNULL):
     except subprocess.TimeoutExpired:
         return None
     finally:
-        # With what it has started itself.
-        if process.poll() is None:
+        # With what it has started itself, and left behind if a test was ended.
+        try:
             os.killpg(process.pid, signal.SIGKILL)
-            process.wait()
+        except ProcessLookupError:
+            pass
+        process.wait()
+
+
+@dataclass
+class Program:
+    """A program of GoogleTest cases, and how long all of them and the longest take."""
+
+    path: pathlib.Path
+    folder: str
+    tests: set = field(default_factory=set)
+    seconds: float = 0
+    longest: float = LONGEST
+
+    def failing_test(self, tests=()):
+        """The first of the tests, or of all, that does not pass, twice; None when all do."""
+        limit = min(LONGEST, math.ceil(10 + 5 * self.longest))
+        with tempfile.TemporaryFile("w+", errors="replace") as out:
+            status = quiet([self.path, "--each", str(limit), *tests], out=out)
+            out.seek(0)
+            failed = [line.split()[1] for line in out if line.startswith("failed: ")]
+        if status == 0:
+            return None
+        if not failed:
+            return f"all of them, {status}"
+        # Once may be the machine's doing, on which a mutant has most of the work.
+        return next((test for test in failed if quiet([self.path, f"--gtest_filter={test}"], limit) != 0), None)
 
 
 class Build:
@@ -67,83 +99,110 @@ class Build:
         self.folder = tree / "build" / preset
         subprocess.run([tree / "script/configure", "--preset", preset], check=True)
         subprocess.run(["cmake", "--build", self.folder, "--", "--quiet"], check=True)
-        self.folders, self.seconds = {}, self._seconds_of_ctest()
-        for program, folder in self._programs_of_ctest().items():
-            self.folders[program] = folder
-            if not passes:
-                began = time.monotonic()
-                if test := self._failing_test(program):
-                    sys.exit(f"{test} of {program} fails without any mutant")
-                self.seconds[program.name] = time.monotonic() - began
+        self.programs = self._programs_of_ctest()
+        if passes:
+            self._take_times_of_ctest()
+            return
+        for name, program in self.programs.items():
+            began = time.monotonic()
+            if test := program.failing_test():
+                sys.exit(f"{name}.{test} fails without any mutant")
+            program.seconds = program.longest = time.monotonic() - began
 
     def _programs_of_ctest(self):
-        """Program of GoogleTest cases -> the folder of tests/ that it is of."""
+        """Name -> program of GoogleTest cases."""
         shown = subprocess.check_output(["ctest", "--show-only=json-v1"], cwd=self.folder)
         programs = {}
         for test in json.loads(shown)["tests"]:
-            command = test.get("command", [])
-            if any(argument.startswith("--gtest_filter=") for argument in command):
+            path, *arguments = test.get("command", [""])
+            for case in (a.partition("=")[2] for a in arguments if a.startswith("--gtest_filter=")):
                 properties = {p["name"]: p["value"] for p in test["properties"]}
                 where = pathlib.Path(properties["WORKING_DIRECTORY"]).relative_to(self.folder / "tests")
-                programs[pathlib.Path(command[0])] = str(where)
+                program = Program(pathlib.Path(path), str(where))
+                programs.setdefault(program.path.name, program).tests.add(case)
         return programs
 
-    def _seconds_of_ctest(self):
-        """How long the tests of each program took when CTest ran them last."""
-        seconds = collections.Counter()
+    def _take_times_of_ctest(self):
+        """How long the tests took when CTest ran them last."""
+        seconds = collections.defaultdict(list)
         costs = self.folder / "Testing/Temporary/CTestCostData.txt"
         for line in costs.read_text().splitlines() if costs.exists() else []:
             if line == "---":
                 break
             name, _, cost = line.split()
-            seconds[name.split(".")[0]] += float(cost)
-        return seconds
+            seconds[name.partition(".")[0]].append(float(cost))
+        for name, program in self.programs.items():
+            if name in seconds:
+                program.seconds, program.longest = sum(seconds[name]), max(seconds[name])
 
-    @staticmethod
-    def _failing_test(program):
-        """The first test of the program that does not pass, twice; None when all do."""
-        with tempfile.TemporaryFile("w+", errors="replace") as out:
-            status = quiet([program, "--each"], LONGEST, out)
-            out.seek(0)
-            failed = [line.split()[1] for line in out if line.startswith("failed: ")]
-        if status == 0:
-            return None
-        if not failed:
-            return f"{program.name}, {'without an end' if status is None else status}"
-        # Once may be the machine's doing, on which a mutant has most of the work.
-        return failed[0] if quiet([program, f"--gtest_filter={failed[0]}"], LONGEST) != 0 else None
-
-    def try_mutant(self, mutant):
-        """Puts the mutant in the place of its source for as long as it takes, and tells of it."""
+    def try_mutant(self, mutant, remembered):
+        """Puts the mutant in the place of its source for as long as it takes; its outcome and the test."""
         began = time.monotonic()
         path = self.tree / mutant.path
         source = path.read_text()
         path.write_text(mutant.apply(source))
         try:
-            outcome, by = self._outcome(mutant.path)
+            outcome, by = self._outcome(mutant.path, remembered)
         finally:
             path.write_text(source)
-        print(f"{outcome.value}{by}, {time.monotonic() - began:.1f} s: {mutant.name}", flush=True)
-        return outcome
+        told = f"{outcome.value} by {by}" if by else outcome.value
+        print(f"{told}, {time.monotonic() - began:.1f} s: {mutant.name}", flush=True)
+        return outcome, by
 
-    def _outcome(self, path):
-        """What becomes of the changed tree, and by which program."""
+    def _outcome(self, path, remembered):
+        """What becomes of the changed tree, and by which test."""
+        if not self._make("msg-tarvel-common", "msg-tarvel-helpers"):
+            return Outcome.NOT_COMPILED, ""
+        for name, tests in (*self._known_tests(remembered), *((name, ()) for name in self._order(path))):
+            if not self._make(name):
+                return Outcome.NOTICED, f"the build of {name}"
+            if test := self.programs[name].failing_test(tests):
+                return Outcome.NOTICED, f"{name}.{test}"
+        return Outcome.SURVIVED, ""
+
+    def _make(self, *targets):
+        return quiet(["cmake", "--build", self.folder, "--target", *targets]) == 0
+
+    def _known_tests(self, names):
+        """Program -> those of its tests that are named, in the order of the names."""
+        known = {}
+        for program, _, test in (name.partition(".") for name in names):
+            if program in self.programs and test in self.programs[program].tests:
+                known.setdefault(program, []).append(test)
+        return known.items()
+
+    def _order(self, path):
+        """The names of all programs: those of the source's own folder first, and what takes least."""
         parts = pathlib.PurePath(path).parts
         own = parts[1] if parts[0] == "src" and len(parts) > 2 else parts[0]
         # What is made of helpers is the tool, more than the library.
-        near = (own, "tool") if own == "helpers" else (own,)
-        programs = sorted(self.folders, key=lambda program: self.seconds[program.name])
-        first = [program for program in programs if self.folders[program] in near]
-        others = [program for program in programs if program not in first]
-        for batch in (first, *(others[i : i + 8] for i in range(0, len(others), 8))):
-            targets = [program.name for program in batch]
-            if quiet(["cmake", "--build", self.folder, "--target", "msg-tarvel-common", *targets]) != 0:
-                # What the sources of the near programs take is a program; others may refuse it.
-                return (Outcome.NOT_COMPILED, "") if batch is first else (Outcome.NOTICED, " by the build")
-            for program in batch:
-                if test := self._failing_test(program):
-                    return Outcome.NOTICED, f" by {test}"
-        return Outcome.SURVIVED, ""
+        folders = [own, "tool"] if own == "helpers" else [own]
+
+        def place(name):
+            program = self.programs[name]
+            nearness = folders.index(program.folder) if program.folder in folders else len(folders)
+            return nearness, program.seconds
+
+        return sorted(self.programs, key=place)
+
+
+class NoticedBy:
+    """Path -> the tests that noticed mutants of it, the last one first."""
+
+    def __init__(self):
+        self.tests = collections.defaultdict(list)
+        for line in NOTICED_BY.read_text().splitlines() if NOTICED_BY.exists() else []:
+            if not line.startswith("#"):
+                path, test = line.split()
+                self.tests[path].append(test)
+
+    def add(self, path, test):
+        self.tests[path] = [test, *(other for other in self.tests[path] if other != test)][:REMEMBERED]
+
+    def write(self):
+        lines = ["# Tests that noticed mutants of a file, the last one first: script/mutate --remember writes them.\n"]
+        lines += [f"{path} {test}\n" for path, tests in sorted(self.tests.items()) for test in tests]
+        NOTICED_BY.write_text("".join(lines))
 
 
 def equivalents():
@@ -166,16 +225,17 @@ def all_mutants(tree):
 
 
 def work(arguments, drawn):
-    """Tries the mutants whose numbers the input has, and answers with their outcomes."""
+    """Tries the mutants whose numbers the input has, and answers with their outcomes and the tests."""
     build, sanitized = Build(arguments.tree, "dev", arguments.passed), None
     for line in sys.stdin:
-        mutant = drawn[int(line)]
-        outcome = build.try_mutant(mutant)
+        number, *remembered = line.split()
+        outcome, by = build.try_mutant(drawn[int(number)], remembered)
         if outcome is Outcome.SURVIVED and arguments.sanitizers:
             sanitized = sanitized or Build(arguments.tree, "asan")
-            if sanitized.try_mutant(mutant) is Outcome.NOTICED:
-                outcome = Outcome.NOTICED
-        print(f"{ANSWER}{outcome.value}", flush=True)
+            under_them = sanitized.try_mutant(drawn[int(number)], remembered)
+            if under_them[0] is Outcome.NOTICED:
+                outcome, by = under_them
+        print(f"{ANSWER}{outcome.name} {by}", flush=True)
 
 
 class Draw:
@@ -203,14 +263,18 @@ class Draw:
                 self.survivors.append(number)
 
 
-def delegate(worker, draw):
+def delegate(worker, draw, drawn, noticed_by):
     """Has a worker try mutants of the draw until there are enough, or it is gone."""
     with worker.stdin:
         while (number := draw.take()) is not None:
-            print(number, file=worker.stdin, flush=True)
+            path = drawn[number].path
+            print(number, *noticed_by.tests[path], file=worker.stdin, flush=True)
             for line in worker.stdout:
                 if line.startswith(ANSWER):
-                    draw.put(number, Outcome(line[len(ANSWER) :].strip()))
+                    outcome, _, by = line[len(ANSWER) :].strip().partition(" ")
+                    draw.put(number, Outcome[outcome])
+                    if by and " " not in by:
+                        noticed_by.add(path, by)
                     break
                 print(line, end="", flush=True)
             else:
@@ -222,11 +286,12 @@ def arguments_of_call():
     parser.add_argument("--tree", type=pathlib.Path, required=True)
     parser.add_argument("--count", type=int, default=30, help="how many are drawn")
     parser.add_argument("--seed", default=datetime.date.today().isoformat(), help="what draws them: the date")
-    parser.add_argument("--only", default="", help="of the mutants whose name holds this text")
+    parser.add_argument("--only", action="append", help="of the mutants whose name holds this text, or another")
     parser.add_argument("--least", type=float, default=97, help="per cent that must be noticed")
     parser.add_argument("--survivors", type=int, default=0, help="how many are spared, whatever per cent they are")
     parser.add_argument("--seconds", type=float, default=math.inf, help="no other is begun after that time")
     parser.add_argument("--passed", action="store_true", help="the tests passed just now")
+    parser.add_argument("--remember", action="store_true", help="keep which tests noticed what")
     parser.add_argument("--sanitizers", action="store_true", help="try what survives under them too")
     parser.add_argument("--worker", action="append", help="a command that runs one in a copy of its own")
     parser.add_argument("--work", action="store_true", help="be a worker")
@@ -235,7 +300,7 @@ def arguments_of_call():
 
 def main():
     arguments = arguments_of_call()
-    mutants = [m for m in all_mutants(arguments.tree) if arguments.only in m.name]
+    mutants = [m for m in all_mutants(arguments.tree) if any(text in m.name for text in arguments.only or [""])]
     known = equivalents()
     drawn = [m for m in mutants if m.name not in known]
     random.Random(arguments.seed).shuffle(drawn)
@@ -251,12 +316,14 @@ def main():
         for command in arguments.worker
     ]
     signal.signal(signal.SIGTERM, lambda *_: [worker.terminate() for worker in workers])
-    draw = Draw(len(drawn), arguments.count, arguments.seconds)
-    threads = [threading.Thread(target=delegate, args=(worker, draw)) for worker in workers]
+    draw, noticed_by = Draw(len(drawn), arguments.count, arguments.seconds), NoticedBy()
+    threads = [threading.Thread(target=delegate, args=(worker, draw, drawn, noticed_by)) for worker in workers]
     for thread in threads:
         thread.start()
     for thread in threads:
         thread.join()
+    if arguments.remember:
+        noticed_by.write()
     if any(worker.wait() != 0 for worker in workers):
         sys.exit("a worker has failed")
 

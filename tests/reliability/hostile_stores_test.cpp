@@ -652,17 +652,17 @@ class HostileSchemas : public HostileStores {
            "; ALTER TABLE other RENAME TO " + table + ";";
   }
 
-  /** Each column but the key is computed when it is read. */
+  /** Each column but the key is computed when it is read, and not before. */
   std::string tableOfComputed(const std::string& table, const std::string& value) const {
     const std::vector<std::string> columns = columnsOf(table);
-    std::string computed;
-    for (std::size_t i = 1; i < columns.size(); ++i) {
-      computed += ", " + columns[i] + " AS (" + value + ")";
-    }
     const std::string& key = columns.front();
-    return "CREATE TABLE other (" + key + " INTEGER PRIMARY KEY" + computed +
-           "); INSERT INTO other (" + key + ") SELECT rowid FROM " + table + "; DROP TABLE " +
-           table + "; ALTER TABLE other RENAME TO " + table + ";";
+    std::string sql = "CREATE TABLE other (" + key + " INTEGER PRIMARY KEY); INSERT INTO other (" +
+                      key + ") SELECT rowid FROM " + table + "; DROP TABLE " + table +
+                      "; ALTER TABLE other RENAME TO " + table + ";";
+    for (std::size_t i = 1; i < columns.size(); ++i) {
+      sql += "ALTER TABLE " + table + " ADD COLUMN " + columns[i] + " AS (" + value + ");";
+    }
+    return sql;
   }
 
   static std::string inMaster(const std::string& type, const std::string& name,

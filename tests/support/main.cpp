@@ -1,6 +1,7 @@
 // The main function of every test program. The library settles for one store in each process, so
-// that CTest starts the program for each test; with --each it runs them all so by itself, which
-// takes a tenth of the time, and ends with status 1 once one has failed.
+// that CTest starts the program for each test; with `--each SECONDS [TEST]...` it runs all of them,
+// or those, so by itself, which takes a tenth of the time, and ends with status 1 once one has
+// failed or taken longer.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <thread>
@@ -30,7 +32,7 @@ std::vector<std::string> names_of_tests() {
 }
 
 /** Two at once for each processor, as many only wait; the number of those that failed. */
-int run_each_in_a_process() {
+int run_each_in_a_process(const std::vector<std::string>& names, unsigned seconds) {
   std::map<pid_t, std::string> running;
   int failed = 0;
   const auto await_one = [&running, &failed] {
@@ -44,12 +46,13 @@ int run_each_in_a_process() {
     running.erase(ended);
   };
   const std::size_t most = std::size_t{2} * std::max(1U, std::thread::hardware_concurrency());
-  for (const std::string& name : names_of_tests()) {
+  for (const std::string& name : names) {
     while (running.size() >= most) await_one();
     if (failed > 0) break;
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
+      alarm(seconds);
       ::testing::GTEST_FLAG(filter) = name;
       std::exit(RUN_ALL_TESTS());
     }
@@ -63,8 +66,10 @@ int run_each_in_a_process() {
 
 int main(int argc, char** argv) {
   // Whoever starts the tests may ignore some, as nohup and a shell's & do.
-  for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) std::signal(number, SIG_DFL);
+  for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGALRM}) std::signal(number, SIG_DFL);
   ::testing::InitGoogleTest(&argc, argv);
-  if (argc == 2 && std::string(argv[1]) == "--each") return std::min(run_each_in_a_process(), 1);
-  return RUN_ALL_TESTS();
+  if (argc < 3 || std::string(argv[1]) != "--each") return RUN_ALL_TESTS();
+  const auto seconds = static_cast<unsigned>(std::strtoul(argv[2], nullptr, 10));
+  const std::vector<std::string> named(argv + 3, argv + argc);
+  return std::min(run_each_in_a_process(named.empty() ? names_of_tests() : named, seconds), 1);
 }
