@@ -116,7 +116,8 @@ TEST_F(IpcCommands, ShowCoversEveryByteOnce) {
 
 TEST_F(IpcCommands, EveryPrefixIsDamagedWhereItEnds) {
   const std::string whole = contentOf(buffer());
-  for (std::size_t size = 0; size < whole.size(); size += 7 * SHARE) {
+  constexpr int STEP = 7 * SHARE;
+  for (std::size_t size = 0; size < whole.size(); size += STEP) {
     const std::string path = file("cut.bin", whole.substr(0, size));
     const ProcessResult checked = run({"buffer", "check", path});
     EXPECT_EQ(checked.status, 1) << size;

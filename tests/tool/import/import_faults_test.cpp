@@ -106,7 +106,8 @@ TEST_F(ImportFaults, AFileThatIsCutShortAnywhere) {
   const std::string whole = backup(NEW_ELEMENTS);
   const std::string end = "</smses>";
   const std::size_t last = whole.rfind(end) + end.size();
-  for (std::size_t size = 1; size < last; size += 7 * SHARE) {
+  constexpr int STEP = 7 * SHARE;
+  for (std::size_t size = 1; size < last; size += STEP) {
     expectRefused(file("cut.xml", whole.substr(0, size)), folder() + "/cut.xml:");
   }
 }
