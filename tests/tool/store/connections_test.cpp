@@ -107,7 +107,7 @@ TEST_F(Connections, HaveMemoryByWhatAStoreHolds) {
   EXPECT_EQ(memory_for(9'000'000'000'000'000'000), 1'073'741'824);
 }
 
-TEST_F(Connections, KeepSqliteToIts) {
+TEST_F(Connections, KeepSqliteWithinIt) {
   const Database database(path());
   database.execute("CREATE TABLE t (x);");
   EXPECT_EQ(sqlite3_hard_heap_limit64(-1), memory_for(0));
