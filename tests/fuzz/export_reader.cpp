@@ -32,6 +32,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const helpers::StoreSession session;
   static const int rows = count_rows();
   if (size == 0) return 0;
+  store.beginInput();
   const InputFile input(data, size);
   ImportOptions options;
   options.isDryRun = true;

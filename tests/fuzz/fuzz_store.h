@@ -9,6 +9,7 @@
 
 #include "fuzz_target.h"
 #include "store/connections.h"
+#include "store/work_time.h"
 
 /** A store in a directory of this process, which is removed at its end. */
 class FuzzStore {
@@ -28,6 +29,9 @@ class FuzzStore {
   ~FuzzStore() { std::filesystem::remove_all(_directory); }
 
   const std::string& directory() const { return _directory; }
+
+  /** Each input is what a command is given. */
+  void beginInput() const { msg_tarvel::tool::limit_work_time(); }
 
  private:
   const std::string _directory;

@@ -46,6 +46,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   }
   MessageFilter filter;
   if (!is_filter(words, filter)) return 0;
+  store.beginInput();
   int found = 0;
   MatchingMessages messages(filter);
   while (messages.next()) ++found;

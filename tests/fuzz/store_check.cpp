@@ -58,6 +58,7 @@ std::string changed(std::string bytes, const std::uint8_t* data, std::size_t siz
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const StoreFile store;
+  store.store.beginInput();
   const std::string bytes = changed(store.bytes, data, size);
   std::ofstream(store.path, std::ios::binary).write(bytes.data(), static_cast<long>(bytes.size()));
   Findings findings(kinds_of({}));

@@ -73,6 +73,8 @@ int slowness_of(long long nanoseconds) {
 }
 
 void limit_work_time() {
+  ticks = 0;
+  statements = 0;
   struct sigaction action = {};
   action.sa_handler = &on_tick;
   action.sa_flags = SA_RESTART;

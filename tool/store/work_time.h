@@ -7,8 +7,8 @@
 namespace msg_tarvel::tool {
 
 /**
- * Begins to count. A second after the time is up the program ends, whatever it is at, with a line
- * on standard error and the status of a failure.
+ * Begins to count, anew where that was done before. A second after the time is up the program ends,
+ * whatever it is at, with a line on standard error and the status of a failure.
  */
 void limit_work_time();
 

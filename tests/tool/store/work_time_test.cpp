@@ -63,6 +63,13 @@ TEST_F(WorkTime, GrowsWithTheStoreAndWithStatementsThatBringTheirOwn) {
   EXPECT_EQ(allTicks(), 86 * slowness) << "ten milliseconds each";
 }
 
+TEST_F(WorkTime, BeginsAnewForAnotherCommand) {
+  allTicks();
+  EXPECT_TRUE(is_work_time_up());
+  limit_work_time();
+  EXPECT_FALSE(is_work_time_up());
+}
+
 TEST_F(WorkTime, CountsFromTheBeginningOfAStatementToItsEnd) {
   end_work();
   for (int i = 0; i < 10'000; ++i) raise(SIGPROF);
