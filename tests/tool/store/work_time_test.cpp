@@ -16,7 +16,9 @@ namespace {
 /** Ticks come when the test says so, each of a tenth of a second. */
 class WorkTime : public ::testing::Test {
  protected:
-  WorkTime() {
+  WorkTime() { begin(); }
+
+  static void begin() {
     limit_work_time();
     constexpr itimerval NEVER = {};
     itimerval often = {};
@@ -64,10 +66,13 @@ TEST_F(WorkTime, GrowsWithTheStoreAndWithStatementsThatBringTheirOwn) {
 }
 
 TEST_F(WorkTime, BeginsAnewForAnotherCommand) {
-  allTicks();
+  const int all = allTicks();
   EXPECT_TRUE(is_work_time_up());
-  limit_work_time();
+  allow_work_time_for_each_statement();
+  for (int i = 0; i < 10; ++i) note_statement();
+  begin();
   EXPECT_FALSE(is_work_time_up());
+  EXPECT_EQ(allTicks(), all + 1 + all) << "without what the statements before brought";
 }
 
 TEST_F(WorkTime, CountsFromTheBeginningOfAStatementToItsEnd) {
